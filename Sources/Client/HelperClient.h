@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Platform/Platform.h"
+#include "Platform/PropertyList.h"
+
+namespace halcyra {
+
+enum class HelperInstallState { notRegistered, enabled, requiresApproval, notFound, unknown };
+
+/// From a `ServiceManagement` status.
+HelperInstallState helperInstallStateFromStatus(int status);
+/// The text shown to the user ("Not installed", "Approved", …).
+std::string_view rawValue(HelperInstallState state);
+
+/// The application's single connection to the privileged helper: registration, the one session with its heartbeat and
+/// activity, the fan commands. Safe from any thread; completions come exactly once, on a thread of the connection or
+/// on the caller's, never promised to be the main one. Held by `std::shared_ptr`: what is under way holds it weakly.
+class HelperClient : public std::enable_shared_from_this<HelperClient> {
+ public:
+  using DictionaryCompletion = std::function<void(PropertyList dictionary, std::optional<Error> error)>;
+  using ErrorCompletion = std::function<void(std::optional<Error> error)>;
+
+  static constexpr std::string_view clientErrorDomain = "Halcyra.HelperClient.ClientError";
+
+  static std::shared_ptr<HelperClient> make(Platform& platform);
+  ~HelperClient();
+
+  HelperInstallState installState() const;
+  /// Registers the daemon; throws the service management's `LocalizedError`.
+  void install();
+  /// Ends the session, asks the helper to prepare, unregisters the daemon; stops at the first error.
+  void uninstall(ErrorCompletion completion);
+
+  /// Opens a new session; it replaces a stored one. The dictionary is the helper's status.
+  void beginSession(DictionaryCompletion completion);
+  /// Ends the session; without one completes with no error at once. Locally the session is over at once.
+  void endSession(ErrorCompletion completion);
+  /// Ends this session only: nothing happens when the stored session is another one by now.
+  void endSession(const std::string& sessionID, ErrorCompletion completion);
+  /// Without a session these fail with "No privileged fan-control session is active".
+  void setMode(int fan, bool manual, DictionaryCompletion completion);
+  void setTarget(int fan, std::int64_t rpm, DictionaryCompletion completion);
+  /// Without a session completes with neither dictionary nor error.
+  void resetAll(DictionaryCompletion completion);
+  /// Drops connection and session.
+  void invalidate();
+
+  std::optional<std::string> sessionID() const;
+  /// Called on the main queue when the session has been lost; the session stays stored until it is ended.
+  void setSessionErrorHandler(std::function<void(Error)> handler);
+
+ private:
+  struct State;
+  explicit HelperClient(Platform& platform);
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace halcyra

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <variant>
+#include <vector>
+
+#include "Client/HelperClient.h"
+#include "Helpers/SensorReader.h"
+#include "Platform/Platform.h"
+#include "SMC/FanController.h"
+#include "SMC/FanInfo.h"
+#include "SMC/IOKitSMCBridge.h"
+
+namespace halcyra {
+
+/// The result of one read.
+struct TelemetrySnapshot {
+  /// One entry per fan that the machine reports; always complete.
+  std::vector<FanInfo> fans;
+  CPUCoreAverage average;
+  /// Every temperature channel; empty when that read failed.
+  std::vector<SensorReading> readings;
+  HelperInstallState helperState = HelperInstallState::unknown;
+};
+
+using TelemetryResult = std::variant<TelemetrySnapshot, Error>;
+
+/// The only place in the application that reads the SMC: one read-only bridge on one serial queue.
+class TelemetryPoller {
+ public:
+  using Completion = std::function<void(TelemetryResult)>;
+
+  explicit TelemetryPoller(Platform& platform);
+  ~TelemetryPoller();
+
+  /// Opens the SMC, on the queue, and waits for it; throws `SMCError`.
+  void open();
+  /// Closes the SMC, on the queue, and waits for it.
+  void close();
+  /// Reads everything, asynchronously. `completion` is called exactly once, on the poller's queue.
+  void read(Completion completion);
+
+ private:
+  TelemetryResult performRead();
+
+  Platform& platform_;
+  IOKitSMCBridge smc_;
+  std::unique_ptr<SensorReader> reader_;
+  std::unique_ptr<FanController> controller_;
+  /// Last: destroyed first, so that no read outlives what it uses.
+  std::unique_ptr<Queue> queue_;
+};
+
+}  // namespace halcyra

@@ -1,0 +1,50 @@
+# Warnings, sanitizers, ccache, and the helpers that every target of the project is made with.
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+  # The build folder must not be part of the hash: the same object serves dev, checks and CI.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_NOHASHDIR=1 ${CCACHE_PROGRAM})
+endif()
+
+add_library(aerovane-options INTERFACE)
+target_compile_options(aerovane-options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(AEROVANE_SANITIZE)
+  target_compile_options(aerovane-options INTERFACE
+    -fsanitize=${AEROVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(aerovane-options INTERFACE -fsanitize=${AEROVANE_SANITIZE})
+endif()
+
+# aerovane_library(NAME FOLDERS folder... [LINK target...] [PRIVATE_LINK target...])
+# A static library of all sources of the folders (not of their subfolders).
+function(aerovane_library name)
+  cmake_parse_arguments(ARG "" "" "FOLDERS;LINK;PRIVATE_LINK" ${ARGN})
+  set(sources)
+  foreach(folder IN LISTS ARG_FOLDERS)
+    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
+  if(sources)
+    add_library(${name} STATIC ${sources})
+    set(scope PUBLIC)
+    target_link_libraries(${name} PRIVATE aerovane-options ${ARG_PRIVATE_LINK})
+  else()
+    add_library(${name} INTERFACE)
+    set(scope INTERFACE)
+  endif()
+  target_include_directories(${name} ${scope} ${PROJECT_SOURCE_DIR}/Sources)
+  target_link_libraries(${name} ${scope} ${ARG_LINK})
+endfunction()
+
+# aerovane_test(NAME FOLDER folder LINK target... [LABELS label...])
+# A GoogleTest binary of all sources of one folder under Tests/, each test known to CTest.
+function(aerovane_test name)
+  cmake_parse_arguments(ARG "" "FOLDER" "LINK;LABELS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_FOLDER}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name} ${sources})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/Tests)
+  target_link_libraries(${name} PRIVATE aerovane-options ${ARG_LINK} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")
+endfunction()
