@@ -7,7 +7,7 @@ namespace halcyra {
 
 /// Stops the program with `message` when a condition that the caller must keep does not hold, in every build, before
 /// anything is changed.
-inline void precondition(bool condition, const char* message) {
+constexpr void precondition(bool condition, const char* message) {
   if (condition) {
     return;
   }
