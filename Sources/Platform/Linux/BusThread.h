@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Platform/Time.h"
+
+namespace sdbus {
+class IConnection;
+}
+
+namespace halcyra {
+
+/// One connection to a message bus and the thread that alone touches it. The thread starts with the first `post` and
+/// lives until destruction; the connection is opened on demand, and again after a loss.
+class BusThread {
+ public:
+  using Opener = std::function<std::unique_ptr<sdbus::IConnection>()>;
+
+  explicit BusThread(Opener open);
+  /// Drops what has not begun and waits for what is under way. Not on the bus thread itself.
+  ~BusThread();
+  BusThread(const BusThread&) = delete;
+  BusThread& operator=(const BusThread&) = delete;
+
+  /// Runs `work` on the bus thread. From any thread. Work handed in after destruction has begun is dropped.
+  void post(std::function<void()> work);
+  /// The same, not before `delay` has passed.
+  void postAfter(Seconds delay, std::function<void()> work);
+  bool isCurrentThread() const;
+
+  /// The open connection; opens it when there is none. Throws `sdbus::Error` when the bus cannot be reached. Bus
+  /// thread only.
+  sdbus::IConnection& connection();
+
+  /// `lost` is called on the bus thread when the connection breaks, before it is destroyed, and at the end of the
+  /// thread; whatever was made from the connection has to be destroyed in it. Bus thread only, while the connection is
+  /// open; the handlers are forgotten after the loss.
+  void onLoss(std::function<void()> lost);
+
+ private:
+  struct State;
+  std::shared_ptr<State> state_;
+};
+
+/// Opens the bus at `address`; the system bus when it is empty.
+BusThread::Opener busOpener(std::string address);
+BusThread::Opener sessionBusOpener();
+
+}  // namespace halcyra

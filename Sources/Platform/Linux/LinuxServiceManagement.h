@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "Platform/Linux/HelperRegistration.h"
+#include "Platform/Linux/RuntimeLayout.h"
+#include "Platform/Log.h"
+#include "Platform/ServiceManagement.h"
+
+namespace halcyra {
+
+class ServiceManagementError : public LocalizedError {
+ public:
+  using LocalizedError::LocalizedError;
+  std::string_view domain() const override { return "halcyra.ServiceManagement"; }
+};
+
+struct LinuxServiceManagementOptions {
+  RuntimeLayout layout;
+  std::filesystem::path helperProgram;
+  /// Who registers; 0 needs no approval.
+  std::uint32_t userID = 0;
+  /// The login item: the application's program, and the autostart entry that starts it.
+  std::filesystem::path applicationProgram;
+  std::filesystem::path autostartEntry;
+  /// Shows the user where to approve; empty: a log line says how.
+  std::function<void()> openSettings;
+};
+
+/// Registration of the daemon as records in the machine's layout and as a D-Bus activation file, which exists exactly
+/// while the daemon is registered and may be started. The login item is an XDG autostart entry.
+class LinuxServiceManagement : public ServiceManagement {
+ public:
+  LinuxServiceManagement(LinuxServiceManagementOptions options, LogSink& log);
+
+  int daemonStatus(const std::string& plistName) const override;
+  void registerDaemon(const std::string& plistName) override;
+  void unregisterDaemon(const std::string& plistName) override;
+  void openSystemSettingsLoginItems() override;
+  int mainAppStatus() const override;
+  void registerMainApp() override;
+  void unregisterMainApp() override;
+
+  /// Approves the registered daemon on behalf of an administrator, for the user that it is registered for: it may be
+  /// started from now on, also after being registered again. Throws when nothing is registered.
+  void approve(const std::string& plistName);
+
+ private:
+  std::filesystem::path activationFile(const std::string& plistName) const;
+  void writeActivation(const std::string& plistName, const std::filesystem::path& program);
+
+  LinuxServiceManagementOptions options_;
+  Logger logger_;
+};
+
+/// `$XDG_CONFIG_HOME/autostart/aerovane.desktop`, or the same under `~/.config`.
+std::filesystem::path autostartEntryPath();
+
+}  // namespace halcyra

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <filesystem>
+
+#include "Platform/SystemInformation.h"
+
+namespace halcyra {
+
+/// Processes from `/proc`; "hw.model" from a machine's own file, else from the firmware's product name.
+class LinuxSystemInformation : public SystemInformation {
+ public:
+  explicit LinuxSystemInformation(std::filesystem::path hardwareModelFile);
+
+  std::optional<std::string> sysctlString(const std::string& name) const override;
+  std::vector<std::int32_t> listAllProcessIDs() const override;
+  /// The path as it was started: the mark of a file that has been deleted since is taken off.
+  std::optional<std::string> processPath(std::int32_t processID) const override;
+  std::int32_t processID() const override;
+
+ private:
+  std::filesystem::path hardwareModelFile_;
+};
+
+}  // namespace halcyra
