@@ -1,0 +1,51 @@
+#include "Programs/Aerovane/CommandLine.h"
+
+#include <cstdlib>
+#include <iostream>
+
+#include "CLI/CLI.hpp"
+
+namespace halcyra {
+
+namespace {
+
+/// A year: longer than anyone waits, short enough for every timer.
+constexpr double longestRun = 366.0 * 24 * 3600;
+
+void describe(CLI::App& app, CommandLine& line) {
+  app.set_version_flag("--version", std::string("aerovane ") + AEROVANE_VERSION);
+  app.add_flag("--console", line.console, "Run without windows: a line per poll, or a live table on a terminal");
+  auto* machine = app.add_flag("--virtual-mac", line.virtualMac, "Start a simulated Mac for this run and end it after");
+  auto* folder = app.add_option("--runtime-dir", line.runtimeFolder, "Use the simulated Mac that runs in this folder")
+                     ->type_name("DIR");
+  machine->excludes(folder);
+  app.add_option("--workload", line.workload, "Workload of the --virtual-mac: host, idle, bursts, sustained, critical, "
+                                              "or a CSV trace")
+      ->needs(machine)
+      ->capture_default_str();
+  app.add_option("--seed", line.seed, "Seed of the --virtual-mac")->needs(machine);
+  app.add_option("--preset", line.preset, "Activate the preset of this name")->type_name("NAME");
+  app.add_flag("--install-helper", line.installHelper, "Register the privileged helper first");
+  app.add_flag("--approve-helper", line.approveHelper, "Approve the registered helper");
+  app.add_flag("--supervised-test", line.supervisedTest, "Run the supervised fan test first unless it has passed");
+  app.add_option("--seconds", line.seconds, "End after this many seconds")->check(CLI::Range(0.0, longestRun));
+  app.add_flag("--json", line.json, "One JSON object a line");
+}
+
+}  // namespace
+
+CommandLine CommandLine::parse(int argc, char** argv) {
+  CommandLine line;
+  CLI::App app{"Aerovane: fan control for Apple-silicon Macs", "aerovane"};
+  describe(app, line);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    const bool asked = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
+    app.exit(error, std::cout, std::cerr);
+    std::exit(asked ? 0 : 2);
+  }
+  return line;
+}
+
+}  // namespace halcyra

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace halcyra {
+
+/// What the user asked for.
+struct CommandLine {
+  bool console = false;
+  bool virtualMac = false;
+  std::optional<std::string> runtimeFolder;
+  std::string workload = "host";
+  std::optional<std::uint64_t> seed;
+  std::optional<std::string> preset;
+  bool installHelper = false;
+  bool approveHelper = false;
+  bool supervisedTest = false;
+  std::optional<double> seconds;
+  bool json = false;
+
+  /// Prints help or version, or says what is wrong, and ends the process (status 0, or 2 for bad usage).
+  static CommandLine parse(int argc, char** argv);
+};
+
+}  // namespace halcyra
