@@ -32,21 +32,25 @@ class TaskLoop : public std::enable_shared_from_this<TaskLoop> {
 
  private:
   using Time = std::chrono::steady_clock::time_point;
+  struct Work {
+    Time since;
+    std::function<void()> run;
+  };
   struct TimerState {
     std::function<void()> fire;
     Time due;
     std::chrono::steady_clock::duration period{0};
-    bool cancelled = false;
   };
   class TimerHandle;
 
-  std::function<void()> nextLocked(std::unique_lock<std::mutex>& lock);
-  std::function<void()> dueTimerLocked(Time now);
+  std::function<void()> waitForNext();
+  std::function<void()> takeReady(Time now);
+  std::function<void()> takeTimer(Time now);
   void cancel(const std::shared_ptr<TimerState>& timer);
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<std::function<void()>> work_;
+  std::deque<Work> work_;
   std::multimap<Time, std::shared_ptr<TimerState>> timers_;
   std::thread::id runner_;
   bool stopRequested_ = false;

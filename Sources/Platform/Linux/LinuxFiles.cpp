@@ -1,0 +1,113 @@
+#include "Platform/Linux/LinuxFiles.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+#include "fmt/format.h"
+
+namespace halcyra {
+
+namespace {
+
+FileError failure(const std::filesystem::path& path, const char* what, int error) {
+  return FileError(
+      fmt::format("The file “{}” couldn’t be {}: {}.", path.string(), what, std::generic_category().message(error)));
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() {
+    if (number_ >= 0) {
+      ::close(number_);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return number_; }
+
+ private:
+  int number_;
+};
+
+void writeAll(int descriptor, std::string_view content, const std::filesystem::path& path) {
+  while (!content.empty()) {
+    const ssize_t count = ::write(descriptor, content.data(), content.size());
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      throw failure(path, "written", errno);
+    }
+    content.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+void syncFolder(const std::filesystem::path& folder) {
+  const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (descriptor.get() >= 0) {
+    ::fsync(descriptor.get());
+  }
+}
+
+void fillTemporary(int descriptor, std::string_view content, unsigned mode, const std::filesystem::path& path) {
+  if (::fchmod(descriptor, mode) != 0) {
+    throw failure(path, "written", errno);
+  }
+  writeAll(descriptor, content, path);
+  if (::fsync(descriptor) != 0) {
+    throw failure(path, "written", errno);
+  }
+}
+
+}  // namespace
+
+std::string readFile(const std::filesystem::path& path) {
+  const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (descriptor.get() < 0) {
+    throw failure(path, "opened", errno);
+  }
+  std::string content;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t count = ::read(descriptor.get(), buffer, sizeof buffer);
+    if (count == 0) {
+      return content;
+    }
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      throw failure(path, "read", errno);
+    }
+    content.append(buffer, static_cast<std::size_t>(count));
+  }
+}
+
+void writeFileAtomically(const std::filesystem::path& path, std::string_view content, unsigned mode) {
+  struct stat existing {};
+  if (::stat(path.c_str(), &existing) == 0) {
+    if (!S_ISREG(existing.st_mode)) {
+      throw failure(path, "written", S_ISDIR(existing.st_mode) ? EISDIR : EINVAL);
+    }
+    mode = existing.st_mode & 0777;
+  }
+  const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+  std::string temporary = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
+  const Descriptor descriptor(::mkostemp(temporary.data(), O_CLOEXEC));
+  if (descriptor.get() < 0) {
+    throw failure(path, "written", errno);
+  }
+  try {
+    fillTemporary(descriptor.get(), content, mode, path);
+    if (::rename(temporary.c_str(), path.c_str()) != 0) {
+      throw failure(path, "written", errno);
+    }
+  } catch (...) {
+    ::unlink(temporary.c_str());
+    throw;
+  }
+  syncFolder(folder);
+}
+
+}  // namespace halcyra
