@@ -1,0 +1,422 @@
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "fmt/format.h"
+
+#include "App/AppModel.h"
+#include "App/ClientFailure.h"
+#include "App/HelperPreflight.h"
+#include "Helpers/SmartAutoDecision.h"
+#include "SMC/FanCapability.h"
+#include "XPC/HelperXPCError.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr const char* monitoringOnlyMessage =
+    "Aerovane is in monitoring-only mode. Choose “Aerovane controls fans” in Settings before applying a preset.";
+constexpr const char* noFansMessage =
+    "No controllable fans are currently available. Aerovane will retry when they return.";
+constexpr const char* notReadyMessage = "Approve the helper and complete the supervised fan test first.";
+
+bool isHelperError(const Error& error, HelperXPCError::Code code) {
+  return error.domain == HelperXPCError::domain && error.code == static_cast<std::int64_t>(code);
+}
+
+}  // namespace
+
+void AppModel::activate(const FanPreset& preset, bool quietTransientRetry) {
+  if (*isBusy_ || powerLifecycle_.isSleeping() || isTerminating_) {
+    return;
+  }
+  nextRestoreAttempt_ = restoreAtOnce;
+  if (preset.kind == PresetKind::system) {
+    activateAppleDefault();
+    return;
+  }
+  if (refuseActivation()) {
+    return;
+  }
+  // A copy: the argument may be one of the model's own presets.
+  const FanPreset selected = preset;
+  select(selected);
+  if (!deferActivation()) {
+    beginActivation(selected, quietTransientRetry);
+  }
+}
+
+void AppModel::activateAppleDefault() {
+  presetPendingRestore_.reset();
+  selectionStore_.save(FanPreset::systemDefault());
+  if (*lastError_ == activeConflictMessage_) {
+    lastError_ = std::nullopt;
+  }
+  resetToAutomatic("apple default selected", false, true, {});
+}
+
+bool AppModel::refuseActivation() {
+  if (*fanControlOwnership_ == FanControlOwnership::anotherApp) {
+    lastError_ = monitoringOnlyMessage;
+    return true;
+  }
+  if (*thermalControlSupported_) {
+    return false;
+  }
+  lastError_ = fmt::format(
+      "Fan control is hardware-verified only on Mac15,11. This {} remains in safe monitoring-only mode until its "
+      "sensor and fan topology is validated.",
+      hardwareModelIdentifier_);
+  if (hasHelperSession()) {
+    resetToAutomatic("unverified hardware topology", true, true, {});
+  }
+  return true;
+}
+
+void AppModel::select(const FanPreset& preset) {
+  activePreset_ = preset;
+  presetPendingRestore_ = preset;
+  selectionStore_.save(preset);
+  openControlGeneration();
+}
+
+bool AppModel::deferActivation() {
+  if (competingController_->has_value()) {
+    activeConflictMessage_ = conflictMessage(**competingController_);
+    lastError_ = activeConflictMessage_;
+    nextRestoreAttempt_ = restoreBlocked;
+    return true;
+  }
+  const char* obstacle = fans_->empty()                                                            ? noFansMessage
+                         : !*supervisedTestPassed_ || *helperState_ != HelperInstallState::enabled ? notReadyMessage
+                                                                                                   : nullptr;
+  if (obstacle == nullptr) {
+    return false;
+  }
+  lastError_ = obstacle;
+  if (hasHelperSession()) {
+    postponeRestore(restoreRetryDelay);
+    resetToAutomatic(obstacle, true, true, {});
+  }
+  return true;
+}
+
+void AppModel::beginActivation(const FanPreset& preset, bool quietTransientRetry) {
+  isBusy_ = true;
+  if (hasHelperSession()) {
+    continueActivation(preset, quietTransientRetry, std::nullopt);
+    return;
+  }
+  helper_->beginSession(onSessionStart(
+      controlGeneration_,
+      [preset, quietTransientRetry](AppModel& self, const PropertyList& status, std::optional<Error> error) {
+        auto& controllable = self.control_.controllableFanIndices;
+        if (status.is_object()) {
+          controllable = helperControllableFans(status, *self.fans_);
+        }
+        if (!error && (!status.is_object() || !preflightIsClean(status) || controllable.empty())) {
+          error = ClientFailure::error(ClientFailure::Case::noControllableFans);
+        }
+        self.continueActivation(preset, quietTransientRetry, std::move(error));
+      }));
+}
+
+void AppModel::continueActivation(const FanPreset& preset, bool quietTransientRetry, std::optional<Error> error) {
+  if (activePreset_->id != preset.id) {
+    return;
+  }
+  if (error) {
+    if (!quietTransientRetry || !isTransientBeginFailure(*error)) {
+      failSafe(*error);
+      return;
+    }
+    logger_.log(fmt::format("preset restore deferred ({}); retrying shortly", error->localizedDescription()));
+    isBusy_ = false;
+    presetPendingRestore_ = preset;
+    postponeRestore(restoreRetryDelay);
+    return;
+  }
+  if (preset.kind == PresetKind::automatic) {
+    smartAuto_.reset();
+    logger_.log("smart auto engaged");
+  } else {
+    control_.curves.clear();
+    for (const FanInfo& fan : *fans_) {
+      control_.curves.emplace(fan.index, newCurve(fan.index, preset));
+    }
+  }
+  std::vector<int> indices;
+  for (const FanInfo& fan : *fans_) {
+    if (isUnderControl(fan)) {
+      indices.push_back(fan.index);
+    }
+  }
+  enableFansSequentially(
+      std::move(indices), preset, controlGeneration_,
+      [preset](AppModel& self, const std::optional<Error>& outcome) { self.finishActivation(preset, outcome); });
+}
+
+void AppModel::finishActivation(const FanPreset& preset, const std::optional<Error>& error) {
+  if (activePreset_->id != preset.id) {
+    return;
+  }
+  isBusy_ = false;
+  if (error) {
+    failSafe(*error);
+    return;
+  }
+  presetPendingRestore_.reset();
+  nextRestoreAttempt_ = restoreAtOnce;
+  clearErrorUnlessConflict("cleared resolved error after successful preset activation");
+  selectionStore_.save(preset);
+  logger_.log(fmt::format("remembered preset: {}", preset.name));
+  poll();
+}
+
+void AppModel::enableFansSequentially(std::vector<int> indices, const FanPreset& preset, std::uint64_t generation,
+                                      ErrorCompletion completion) {
+  if (indices.empty()) {
+    completion(*this, std::nullopt);
+    return;
+  }
+  const int index = indices.front();
+  indices.erase(indices.begin());
+  if (publishedFan(index) == nullptr) {
+    completion(*this, ClientFailure::error(ClientFailure::Case::abnormalPreflight));
+    return;
+  }
+  enableFan(index, preset, generation,
+            [indices, preset, generation, completion](AppModel& self, const std::optional<Error>& error) {
+              if (error) {
+                completion(self, error);
+                return;
+              }
+              self.onMainWithin(generation, [indices, preset, generation, completion](AppModel& model) {
+                model.enableFansSequentially(indices, preset, generation, completion);
+              })();
+            });
+}
+
+void AppModel::enableFan(int index, const FanPreset& preset, std::uint64_t generation, ErrorCompletion completion) {
+  helper_->setMode(index, true,
+                   onMainWithin(generation, [index, preset, generation, completion](AppModel& self, const PropertyList&,
+                                                                                    const std::optional<Error>& error) {
+                     if (error) {
+                       completion(self, error);
+                     } else {
+                       self.setInitialTarget(index, preset, generation, completion);
+                     }
+                   }));
+}
+
+void AppModel::setInitialTarget(int index, const FanPreset& preset, std::uint64_t generation,
+                                ErrorCompletion completion) {
+  // The reading of now: polls have gone on while the mode latched.
+  const FanInfo* fan = publishedFan(index);
+  if (fan == nullptr || !hasUsableLimits(*fan)) {
+    completion(*this, ClientFailure::error(ClientFailure::Case::abnormalPreflight));
+    return;
+  }
+  const std::int64_t target = initialTarget(*fan, preset);
+  if (preset.kind == PresetKind::automatic || preset.strategy == ControlStrategy::cpuCoreAverage) {
+    logFanDecision(index, target, "preset activation");
+  }
+  helper_->setTarget(index, target,
+                     onMainWithin(generation, [index, target, completion](AppModel& self, const PropertyList&,
+                                                                          const std::optional<Error>& error) {
+                       if (!error) {
+                         self.control_.lastTargets[index] = target;
+                       }
+                       completion(self, error);
+                     }));
+}
+
+std::int64_t AppModel::initialTarget(const FanInfo& fan, const FanPreset& preset) {
+  if (*criticalThermalOverrideActive_) {
+    return fan.maxRPM;
+  }
+  switch (preset.kind) {
+    case PresetKind::system:
+      return fan.minRPM;
+    case PresetKind::automatic:
+      return SmartAutoDecision::targetRPM(zoneTemperature(fan.index, smartAutoFallbackTemperature),
+                                          *sustainedDieTemperature_, false, fan.minRPM, fan.maxRPM);
+    case PresetKind::fullBlast:
+      break;
+    case PresetKind::custom:
+      if (preset.strategy != ControlStrategy::constantRPM) {
+        return curveTarget(fan, preset);
+      }
+      break;
+  }
+  return preset.fixedTarget(fan).value_or(fan.minRPM);
+}
+
+void AppModel::restoreRememberedPresetIfReady() {
+  const bool ready = presetPendingRestore_ && *fanControlOwnership_ == FanControlOwnership::aerovane &&
+                     !powerLifecycle_.isSleeping() && !isTerminating_ && !competingController_->has_value() &&
+                     platform_.clock.steadyNow() >= nextRestoreAttempt_ && !hasHelperSession() && !fans_->empty() &&
+                     *thermalControlSupported_ && !*isBusy_ && *supervisedTestPassed_ &&
+                     *helperState_ == HelperInstallState::enabled;
+  if (!ready) {
+    return;
+  }
+  const FanPreset preset = *std::exchange(presetPendingRestore_, std::nullopt);
+  logger_.log(fmt::format("restoring remembered preset: {}", preset.name));
+  activate(preset, true);
+}
+
+void AppModel::resetToAutomatic(const std::string& reason, bool preservingSelection, bool resumePolling,
+                                std::function<void()> completion) {
+  logger_.log(fmt::format("smart control disengaged: {}", reason));
+  interruptSupervisedTest(reason);
+  openControlGeneration();
+  if (preservingSelection) {
+    keepSelectionForRestore();
+  } else {
+    activePreset_ = FanPreset::systemDefault();
+    presetPendingRestore_.reset();
+    selectionStore_.save(FanPreset::systemDefault());
+  }
+  control_.reset();
+  smartAuto_.reset();
+  if (!hasHelperSession()) {
+    isBusy_ = false;
+    if (completion) {
+      completion();
+    }
+    return;
+  }
+  isBusy_ = true;
+  handBack([weak = weak_from_this(), generation = controlGeneration_, preservingSelection, resumePolling,
+            completion = std::move(completion)](const HandBack& result) {
+    if (const auto self = weak.lock()) {
+      self->finishReset(generation, preservingSelection, resumePolling, result);
+    }
+    if (completion) {
+      completion();
+    }
+  });
+}
+
+void AppModel::handBack(std::function<void(const HandBack&)> finished) {
+  const auto sessionID = helper_->sessionID();
+  // Holds the client, not the model: fans are handed back even when the model goes away meanwhile.
+  helper_->resetAll([helper = helper_, sessionID, &queue = platform_.dispatch.mainQueue(),
+                     finished = std::move(finished)](PropertyList reply, std::optional<Error> resetError) {
+    const auto end = [&queue, finished, reply = std::move(reply),
+                      resetError = std::move(resetError)](std::optional<Error> endError) {
+      queue.async([finished, result = HandBack{reply, resetError, std::move(endError)}] { finished(result); });
+    };
+    if (sessionID) {
+      helper->endSession(*sessionID, end);
+    } else {
+      end(std::nullopt);
+    }
+  });
+}
+
+void AppModel::finishReset(std::uint64_t generation, bool preservingSelection, bool resumePolling,
+                           const HandBack& result) {
+  // Under a newer generation the busy flag, and what is shown, belong to whatever opened it.
+  const bool current = generation == controlGeneration_;
+  if (current) {
+    isBusy_ = false;
+  }
+  const std::optional<Error>& error = result.resetError ? result.resetError : result.endError;
+  if (error && !HelperXPCError::isInvalidSession(*error)) {
+    showError(*error);
+  } else if (!error && current && !preservingSelection) {
+    lastError_ = std::nullopt;
+  }
+  if (resumePolling) {
+    poll();
+  }
+}
+
+void AppModel::failSafe(const Error& error) {
+  if (HelperXPCError::isInvalidSession(error) && hasHelperSession()) {
+    handleSessionLoss(error);
+    return;
+  }
+  applyCompetingController(CompetingFanControllerDetector::runningController(platform_.system));
+  std::string message = error.localizedDescription();
+  if (isHelperError(error, HelperXPCError::Code::controlUnavailable) && competingController_->has_value()) {
+    message = activeConflictMessage_.value_or(message);
+    nextRestoreAttempt_ = restoreBlocked;
+  } else {
+    postponeRestore(restoreRetryDelay);
+  }
+  lastError_ = message;
+  resetToAutomatic(message, true, true, {});
+}
+
+void AppModel::handleSessionLoss(const Error& error) {
+  if (!hasHelperSession()) {
+    return;
+  }
+  logger_.log(fmt::format("control session lost ({}); re-establishing automatically", error.localizedDescription()));
+  openControlGeneration();
+  control_.lastTargets.clear();
+  control_.controllableFanIndices.clear();
+  smartAuto_.reset();
+  if (activePreset_->kind != PresetKind::system) {
+    keepSelectionForRestore();
+    nextRestoreAttempt_ = restoreAtOnce;
+  }
+  if (supervisedTestRunning_) {
+    finishFailedTest(error);
+    return;
+  }
+  isBusy_ = false;
+  helper_->endSession([](const std::optional<Error>&) {});
+}
+
+bool AppModel::isTransientBeginFailure(const Error& error) {
+  return HelperXPCError::isInvalidSession(error) || isHelperError(error, HelperXPCError::Code::busy) ||
+         (error.domain == cocoaErrorDomain &&
+          (error.code == connectionInterruptedCode || error.code == connectionInvalidCode));
+}
+
+std::string AppModel::conflictMessage(const std::string& name) const {
+  return fmt::format(
+      "{0}'s privileged SMC helper is still running. Open {0} and use its uninstall/remove-helper option, or unload "
+      "that service with administrator approval. Aerovane is keeping both fans on Apple Default and will automatically "
+      "reapply {1} when the helper is gone.",
+      name, activePreset_->name);
+}
+
+void AppModel::keepSelectionForRestore() {
+  if (activePreset_->kind != PresetKind::system) {
+    presetPendingRestore_ = *activePreset_;
+  }
+}
+
+void AppModel::openControlGeneration() {
+  ++controlGeneration_;
+  targetWriteCoalescer_.reset();
+}
+
+const FanInfo* AppModel::publishedFan(int index) const {
+  const auto found = std::find_if(fans_->begin(), fans_->end(), [&](const FanInfo& fan) { return fan.index == index; });
+  return found == fans_->end() ? nullptr : &*found;
+}
+
+bool AppModel::hasUsableLimits(const FanInfo& fan) {
+  if (fan.minRPM <= fan.maxRPM) {
+    fansWithBadLimits_.erase(fan.index);
+    return true;
+  }
+  if (fansWithBadLimits_.insert(fan.index).second) {
+    logger_.error(fmt::format("fan {} is left alone: its minimum of {} RPM lies above its maximum of {} RPM", fan.index,
+                              fan.minRPM, fan.maxRPM));
+  }
+  return false;
+}
+
+bool AppModel::isUnderControl(const FanInfo& fan) {
+  return control_.controllableFanIndices.contains(fan.index) && hasUsableLimits(fan);
+}
+
+}  // namespace halcyra

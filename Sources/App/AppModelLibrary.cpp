@@ -1,0 +1,137 @@
+#include <algorithm>
+
+#include "fmt/format.h"
+
+#include "App/AppModel.h"
+#include "Helpers/PresetExportFile.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr const char* exportFailed = "Export failed: ";
+constexpr const char* importFailed = "Import failed: ";
+
+}  // namespace
+
+void AppModel::createCustomPreset() {
+  const FanPreset preset{.id = UUID::random(),
+                         .name = fmt::format("Custom {}", customPresets_->size() + 1),
+                         .kind = PresetKind::custom,
+                         .strategy = ControlStrategy::cpuCoreAverage,
+                         .lowTemperature = 30.0,
+                         .highTemperature = 50.0,
+                         .constantRPM = std::nullopt,
+                         .hysteresis = 1.5,
+                         .linkedFans = true,
+                         .fan0Settings = std::nullopt,
+                         .fan1Settings = std::nullopt};
+  savePreset(preset);
+  activate(preset, false);
+}
+
+void AppModel::savePreset(const FanPreset& preset) {
+  if (!preset.isValidCustomConfiguration()) {
+    lastError_ = "That preset has an invalid name, temperature range, hysteresis, or RPM target.";
+    return;
+  }
+  // A copy of the list: the argument may be an element of it.
+  std::vector<FanPreset> presets = *customPresets_;
+  const FanPreset saved = preset;
+  const auto existing =
+      std::find_if(presets.begin(), presets.end(), [&](const FanPreset& other) { return other.id == saved.id; });
+  if (existing != presets.end()) {
+    *existing = saved;
+  } else {
+    presets.push_back(saved);
+  }
+  customPresets_ = std::move(presets);
+  if (activePreset_->id == saved.id) {
+    activePreset_ = saved;
+  }
+  if (presetPendingRestore_ && presetPendingRestore_->id == saved.id) {
+    presetPendingRestore_ = saved;
+  }
+  persistCustomPresets("");
+}
+
+void AppModel::duplicatePreset(const FanPreset& preset) {
+  if (preset.kind != PresetKind::custom) {
+    return;
+  }
+  FanPreset copy = preset;
+  copy.id = UUID::random();
+  copy.name += " Copy";
+  savePreset(copy);
+}
+
+void AppModel::deletePreset(const FanPreset& preset) {
+  if (preset.isLocked()) {
+    return;
+  }
+  const UUID id = preset.id;
+  if (selectionStore_.savedPresetID() == id) {
+    presetPendingRestore_.reset();
+    selectionStore_.save(FanPreset::systemDefault());
+  }
+  if (activePreset_->id == id) {
+    resetToAutomatic("deleted active preset", false, true, {});
+  }
+  customPresets_.mutate([&](std::vector<FanPreset>& presets) {
+    std::erase_if(presets, [&](const FanPreset& other) { return other.id == id; });
+  });
+  persistCustomPresets("");
+}
+
+bool AppModel::persistCustomPresets(const char* errorPrefix) {
+  try {
+    curveManager_.saveCustomPresets(*customPresets_);
+    return true;
+  } catch (const LocalizedError& error) {
+    lastError_ = errorPrefix + error.errorDescription();
+    return false;
+  }
+}
+
+void AppModel::exportCustomPresets() {
+  const auto path = platform_.workspace.runSavePanel(std::string(PresetExportFile::defaultFileName));
+  if (!path) {
+    return;
+  }
+  try {
+    const PresetExportFile file{PresetExportFile::supportedVersion, *customPresets_};
+    platform_.files.writeAtomically(*path, file.encode());
+  } catch (const LocalizedError& error) {
+    lastError_ = exportFailed + error.errorDescription();
+  }
+}
+
+void AppModel::importCustomPresets() {
+  const auto path = platform_.workspace.runOpenPanel();
+  if (!path) {
+    return;
+  }
+  PresetExportFile file;
+  try {
+    file = PresetExportFile::decode(platform_.files.read(*path));
+  } catch (const LocalizedError& error) {
+    lastError_ = importFailed + error.errorDescription();
+    return;
+  }
+  if (file.version != PresetExportFile::supportedVersion) {
+    lastError_ = std::string(PresetExportFile::unsupportedVersionMessage);
+    return;
+  }
+  std::erase_if(file.presets, [](const FanPreset& preset) { return !preset.isValidCustomConfiguration(); });
+  customPresets_.mutate([&](std::vector<FanPreset>& presets) {
+    for (FanPreset& preset : file.presets) {
+      preset.id = UUID::random();
+      presets.push_back(preset);
+    }
+  });
+  if (persistCustomPresets(importFailed) && file.presets.empty()) {
+    lastError_ = std::string(PresetExportFile::noValidPresetsMessage);
+  }
+}
+
+}  // namespace halcyra
