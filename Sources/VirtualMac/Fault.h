@@ -49,6 +49,8 @@ struct Fault {
   double number = 0;
   /// How long a `spike` lasts, in seconds.
   double seconds = 0;
+  /// When a `spike` is over, in seconds since power-on; the machine sets it.
+  double until = 0;
   /// Firmware result of `result` and `resultRead`.
   std::uint8_t firmwareResult = 0;
   /// How many calls are still to be answered with it; nothing is for ever.
@@ -76,7 +78,7 @@ class FaultSet {
   /// `FaultError` and changes nothing when the command is wrong.
   void apply(std::string_view command);
 
-  /// The commands of the faults in force, in the order given.
+  /// The commands of the faults in force, in the order given. "set-mode" is done when it is done and not among them.
   std::vector<std::string> active() const;
 
   /// The commands, one per line: syntax and meaning.
@@ -94,15 +96,14 @@ class FaultSet {
   /// Removes all faults of a kind.
   void remove(FaultKind kind);
 
-  /// Called for every fault before it takes its place, and once after a "clear" with null: the machine completes what
-  /// a command cannot know.
-  void setObserver(std::function<void(Fault*)> observer) { observer_ = std::move(observer); }
+  /// Called for every fault before it takes its place: the machine completes what a command cannot know.
+  void setObserver(std::function<void(Fault&)> observer) { observer_ = std::move(observer); }
 
  private:
-  void clear(std::string_view what);
+  void clear(const std::vector<std::string_view>& words);
 
   std::vector<Fault> faults_;
-  std::function<void(Fault*)> observer_;
+  std::function<void(Fault&)> observer_;
 };
 
 }  // namespace halcyra

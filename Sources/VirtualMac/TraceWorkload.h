@@ -17,7 +17,7 @@ namespace halcyra {
 /// The first line names the columns; each further line is one moment. Blank lines and lines that start with "#" are
 /// skipped. Between lines values run straight; after the last line the last one holds.
 ///
-///   time                                seconds, ascending; the first line is power-on whatever its time
+///   time                                seconds, ascending; the first line is the start whatever its time
 ///   cpuA cpuB efficiency gpuA gpuB      load 0…1
 ///   cpu                                 load of all processor cores (instead of cpuA, cpuB, efficiency)
 ///   gpu                                 load of both graphics banks (instead of gpuA, gpuB)

@@ -35,8 +35,8 @@ class Workload {
  public:
   virtual ~Workload() = default;
 
-  /// The levels at `time` seconds after power-on; asked for in ascending times, many times a second. Levels outside
-  /// 0…1 are limited to it by the machine.
+  /// The levels at `time` seconds after the machine was given this work; asked for in ascending times, many times a
+  /// second. Levels outside 0…1 are limited to it by the machine.
   virtual WorkloadLevels load(double time) = 0;
 
   /// The °C that a recording dictates for a temperature key at `time`; nothing when the machine's own physics is to
