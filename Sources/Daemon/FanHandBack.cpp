@@ -1,0 +1,184 @@
+#include "Daemon/FanHandBack.h"
+
+#include <algorithm>
+
+#include "fmt/format.h"
+
+#include "SMC/FanCapability.h"
+#include "SMC/FanController.h"
+#include "SMC/FanInfo.h"
+#include "SMC/SMCError.h"
+
+namespace halcyra {
+namespace {
+
+bool isTransportFailure(const SMCError& error) {
+  switch (error.kind()) {
+    case SMCError::Case::connectionFailed:
+    case SMCError::Case::connectionFailedWithCode:
+    case SMCError::Case::notOpen:
+    case SMCError::Case::ioKitFailed:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool isTransientRefusal(const SMCError& error) {
+  return error.kind() == SMCError::Case::firmwareFailed &&
+         (error.firmwareResult() == 0x82 || error.firmwareResult() == 0x83);
+}
+
+const SMCValue automaticMode = SMCValue::makeUInt8(static_cast<std::uint8_t>(FanMode::automatic));
+
+}  // namespace
+
+bool HandBackReport::failed() const {
+  return unreachable || !failureText().empty();
+}
+
+std::string HandBackReport::failureText() const {
+  std::string text;
+  for (const FanHandBackOutcome& outcome : fans) {
+    if (outcome.failure) {
+      text += fmt::format("{}Fan {} could not be handed back to Automatic: {}", text.empty() ? "" : ". ", outcome.fan,
+                          *outcome.failure);
+    }
+  }
+  if (text.empty() && unreachable) {
+    text = fmt::format("The fans could not be handed back to Automatic: {}", *unreachable);
+  }
+  return text;
+}
+
+HandBackReport FanHandBack::all(SMCInterface& smc) {
+  for (const int fan : ledger_.fans()) {
+    ledger_.owe(fan);
+  }
+  probeOwed_ = true;
+  return run(smc);
+}
+
+HandBackReport FanHandBack::again(SMCInterface& smc) {
+  return run(smc);
+}
+
+HandBackReport FanHandBack::run(SMCInterface& smc) {
+  HandBackReport report;
+  if (reopen_) {
+    smc.close();
+    reopen_ = false;
+  }
+  try {
+    smc.open();
+    for (const int fan : ledger_.owed()) {
+      command(smc, fan);
+    }
+    if (probeOwed_) {
+      probe(smc, report);
+    }
+    for (const int fan : ledger_.owed()) {
+      report.fans.push_back(verify(smc, fan, report));
+    }
+  } catch (const SMCError& error) {
+    noteFailure(error, report);
+    for (const int fan : ledger_.owed()) {
+      report.fans.push_back({fan, error.what()});
+    }
+  }
+  report.owed = probeOwed_ || !ledger_.owed().empty();
+  report.mayBeManual = ledger_.anyMayBeManual();
+  return report;
+}
+
+// Failures are left to `verify`, which meets them again and reports them.
+void FanHandBack::command(SMCInterface& smc, int fan) {
+  const SMCKey key = SMCKey::fan(fan, "Md");
+  try {
+    const SMCValue value = smc.readKey(key);
+    if (const std::uint8_t* raw = value.asUInt8()) {
+      ledger_.modeRead(fan, *raw);
+      if (isSystemManagedFanMode(*raw) && !ledger_.needsCountermand(fan)) {
+        return;
+      }
+    }
+  } catch (const SMCError&) {
+    if (!ledger_.mayBeManual(fan)) {
+      return;
+    }
+  }
+  try {
+    smc.writeKeyUnverified(key, automaticMode);
+    ledger_.countermanded(fan);
+  } catch (const SMCError&) {
+  }
+}
+
+void FanHandBack::probe(SMCInterface& smc, HandBackReport& report) {
+  for (const FanCapability& capability : FanCapabilityProbe(smc).probe().fans) {
+    if (!ledger_.knows(capability.index)) {
+      ledger_.found(capability.index);
+      ledger_.owe(capability.index);
+      command(smc, capability.index);
+    }
+  }
+  // The probe takes what it cannot read for absent; only an SMC that answers can have no more fans.
+  try {
+    smc.getKeyCount();
+  } catch (const SMCError& error) {
+    if (isTransportFailure(error)) {
+      noteFailure(error, report);
+      return;
+    }
+  }
+  probeOwed_ = false;
+}
+
+FanHandBackOutcome FanHandBack::verify(SMCInterface& smc, int fan, HandBackReport& report) {
+  try {
+    countermand(smc, fan);
+    FanController(smc, log_).resetToAuto(fan);
+  } catch (const SMCError& error) {
+    const bool hasNoMode = error.kind() == SMCError::Case::keyNotFound && !ledger_.mayBeManual(fan);
+    if (!hasNoMode) {
+      noteFailure(error, report);
+      return {fan, error.what()};
+    }
+  }
+  ledger_.confirmAutomatic(fan, smc.clock().steadyNow());
+  return {fan, std::nullopt};
+}
+
+void FanHandBack::countermand(SMCInterface& smc, int fan) {
+  if (!ledger_.needsCountermand(fan)) {
+    return;
+  }
+  Clock& clock = smc.clock();
+  const Instant deadline = clock.steadyNow() + FanController::verificationTimeout;
+  for (;;) {
+    try {
+      smc.writeKeyUnverified(SMCKey::fan(fan, "Md"), automaticMode);
+      ledger_.countermanded(fan);
+      return;
+    } catch (const SMCError& error) {
+      if (!isTransientRefusal(error) || clock.steadyNow() >= deadline) {
+        throw;
+      }
+    }
+    clock.sleep(FanController::retryPeriod);
+  }
+}
+
+void FanHandBack::noteFailure(const SMCError& error, HandBackReport& report) {
+  if (isTransportFailure(error)) {
+    report.unreachable = error.what();
+    reopen_ = true;
+  }
+}
+
+HandBackReport releaseAllFans(SMCInterface& smc, LogSink& log) {
+  FanLedger ledger;
+  return FanHandBack(ledger, log).all(smc);
+}
+
+}  // namespace halcyra

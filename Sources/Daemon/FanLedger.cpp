@@ -1,0 +1,93 @@
+#include "Daemon/FanLedger.h"
+
+#include "SMC/FanInfo.h"
+
+namespace halcyra {
+
+void FanLedger::found(int fan) {
+  entries_.try_emplace(fan);
+}
+
+void FanLedger::manualWritten(int fan, Instant now) {
+  entries_[fan] = {true, false, now, false};
+}
+
+void FanLedger::modeRead(int fan, std::uint8_t raw) {
+  if (isSystemManagedFanMode(raw)) {
+    return;
+  }
+  Entry& entry = entries_[fan];
+  entry.mayBeManual = true;
+  if (fanModeFromRaw(raw) == FanMode::manual) {
+    entry.unseenManualWrite.reset();
+  }
+}
+
+void FanLedger::owe(int fan) {
+  entries_[fan].owed = true;
+}
+
+void FanLedger::confirmAutomatic(int fan, Instant now) {
+  Entry& entry = entries_[fan];
+  if (entry.unseenManualWrite && now - *entry.unseenManualWrite < settlingTime) {
+    return;
+  }
+  entry = {};
+}
+
+void FanLedger::countermanded(int fan) {
+  entries_[fan].countermanded = true;
+}
+
+bool FanLedger::needsCountermand(int fan) const {
+  const Entry* entry = find(fan);
+  return entry != nullptr && entry->unseenManualWrite && !entry->countermanded;
+}
+
+bool FanLedger::mayBeManual(int fan) const {
+  const Entry* entry = find(fan);
+  return entry != nullptr && entry->mayBeManual;
+}
+
+std::vector<int> FanLedger::fans() const {
+  std::vector<int> result;
+  for (const auto& [fan, entry] : entries_) {
+    result.push_back(fan);
+  }
+  return result;
+}
+
+std::vector<int> FanLedger::owed() const {
+  std::vector<int> result;
+  for (const auto& [fan, entry] : entries_) {
+    if (entry.owed) {
+      result.push_back(fan);
+    }
+  }
+  return result;
+}
+
+bool FanLedger::anyMayBeManual() const {
+  for (const auto& [fan, entry] : entries_) {
+    if (entry.mayBeManual) {
+      return true;
+    }
+  }
+  return false;
+}
+
+const FanLedger::Entry* FanLedger::find(int fan) const {
+  const auto found = entries_.find(fan);
+  return found == entries_.end() ? nullptr : &found->second;
+}
+
+std::optional<int> fanOfModeKey(SMCKey key) {
+  for (int fan = 0; fan <= FanCapabilityProbe::maxFanIndex; ++fan) {
+    if (key == SMCKey::fan(fan, "Md")) {
+      return fan;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace halcyra

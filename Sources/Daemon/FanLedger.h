@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "Platform/Time.h"
+#include "SMC/FanController.h"
+#include "SMC/SMCKey.h"
+#include "SMC/SMCValue.h"
+
+namespace halcyra {
+
+/// What the helper knows of each fan's ownership: which fans exist, which of them may be under manual control, and
+/// which of them a hand-back still owes to the firmware. Not safe for concurrent use.
+class FanLedger {
+ public:
+  /// How long a mode that was written may take to become effective.
+  static constexpr Seconds settlingTime = FanController::verificationTimeout;
+
+  /// The fan exists.
+  void found(int fan);
+  /// Manual mode was written (whether or not the write was answered with success). Cancels what was owed.
+  void manualWritten(int fan, Instant now);
+  /// The mode key read as `raw`.
+  void modeRead(int fan, std::uint8_t raw);
+
+  /// A hand-back of the fan has been asked for.
+  void owe(int fan);
+  /// The mode key reads as the firmware's. What is owed stays owed as long as an earlier manual write, never seen to
+  /// take effect, may still do so.
+  void confirmAutomatic(int fan, Instant now);
+
+  /// Automatic mode was written over an earlier manual write.
+  void countermanded(int fan);
+
+  /// Manual mode was written, never seen to take effect and not written over: that the mode key reads automatic proves
+  /// nothing yet, and the fan must be commanded all the same.
+  bool needsCountermand(int fan) const;
+  bool mayBeManual(int fan) const;
+  bool knows(int fan) const { return find(fan) != nullptr; }
+
+  /// In ascending order.
+  std::vector<int> fans() const;
+  std::vector<int> owed() const;
+  bool anyMayBeManual() const;
+
+ private:
+  struct Entry {
+    bool mayBeManual = false;
+    bool owed = false;
+    std::optional<Instant> unseenManualWrite;
+    bool countermanded = false;
+  };
+
+  const Entry* find(int fan) const;
+
+  std::map<int, Entry> entries_;
+};
+
+/// The fan whose mode key this is, if it is one.
+std::optional<int> fanOfModeKey(SMCKey key);
+
+}  // namespace halcyra
