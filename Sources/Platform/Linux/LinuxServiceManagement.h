@@ -54,6 +54,7 @@ class LinuxServiceManagement : public ServiceManagement {
   void writeActivation(const std::string& plistName, const std::filesystem::path& program);
 
   LinuxServiceManagementOptions options_;
+  LogSink& log_;
   Logger logger_;
 };
 

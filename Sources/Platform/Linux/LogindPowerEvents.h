@@ -22,6 +22,7 @@ class LogindPowerEvents : public PowerEvents {
 
  private:
   class State;
+  BusThread& bus_;
   std::shared_ptr<State> state_;
 };
 

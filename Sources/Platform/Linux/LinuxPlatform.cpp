@@ -1,0 +1,133 @@
+#include "Platform/Linux/LinuxPlatform.h"
+
+#include <cstdlib>
+#include <pwd.h>
+#include <unistd.h>
+#include <utility>
+
+#include "Platform/Linux/BusThread.h"
+#include "Platform/Linux/DBusMachServices.h"
+#include "Platform/Linux/JSONUserDefaults.h"
+#include "Platform/Linux/LinuxActivityAssertions.h"
+#include "Platform/Linux/LinuxClock.h"
+#include "Platform/Linux/LinuxDesktop.h"
+#include "Platform/Linux/LinuxFiles.h"
+#include "Platform/Linux/LinuxIOKit.h"
+#include "Platform/Linux/LinuxServiceManagement.h"
+#include "Platform/Linux/LinuxSystemInformation.h"
+#include "Platform/Linux/LogindPowerEvents.h"
+#include "Platform/Linux/ThreadQueue.h"
+#include "Platform/Precondition.h"
+
+namespace halcyra {
+
+namespace {
+
+LinuxServiceManagementOptions serviceManagementOptions(const LinuxPlatformOptions& options) {
+  LinuxServiceManagementOptions result;
+  result.layout = options.layout;
+  result.helperProgram = options.helperProgram.value_or(siblingProgram("aerovane-helper"));
+  result.userID = geteuid();
+  std::error_code error;
+  result.applicationProgram = std::filesystem::read_symlink("/proc/self/exe", error);
+  result.autostartEntry = autostartEntryPath();
+  return result;
+}
+
+std::filesystem::path homeFolder() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/') {
+    return home;
+  }
+  const passwd* user = getpwuid(geteuid());
+  return user != nullptr && user->pw_dir != nullptr ? user->pw_dir : "/";
+}
+
+}  // namespace
+
+struct LinuxPlatform::Parts {
+  explicit Parts(LinuxPlatformOptions options)
+      : layout(options.layout),
+        ownMainQueue(options.mainQueue == nullptr ? std::make_unique<PlainMainQueue>() : nullptr),
+        dispatch(ownMainQueue ? static_cast<Queue&>(*ownMainQueue) : *options.mainQueue),
+        log(makeLogSink(options.log, options.minimumLogLevel)),
+        iokit(layout.smcSocket),
+        machineBus(busOpener(layout.busAddress)),
+        systemBus(busOpener({})),
+        sessionBus(sessionBusOpener()),
+        machServices(machineBus),
+        serviceManagement(serviceManagementOptions(options), *log),
+        userDefaults(options.defaultsFile.value_or(defaultsFilePath()), *log),
+        system(layout.hardwareModel),
+        activities(systemBus),
+        power(machineBus, dispatch.mainQueue(), *log),
+        ownNotifications(sessionBus),
+        platform{clock,
+                 dispatch,
+                 *log,
+                 iokit,
+                 machServices,
+                 serviceManagement,
+                 userDefaults,
+                 system,
+                 activities,
+                 power,
+                 options.notifications != nullptr ? *options.notifications : ownNotifications,
+                 options.workspace != nullptr ? *options.workspace : ownWorkspace,
+                 files} {}
+
+  RuntimeLayout layout;
+  LinuxClock clock;
+  std::unique_ptr<PlainMainQueue> ownMainQueue;
+  LinuxDispatch dispatch;
+  std::unique_ptr<LogSink> log;
+  LinuxIOKit iokit;
+  // Before everything that uses a bus, so that the threads end after it.
+  BusThread machineBus;
+  BusThread systemBus;
+  BusThread sessionBus;
+  DBusMachServices machServices;
+  LinuxServiceManagement serviceManagement;
+  JSONUserDefaults userDefaults;
+  LinuxSystemInformation system;
+  LinuxActivityAssertions activities;
+  LogindPowerEvents power;
+  DBusUserNotifications ownNotifications;
+  ConsoleWorkspace ownWorkspace;
+  LinuxFiles files;
+  Platform platform;
+};
+
+LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options) : parts_(std::make_unique<Parts>(std::move(options))) {}
+
+LinuxPlatform::~LinuxPlatform() = default;
+
+Platform& LinuxPlatform::platform() {
+  return parts_->platform;
+}
+
+const RuntimeLayout& LinuxPlatform::layout() const {
+  return parts_->layout;
+}
+
+PlainMainQueue& LinuxPlatform::mainQueue() {
+  precondition(parts_->ownMainQueue != nullptr, "the main queue belongs to another event loop");
+  return *parts_->ownMainQueue;
+}
+
+LinuxServiceManagement& LinuxPlatform::serviceManagement() {
+  return parts_->serviceManagement;
+}
+
+std::filesystem::path configurationFolder() {
+  // A relative path is not allowed there and counts as none.
+  if (const char* folder = std::getenv("XDG_CONFIG_HOME"); folder != nullptr && folder[0] == '/') {
+    return std::filesystem::path(folder) / "aerovane";
+  }
+  return homeFolder() / ".config" / "aerovane";
+}
+
+std::filesystem::path defaultsFilePath() {
+  return configurationFolder() / "defaults.json";
+}
+
+}  // namespace halcyra
