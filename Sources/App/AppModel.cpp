@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include "fmt/format.h"
 #include "fmt/ranges.h"
 
+#include "App/AppModelReplies.h"
 #include "Helpers/ThermalControlCompatibility.h"
 
 namespace halcyra {

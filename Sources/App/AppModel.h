@@ -7,7 +7,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -189,14 +188,18 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void importCustomPresets();
 
  private:
+  /// Hands polls to the model past the poller, for tests and measurements.
+  friend struct AppModelAccess;
+
   using ErrorCompletion = std::function<void(AppModel&, std::optional<Error>)>;
   struct HandBack {
-    PropertyList resetReply;
     std::optional<Error> resetError;
     std::optional<Error> endError;
   };
 
   explicit AppModel(Platform& platform);
+
+  // AppModelReplies.h
 
   /// A callback for any thread that runs `handler` on the main queue, with the model first, if it still lives.
   template <typename Handler>
@@ -240,6 +243,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void setInitialTarget(int index, const FanPreset& preset, std::uint64_t generation, ErrorCompletion completion);
   std::int64_t initialTarget(const FanInfo& fan, const FanPreset& preset);
   void restoreRememberedPresetIfReady();
+
+  // AppModelHandBack.cpp
   void failSafe(const Error& error);
   void handleSessionLoss(const Error& error);
   void handBack(std::function<void(const HandBack&)> finished);
@@ -375,44 +380,5 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   std::unique_ptr<Timer> timer_;
   std::unique_ptr<Timer> conflictTimer_;
 };
-
-template <typename Handler>
-auto AppModel::onMain(Handler handler) {
-  return [weak = weak_from_this(), &queue = platform_.dispatch.mainQueue(),
-          handler = std::move(handler)](auto... arguments) {
-    queue.async([weak, handler, arguments = std::make_tuple(std::move(arguments)...)]() mutable {
-      if (const auto self = weak.lock()) {
-        std::apply([&](auto&... each) { handler(*self, std::move(each)...); }, arguments);
-      }
-    });
-  };
-}
-
-template <typename Handler>
-auto AppModel::onMainWithin(std::uint64_t generation, Handler handler) {
-  return onMain([generation, handler = std::move(handler)](AppModel& self, auto&&... arguments) {
-    if (self.controlGeneration_ == generation) {
-      handler(self, std::forward<decltype(arguments)>(arguments)...);
-    }
-  });
-}
-
-template <typename Handler>
-HelperClient::DictionaryCompletion AppModel::onSessionStart(std::uint64_t generation, Handler handler) {
-  auto answer = onMain([generation, handler = std::move(handler)](AppModel& self, const PropertyList& status,
-                                                                  const std::optional<Error>& error,
-                                                                  const std::optional<std::string>& sessionID) {
-    if (self.controlGeneration_ == generation) {
-      handler(self, status, error);
-    } else if (!error && sessionID) {
-      self.helper_->endSession(*sessionID, [](const std::optional<Error>&) {});
-    }
-  });
-  return [answer, helper = std::weak_ptr(helper_)](PropertyList status, std::optional<Error> error) {
-    // On the connection's thread: by the time the main queue looks, another session may have taken its place.
-    const auto client = helper.lock();
-    answer(std::move(status), std::move(error), client ? client->sessionID() : std::nullopt);
-  };
-}
 
 }  // namespace halcyra

@@ -3,6 +3,7 @@
 #include "fmt/format.h"
 
 #include "App/AppModel.h"
+#include "App/AppModelReplies.h"
 #include "Helpers/SmartAutoCurve.h"
 #include "Helpers/SmartAutoDecision.h"
 

@@ -5,6 +5,7 @@
 #include "fmt/format.h"
 
 #include "App/AppModel.h"
+#include "App/AppModelReplies.h"
 #include "Helpers/HistoryRetention.h"
 
 namespace halcyra {

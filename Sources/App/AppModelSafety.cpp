@@ -1,8 +1,10 @@
 #include <string_view>
+#include <utility>
 
 #include "fmt/format.h"
 
 #include "App/AppModel.h"
+#include "App/AppModelReplies.h"
 #include "SMC/FanCapability.h"
 
 namespace halcyra {

@@ -1,6 +1,9 @@
+#include <utility>
+
 #include "fmt/format.h"
 
 #include "App/AppModel.h"
+#include "App/AppModelReplies.h"
 #include "App/ClientFailure.h"
 #include "App/HelperPreflight.h"
 
