@@ -83,7 +83,8 @@ class Node {
   }
 
   std::int64_t integer() const {
-    // A number without a fraction is an integer however it is written, as long as 64 bits hold it.
+    // A number without a fraction is an integer however it is written, as long as 64 bits hold it. What was written
+    // below -2^63 may have been rounded to it, so that as a double even that bound is out.
     constexpr double limit = 9223372036854775808.0;
     if (value_->is_number_unsigned() && std::in_range<std::int64_t>(value_->get<std::uint64_t>())) {
       return value_->get<std::int64_t>();
@@ -93,7 +94,7 @@ class Node {
     }
     if (value_->is_number_float()) {
       const auto number = value_->get<double>();
-      if (std::trunc(number) == number && number >= -limit && number < limit) return static_cast<std::int64_t>(number);
+      if (std::trunc(number) == number && number > -limit && number < limit) return static_cast<std::int64_t>(number);
     }
     failType("an integer of 64 bits");
   }

@@ -1,0 +1,221 @@
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "gtest/gtest.h"
+
+#include "Helpers/PresetCoding.h"
+
+namespace halcyra {
+
+namespace {
+
+using Case = PresetCodingError::Case;
+
+FanPreset fullPreset() {
+  return {.id = *UUID::parse("ABCDEF00-0000-4000-8000-000000000009"),
+          .name = "Größe \"1\"",
+          .kind = PresetKind::custom,
+          .strategy = ControlStrategy::constantRPM,
+          .lowTemperature = 30.5,
+          .highTemperature = 50,
+          .constantRPM = 3000,
+          .hysteresis = 1.5,
+          .linkedFans = false,
+          .fan0Settings = FanCurveSettings{31, 51, 2000},
+          .fan1Settings = FanCurveSettings{32, 52, std::nullopt}};
+}
+
+/// A preset document with one member replaced by `member`, or left out when that is empty.
+std::string presetDocument(const std::string& key, const std::string& member) {
+  const std::pair<std::string, std::string> members[] = {
+      {"id", R"("id":"abcdef00-0000-4000-8000-000000000009")"},
+      {"name", R"("name":"A")"},
+      {"kind", R"("kind":"custom")"},
+      {"strategy", R"("strategy":"constantRPM")"},
+      {"lowTemperature", R"("lowTemperature":30)"},
+      {"highTemperature", R"("highTemperature":50.5)"},
+      {"constantRPM", R"("constantRPM":3000)"},
+      {"hysteresis", R"("hysteresis":1.5)"},
+      {"linkedFans", R"("linkedFans":true)"},
+      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1,"highTemperature":2})"},
+  };
+  std::string text;
+  for (const auto& [name, original] : members) {
+    const std::string& part = name == key ? member : original;
+    if (!part.empty()) text += (text.empty() ? "" : ",") + part;
+  }
+  return "[{" + text + "}]";
+}
+
+std::string description(const std::function<void()>& work, Case expected) {
+  try {
+    work();
+  } catch (const PresetCodingError& error) {
+    EXPECT_EQ(error.kind(), expected) << error.what();
+    return error.what();
+  }
+  ADD_FAILURE() << "nothing was thrown";
+  return "";
+}
+
+}  // namespace
+
+TEST(PresetCoding, WritesCompactJSONInTheOrderOfDeclaration) {
+  EXPECT_EQ(PresetCoding::encode(std::vector{fullPreset(), FanPreset::automatic()}),
+            R"([{"id":"ABCDEF00-0000-4000-8000-000000000009","name":"Größe \"1\"","kind":"custom",)"
+            R"("strategy":"constantRPM","lowTemperature":30.5,"highTemperature":50.0,"constantRPM":3000,)"
+            R"("hysteresis":1.5,"linkedFans":false,)"
+            R"("fan0Settings":{"lowTemperature":31.0,"highTemperature":51.0,"constantRPM":2000},)"
+            R"("fan1Settings":{"lowTemperature":32.0,"highTemperature":52.0}},)"
+            R"({"id":"00000000-0000-0000-0000-000000000001","name":"Smart Auto","kind":"automatic",)"
+            R"("lowTemperature":30.0,"highTemperature":50.0,"hysteresis":1.5,"linkedFans":true}])");
+  EXPECT_EQ(PresetCoding::encode(std::vector<FanPreset>{}), "[]");
+}
+
+TEST(PresetCoding, WritesExportFilesPrettyWithSortedKeys) {
+  FanPreset preset = FanPreset::batterySaver();
+  preset.fan0Settings = FanCurveSettings{31, 51, 2000};
+  EXPECT_EQ((PresetExportFile{.version = 1, .presets = {preset}}.encode()), R"({
+  "presets": [
+    {
+      "fan0Settings": {
+        "constantRPM": 2000,
+        "highTemperature": 51.0,
+        "lowTemperature": 31.0
+      },
+      "highTemperature": 100.0,
+      "hysteresis": 10.0,
+      "id": "00000000-0000-0000-0000-000000000005",
+      "kind": "custom",
+      "linkedFans": true,
+      "lowTemperature": 90.0,
+      "name": "Battery Saver",
+      "strategy": "cpuCoreAverage"
+    }
+  ],
+  "version": 1
+})");
+}
+
+TEST(PresetCoding, ReadsBackWhatItWrites) {
+  const std::vector<FanPreset> presets{fullPreset(), FanPreset::automatic(), FanPreset::cpuCoreDefault()};
+  EXPECT_EQ(PresetCoding::decodePresets(PresetCoding::encode(presets)), presets);
+  const PresetExportFile file{.version = 7, .presets = presets};
+  EXPECT_EQ(PresetExportFile::decode(file.encode()), file) << "the version is for the reader to judge";
+  const FanCurve curve{30.25, 50, 1200, 5000};
+  EXPECT_EQ(PresetCoding::encode(curve), R"({"minTemp":30.25,"maxTemp":50.0,"minRPM":1200,"maxRPM":5000})");
+  EXPECT_EQ(PresetCoding::decodeFanCurve(PresetCoding::encode(curve)), curve);
+  const FanCurveSettings settings{0.1, 99.9, -1};
+  EXPECT_EQ(PresetCoding::decodeFanCurveSettings(PresetCoding::encode(settings)), settings);
+}
+
+TEST(PresetCoding, ReadsEveryFormOfAPreset) {
+  const std::pair<const char*, const char*> harmless[] = {
+      {"", ""},
+      {"id", R"("id":"ABCDEF00-0000-4000-8000-000000000009")"},
+      {"constantRPM", R"("constantRPM":3000.0)"},
+      {"constantRPM", R"("constantRPM":3e3)"},
+      {"lowTemperature", R"("lowTemperature":3.0e1,"unknown":{"lowTemperature":[null]})"},
+      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1,"highTemperature":2,"constantRPM":null})"},
+  };
+  const FanPreset expected = PresetCoding::decodePresets(presetDocument("", "")).at(0);
+  EXPECT_EQ(expected.constantRPM, 3000);
+  EXPECT_EQ(expected.fan0Settings, (FanCurveSettings{1, 2, std::nullopt}));
+  for (const auto& [key, member] : harmless) {
+    EXPECT_EQ(PresetCoding::decodePresets(presetDocument(key, member)).at(0), expected) << member;
+  }
+  for (const char* key : {"strategy", "constantRPM", "fan0Settings"}) {
+    const auto null = PresetCoding::decodePresets(presetDocument(key, "\"" + std::string(key) + "\":null"));
+    EXPECT_EQ(null, PresetCoding::decodePresets(presetDocument(key, ""))) << "null is absence: " << key;
+    EXPECT_NE(null.at(0), expected) << key;
+  }
+}
+
+TEST(PresetCoding, RefusesWhatIsNoPreset) {
+  struct BadMember {
+    const char* key;
+    const char* member;
+    Case kind;
+    const char* text;
+  };
+  const BadMember cases[] = {
+      {"id", "", Case::missingKey, "\"[0].id\" is missing."},
+      {"id", R"("id":"abc")", Case::wrongType, "\"[0].id\" is not a UUID."},
+      {"id", R"("id":5)", Case::wrongType, "\"[0].id\" is not a string."},
+      {"name", "", Case::missingKey, "\"[0].name\" is missing."},
+      {"name", R"("name":null)", Case::wrongType, "\"[0].name\" is not a string."},
+      {"kind", "", Case::missingKey, "\"[0].kind\" is missing."},
+      {"kind", R"("kind":"Custom")", Case::unknownValue, "\"[0].kind\" has the unknown value \"Custom\"."},
+      {"strategy", R"("strategy":"")", Case::unknownValue, "\"[0].strategy\" has the unknown value \"\"."},
+      {"strategy", R"("strategy":1)", Case::wrongType, "\"[0].strategy\" is not a string."},
+      {"lowTemperature", "", Case::missingKey, "\"[0].lowTemperature\" is missing."},
+      {"lowTemperature", R"("lowTemperature":"30")", Case::wrongType, "\"[0].lowTemperature\" is not a number."},
+      {"highTemperature", R"("highTemperature":true)", Case::wrongType, "\"[0].highTemperature\" is not a number."},
+      {"constantRPM", R"("constantRPM":3000.5)", Case::wrongType, "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"constantRPM", R"("constantRPM":9223372036854775808)", Case::wrongType,
+       "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"constantRPM", R"("constantRPM":-9223372036854775809)", Case::wrongType,
+       "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"constantRPM", R"("constantRPM":1e19)", Case::wrongType, "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"constantRPM", R"("constantRPM":true)", Case::wrongType, "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"hysteresis", R"("hysteresis":null)", Case::wrongType, "\"[0].hysteresis\" is not a number."},
+      {"linkedFans", "", Case::missingKey, "\"[0].linkedFans\" is missing."},
+      {"linkedFans", R"("linkedFans":1)", Case::wrongType, "\"[0].linkedFans\" is not a boolean."},
+      {"fan0Settings", R"("fan0Settings":[])", Case::wrongType, "\"[0].fan0Settings\" is not an object."},
+      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1})", Case::missingKey,
+       "\"[0].fan0Settings.highTemperature\" is missing."},
+  };
+  for (const BadMember& testCase : cases) {
+    const std::string document = presetDocument(testCase.key, testCase.member);
+    EXPECT_EQ(description([&] { PresetCoding::decodePresets(document); }, testCase.kind), testCase.text);
+  }
+}
+
+TEST(PresetCoding, RefusesOtherDocuments) {
+  struct BadDocument {
+    const char* text;
+    Case kind;
+    const char* description;
+  };
+  const BadDocument cases[] = {
+      {"", Case::malformed, "The data is not valid JSON (at byte 1)."},
+      {"{\"version\":1,\"presets\":[]", Case::malformed, "The data is not valid JSON (at byte 26)."},
+      {"{\"version\":1,\"presets\":[]} x", Case::malformed, "The data is not valid JSON (at byte 28)."},
+      {"{\"version\":1e999,\"presets\":[]}", Case::malformed, "The data is not valid JSON (a number is out of range)."},
+      {"{\"version\":NaN,\"presets\":[]}", Case::malformed, "The data is not valid JSON (at byte 12)."},
+      {"[]", Case::wrongType, "The document is not an object."},
+      {"{\"presets\":[]}", Case::missingKey, "\"version\" is missing."},
+      {"{\"version\":\"1\",\"presets\":[]}", Case::wrongType, "\"version\" is not an integer of 64 bits."},
+      {"{\"version\":1}", Case::missingKey, "\"presets\" is missing."},
+      {"{\"version\":1,\"presets\":{}}", Case::wrongType, "\"presets\" is not an array."},
+      {"{\"version\":1,\"presets\":[[]]}", Case::wrongType, "\"presets[0]\" is not an object."},
+  };
+  for (const BadDocument& testCase : cases) {
+    EXPECT_EQ(description([&] { PresetExportFile::decode(testCase.text); }, testCase.kind), testCase.description)
+        << testCase.text;
+  }
+  description([] { PresetCoding::decodePresets("{}"); }, Case::wrongType);
+  description([] { PresetCoding::decodeFanCurve(R"({"minTemp":1,"maxTemp":2,"minRPM":3})"); }, Case::missingKey);
+}
+
+TEST(PresetCoding, WritesNothingThatCouldNotBeReadBack) {
+  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+  FanPreset preset = fullPreset();
+  preset.fan1Settings->lowTemperature = nan;
+  EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{preset}); }, Case::notEncodable),
+            "\"lowTemperature\" is not a finite number.");
+  description([&] { PresetCoding::encode(PresetExportFile{.presets = {preset}}); }, Case::notEncodable);
+  description(
+      [] {
+        PresetCoding::encode(FanCurve{0, std::numeric_limits<double>::infinity(), 0, 0});
+      },
+      Case::notEncodable);
+  FanPreset misnamed = fullPreset();
+  misnamed.name = "\xFF";
+  EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{misnamed}); }, Case::notEncodable),
+            "\"name\" is not valid Unicode text.");
+}
+
+}  // namespace halcyra
