@@ -38,8 +38,11 @@ class FanController {
 
  private:
   void validate(int index) const;
+  /// The index is checked before the SMC is touched.
+  const FanCapability& requireKnown(int index);
   void requireControllable(int index);
   FanMode readMode(int index);
+  bool readsBack(SMCKey key, std::uint8_t expected);
   void writeModeWithTransientRetry(SMCKey key, std::uint8_t expected, const std::string& failureMessage);
 
   SMCInterface& smc_;

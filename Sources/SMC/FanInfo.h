@@ -20,10 +20,14 @@ constexpr std::optional<FanMode> fanModeFromRaw(std::int64_t raw) {
 }
 
 /// 1 is manual, everything else automatic.
-constexpr FanMode fanModeFromSafeRaw(std::int64_t raw) { return raw == 1 ? FanMode::manual : FanMode::automatic; }
+constexpr FanMode fanModeFromSafeRaw(std::int64_t raw) {
+  return raw == 1 ? FanMode::manual : FanMode::automatic;
+}
 
 /// Whether a mode key reading `raw` counts as automatic for the purpose of a reset: 0, and 3.
-constexpr bool isSystemManagedFanMode(std::uint8_t raw) { return raw == 0 || raw == 3; }
+constexpr bool isSystemManagedFanMode(std::uint8_t raw) {
+  return raw == 0 || raw == 3;
+}
 
 /// One fan's reading. `1 <= minRPM <= maxRPM`.
 struct FanInfo {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -77,9 +79,21 @@ class IOKitSMCBridge : public SMCInterface {
   static std::string stringFromCode(std::uint32_t code) { return halcyra::stringFromCode(code); }
 
  private:
-  SMCParamStruct call(const SMCParamStruct& input, const std::string& operation, const std::optional<std::string>& key);
-  std::vector<std::uint8_t> readBytes(SMCKey key, std::uint32_t size);
+  /// A value as the SMC returned it, kept off the heap: a poll reads a few hundred of them.
+  struct RawValue {
+    std::array<std::uint8_t, SMCParamStruct::maximumValueSize> bytes{};
+    std::uint32_t size = 0;
+
+    std::span<const std::uint8_t> span() const { return {bytes.data(), size}; }
+  };
+
+  /// The single user-client call. `operation` and `key` name it in errors only.
+  SMCParamStruct call(const SMCParamStruct& input, std::string_view operation, std::optional<SMCKey> key);
+  RawValue readBytes(SMCKey key, std::uint32_t size);
   void performWrite(SMCKey key, const SMCValue& value, bool verifyImmediately);
+  void writeAllowedValue(SMCKey key, const SMCValue& value, bool verifyImmediately);
+  void verifyReadback(SMCKey key, const std::vector<std::uint8_t>& written);
+  void audit(SMCKey key, const SMCValue& value, bool succeeded, std::string_view detail) const;
 
   IOKit& iokit_;
   Clock& clock_;

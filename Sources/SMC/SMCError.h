@@ -50,8 +50,7 @@ class SMCError : public LocalizedError {
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }
 
  private:
-  SMCError(Case kind, const std::string& description, std::uint8_t firmwareResult = 0)
-      : LocalizedError(description), case_(kind), firmwareResult_(firmwareResult) {}
+  SMCError(Case kind, std::string description, std::uint8_t firmwareResult = 0);
 
   Case case_;
   std::uint8_t firmwareResult_;

@@ -66,7 +66,9 @@ inline constexpr SMCKey SMCKey::fanTestMode = SMCKey::fromString("Ftst");
 /// Four-character codes (keys and data types) as text: most significant byte first, blanks kept, "????" when a byte
 /// is not ASCII.
 std::string stringFromCode(std::uint32_t code);
-inline std::string stringFromKey(SMCKey key) { return stringFromCode(key.rawValue); }
+inline std::string stringFromKey(SMCKey key) {
+  return stringFromCode(key.rawValue);
+}
 
 /// A type code's text without the ASCII white space around it ("flt " and "flt" are both "flt").
 std::string trimmedTypeName(std::uint32_t typeCode);
