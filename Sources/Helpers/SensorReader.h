@@ -1,13 +1,15 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Helpers/CPUCoreAverage.h"
+#include "Helpers/ThermalChannel.h"
 #include "SMC/SMCInterface.h"
 
 namespace halcyra {
@@ -58,6 +60,9 @@ class SensorReader {
 
   explicit SensorReader(SMCInterface& smc) : smc_(smc) {}
 
+  /// More keys than any SMC has; a greater count is a misreading, and walking it would block the caller for hours.
+  static constexpr std::uint32_t maximumKeyCount = 65'536;
+
   /// Walks the SMC's key table: two calls per key. Fails only when the number of keys cannot be read.
   std::vector<SMCKeyInfo> discoverTemperatureSensors();
   /// Every sensor that reads between −40 and 125 °C, in the order of the key table; the others are left out.
@@ -68,36 +73,20 @@ class SensorReader {
   CPUCoreAverage readCPUCoreAverage();
 
  private:
-  struct Channel {
-    SMCKeyInfo info;
-    /// °C.
-    double value = 0;
-  };
-  using Channels = std::vector<Channel>;
-
-  struct Averages {
-    double cpu = 0;
-    std::optional<double> gpu;
-  };
-
-  struct Chassis {
-    std::vector<std::string> keys;
-    /// °C; absent with fewer than two valid sensors.
-    std::optional<double> temperature;
-  };
-
   void discoverIfNeeded();
   bool isKnown(SMCKey key) const;
-  std::size_t countKnown(std::span<const SMCKey> keys) const;
   std::vector<SMCKeyInfo> knownAmong(std::span<const SMCKey> keys) const;
   bool hasValidatedTopology() const;
+  /// The sensors to read for the CPU as long as no channels are frozen.
+  std::vector<SMCKeyInfo> cpuCandidates(bool hasTopology) const;
   std::optional<double> readPlausible(SMCKey key, double lower, double upper);
-  Channels readDieChannels(const std::vector<SMCKeyInfo>& candidates);
-  Channels readCPUChannels(bool hasTopology);
-  Channels readGPUChannels();
+  ThermalChannels readDieChannels(const std::vector<SMCKeyInfo>& candidates);
+  ThermalChannels readCPUChannels(bool hasTopology);
+  ThermalChannels readGPUChannels();
   std::optional<double> readValidatedOptionalHotspot(SMCKey key);
-  Chassis readChassis(std::span<const SMCKey> keys);
-  std::vector<FanZoneReading> buildFanZoneReadings(const Channels& cpu, const Channels& gpu, const Averages& averages);
+  ThermalChannels readChassis(std::span<const SMCKey> keys);
+  std::vector<FanZoneReading> buildFanZoneReadings(const ThermalChannels& cpu, const ThermalChannels& gpu,
+                                                   double cpuAverage, std::optional<double> gpuAverage);
 
   SMCInterface& smc_;
   /// In the order of the key table; empty until discovery.
@@ -105,5 +94,19 @@ class SensorReader {
   std::optional<std::vector<SMCKeyInfo>> cpuContributors_;
   std::optional<std::vector<SMCKeyInfo>> gpuContributors_;
 };
+
+inline constexpr std::array<SMCKey, 16> SensorReader::m3CPUCoreKeys = [] {
+  std::array<SMCKey, 16> keys;
+  auto next = std::ranges::copy(m3EfficiencyCoreKeys, keys.begin()).out;
+  next = std::ranges::copy(m3PerformanceBankAKeys, next).out;
+  std::ranges::copy(m3PerformanceBankBKeys, next);
+  return keys;
+}();
+
+inline constexpr std::array<SMCKey, 8> SensorReader::m3GPUClusterKeys = [] {
+  std::array<SMCKey, 8> keys;
+  std::ranges::copy(m3GPUClusterBankBKeys, std::ranges::copy(m3GPUClusterBankAKeys, keys.begin()).out);
+  return keys;
+}();
 
 }  // namespace halcyra
