@@ -108,11 +108,11 @@ class FanControlHelperLinkTest : public testing::Test {
   }
   FanControlHelperProtocol::DictionaryReply dictionaryReply() {
     return [this](PropertyList dictionary, std::optional<Error> error) {
-      answers_.emplace_back(std::move(dictionary), std::move(error));
+      answers_.push_back({std::move(dictionary), std::move(error)});
     };
   }
   FanControlHelperProtocol::ErrorReply errorReply() {
-    return [this](std::optional<Error> error) { answers_.emplace_back(nullptr, std::move(error)); };
+    return [this](std::optional<Error> error) { answers_.push_back({nullptr, std::move(error)}); };
   }
 
   /// All eight calls, in the order of their declaration.
