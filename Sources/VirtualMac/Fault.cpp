@@ -27,9 +27,6 @@ bool isReadingFault(FaultKind kind) {
 void FaultSet::apply(std::string_view command) {
   const auto words = wordsOf(command);
   if (!words.empty() && words[0] == "clear") {
-    if (words.size() > 3) {
-      throw FaultError("clear: there is too much; usage: clear [FAULT] [KEY]");
-    }
     clear(words);
     return;
   }
@@ -48,21 +45,15 @@ void FaultSet::apply(std::string_view command) {
 }
 
 void FaultSet::clear(const std::vector<std::string_view>& words) {
-  const FaultCommand* command = nullptr;
-  const KeyEntry* entry = nullptr;
-  for (std::size_t index = 1; index < words.size(); ++index) {
-    const std::string_view word = words[index];
-    const FaultCommand* const named = index == 1 ? findFaultCommand(word) : nullptr;
-    if (named != nullptr) {
-      command = named;
-      continue;
-    }
-    if (entry == nullptr && word.size() == 4) {
-      entry = KeyTable::shared().find(SMCKey::fromString(word));
-    }
-    if (entry == nullptr || index + 1 != words.size()) {
-      throw FaultError(fmt::format("clear: \"{}\" is neither a fault nor a key; usage: clear [FAULT] [KEY]", word));
-    }
+  std::size_t next = 1;
+  const FaultCommand* const command = next < words.size() ? findFaultCommand(words[next]) : nullptr;
+  next += command != nullptr ? 1 : 0;
+  const bool mayBeKey = next < words.size() && words[next].size() == 4;
+  const KeyEntry* const entry = mayBeKey ? KeyTable::shared().find(SMCKey::fromString(words[next])) : nullptr;
+  next += entry != nullptr ? 1 : 0;
+  if (next < words.size()) {
+    throw FaultError(fmt::format("clear: \"{}\" is {}; usage: clear [FAULT] [KEY]", words[next],
+                                 entry != nullptr ? "too much" : "neither a fault nor a key"));
   }
   if (command != nullptr && command->kind == FaultKind::setMode) {
     throw FaultError("clear: a mode that was set stays set; use set-mode to change it");

@@ -1,0 +1,226 @@
+#include <cmath>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+
+#include "Platform/IOKit.h"
+#include "VirtualMac/MachineBench.h"
+
+namespace halcyra::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+TEST(Faults, WrongCommandsSayWhyAndChangeNothing) {
+  struct Row {
+    const char* command;
+    const char* text;
+  };
+  const Row rows[] = {
+      {"", "A fault command is missing"},
+      {"   ", "A fault command is missing"},
+      {"explode Tf04", "There is no fault command \"explode\""},
+      {"vanish", "vanish: something is missing; usage: vanish KEY"},
+      {"vanish Tf04 Tf09", "vanish: there is too much; usage: vanish KEY"},
+      {"vanish XXXX", "vanish: the machine has no key \"XXXX\"; usage: vanish KEY"},
+      {"vanish Tf0", "the machine has no key \"Tf0\""},
+      {"value Tf04 hot", "\"hot\" is no number"},
+      {"value Tf04 12x", "\"12x\" is no number"},
+      {"value Tf04 nan", "\"nan\" is no number"},
+      {"value TB0T 200", "the value 200 is outside -128...127.99609375"},
+      {"value RPlt 1", "RPlt is of type \"ch8*\", which is no number"},
+      {"nan F0Md", "F0Md is of type \"ui8 \", which has no such value"},
+      {"inf TB0T", "TB0T is of type \"sp78\", which has no such value"},
+      {"never-latch Tf04", "Tf04 is neither a fan's mode nor its target"},
+      {"latch-delay -1", "the delay -1 is outside 0...3600"},
+      {"result F0Md 0", "the result 0 is outside 1...255"},
+      {"result F0Md 0x100", "the result 0x100 is outside 1...255"},
+      {"result F0Md 0x", "\"0x\" is no whole number"},
+      {"result F0Md 99999999999", "the result 99999999999 is outside 1...255"},
+      {"result F0Md 0x82 0", "the number of calls 0 is outside 1...1000000"},
+      {"slow", "slow: something is missing; usage: slow MILLISECONDS"},
+      {"spike 110", "spike: something is missing; usage: spike CELSIUS SECONDS"},
+      {"spike 110 0", "the duration 0 is outside 0.1...3600"},
+      {"ambient 99", "the temperature 99 is outside -20...60"},
+      {"set-mode 2 1", "the fan 2 is outside 0...1"},
+      {"set-mode F 1", "\"\" is no whole number"},
+      {"set-mode 0 2", "the firmware has no mode 2"},
+      {"set-mode 0 fast", "\"fast\" is no whole number"},
+      {"clear nothing", "clear: \"nothing\" is neither a fault nor a key; usage: clear [FAULT] [KEY]"},
+      {"clear vanish XXXX", "clear: \"XXXX\" is neither a fault nor a key"},
+      {"clear Tf04 vanish", "clear: \"vanish\" is too much"},
+      {"clear vanish Tf04 now", "clear: \"now\" is too much"},
+      {"clear set-mode", "clear: a mode that was set stays set"},
+  };
+  MachineBench bench;
+  bench.machine.faults().apply("jump Tf04 3");
+  const std::string before = bench.machine.state().json();
+  for (const Row& row : rows) {
+    try {
+      bench.machine.faults().apply(row.command);
+      ADD_FAILURE() << "accepted: " << row.command;
+    } catch (const FaultError& error) {
+      EXPECT_THAT(error.what(), HasSubstr(row.text)) << row.command;
+    }
+  }
+  EXPECT_THAT(bench.machine.faults().active(), ElementsAre("jump Tf04 3"));
+  EXPECT_EQ(bench.machine.state().json(), before);
+}
+
+TEST(Faults, EveryCommandHasAUsageLine) {
+  EXPECT_EQ(FaultSet::usage().size(), 18U);
+  EXPECT_THAT(FaultSet::usage().front(), HasSubstr("vanish KEY"));
+}
+
+TEST(Faults, ReadingsOfAKey) {
+  MachineBench bench;
+  auto& faults = bench.machine.faults();
+  bench.runTo(1);
+  const double truth = bench.truth("Tf04");
+
+  faults.apply("value Tf04 200");
+  EXPECT_EQ(bench.readFloat("Tf04"), 200.0F);
+  faults.apply(" nan \t Tf04 ");
+  EXPECT_TRUE(std::isnan(bench.readFloat("Tf04")));
+  faults.apply("inf Tf04");
+  EXPECT_TRUE(std::isinf(bench.readFloat("Tf04")));
+  faults.apply("jump Tf04 30");
+  EXPECT_NEAR(bench.readFloat("Tf04"), truth + 30, 1e-3);
+  EXPECT_THAT(faults.active(), ElementsAre("jump Tf04 30")) << "one reading fault per key";
+  EXPECT_NEAR(bench.readFloat("Tf09"), bench.truth("Tf09"), 1e-3) << "other keys are left alone";
+  EXPECT_EQ(bench.truth("Tf04"), truth) << "the truth underneath stays";
+
+  faults.apply("garbage Tf04");
+  const auto first = bench.read("Tf04").output.bytes;
+  EXPECT_NE(first, bench.read("Tf04").output.bytes);
+
+  faults.apply("freeze F0Ac");
+  const float frozen = bench.readFloat("F0Ac");
+  bench.runTo(10);
+  EXPECT_EQ(bench.readFloat("F0Ac"), frozen);
+  faults.apply("clear F0Ac");
+  EXPECT_NE(bench.readFloat("F0Ac"), frozen);
+  EXPECT_THAT(faults.active(), ElementsAre("garbage Tf04"));
+  faults.apply("clear");
+  EXPECT_THAT(faults.active(), IsEmpty());
+  EXPECT_NEAR(bench.readFloat("Tf04"), bench.truth("Tf04"), 1e-3);
+}
+
+TEST(Faults, VanishedKeysAreNotFound) {
+  MachineBench bench;
+  bench.machine.faults().apply("vanish TCMz");
+  bench.machine.faults().apply("vanish F0Tg");
+  EXPECT_EQ(bench.info("TCMz").output.result, 0x84);
+  EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "TCMz", 4).output.result, 0x84);
+  EXPECT_EQ(bench.writeTarget(0, 3000).output.result, 0x84);
+  EXPECT_EQ(bench.info("TRDX").output.result, 0);
+  bench.machine.faults().apply("clear vanish TCMz");
+  EXPECT_EQ(bench.info("TCMz").output.result, 0);
+  EXPECT_EQ(bench.info("F0Tg").output.result, 0x84);
+}
+
+TEST(Faults, WritesThatDoNotLatch) {
+  MachineBench bench;
+  auto& faults = bench.machine.faults();
+  faults.apply("never-latch F0Md");
+  bench.insistOnMode(0, 1);
+  bench.insistOnMode(1, 1);
+  bench.runTo(30);
+  EXPECT_EQ(bench.readByte("F0Md"), 0);
+  EXPECT_EQ(bench.readByte("F1Md"), 1);
+  faults.apply("clear never-latch");
+  EXPECT_EQ(bench.readByte("F0Md"), 1);
+
+  faults.apply("latch-delay 3.0");
+  ASSERT_EQ(bench.writeTarget(1, 4000).output.result, 0);
+  bench.runTo(32.9);
+  EXPECT_NE(bench.readFloat("F1Tg"), 4000.0F);
+  bench.runTo(33.0);
+  EXPECT_EQ(bench.readFloat("F1Tg"), 4000.0F);
+}
+
+TEST(Faults, FirmwareResults) {
+  MachineBench bench;
+  auto& faults = bench.machine.faults();
+  faults.apply("result F0Md 0x82 2");
+  EXPECT_EQ(bench.writeMode(0, 0).output.result, 0x82);
+  EXPECT_EQ(bench.readByte("F0Md"), 0);
+  EXPECT_EQ(bench.writeMode(0, 0).output.result, 0x82);
+  EXPECT_EQ(bench.writeMode(0, 0).output.result, 0);
+  EXPECT_THAT(faults.active(), IsEmpty());
+
+  faults.apply("result F0Tg 133");
+  for (int round = 0; round < 5; ++round) {
+    EXPECT_EQ(bench.writeTarget(0, 3000).output.result, 133);
+  }
+  faults.apply("result-read Tf04 0x85 1");
+  EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "Tf04", 4).output.result, 0x85);
+  EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "Tf04", 4).output.result, 0);
+}
+
+TEST(Faults, TheDriver) {
+  MachineBench bench;
+  auto& faults = bench.machine.faults();
+  EXPECT_EQ(bench.read("Tf04").delay, Seconds{0});
+  faults.apply("slow 250");
+  EXPECT_EQ(bench.read("Tf04").delay, Seconds{0.25});
+  faults.apply("refuse-writes");
+  EXPECT_EQ(bench.writeMode(0, 0).status, kIOReturnNotPermitted);
+  EXPECT_EQ(bench.read("Tf04").status, kIOReturnSuccess);
+  EXPECT_FALSE(faults.driverGone());
+  faults.apply("driver-gone");
+  EXPECT_TRUE(faults.driverGone());
+  EXPECT_EQ(bench.read("Tf04").status, kIOReturnNoDevice);
+  faults.apply("clear driver-gone");
+  EXPECT_EQ(bench.read("Tf04").status, kIOReturnSuccess);
+  EXPECT_EQ(bench.machine.state().writes, 0U);
+}
+
+TEST(Faults, ASpikeIsOverAfterItsTime) {
+  MachineBench bench;
+  bench.runTo(10.01);
+  bench.machine.faults().apply("spike 110 6");
+  EXPECT_EQ(bench.readFloat("Tf04"), 110.0F);
+  EXPECT_EQ(bench.readFloat("TCMz"), 110.0F);
+  EXPECT_LT(bench.readFloat("TaLP"), 60.0F);
+  bench.runTo(16.0);
+  EXPECT_EQ(bench.readFloat("Tf44"), 110.0F);
+  bench.runTo(16.02);
+  EXPECT_LT(bench.readFloat("Tf44"), 60.0F);
+  EXPECT_THAT(bench.machine.faults().active(), IsEmpty());
+  bench.machine.faults().apply("spike 110 600");
+  bench.machine.faults().apply("clear spike");
+  EXPECT_LT(bench.truth("Tf44"), 60.0);
+}
+
+TEST(Faults, WarmAirWarmsTheMachine) {
+  MachineBench bench;
+  bench.runTo(600);
+  const double before = bench.truth("Tf04");
+  bench.machine.faults().apply("ambient 35");
+  bench.runTo(2400);
+  EXPECT_NEAR(bench.truth("Tf04"), before + 11, 3);
+  bench.machine.faults().apply("clear ambient");
+  bench.runTo(4200);
+  EXPECT_NEAR(bench.truth("Tf04"), before, 3);
+}
+
+TEST(Faults, AnotherPartySetsTheMode) {
+  MachineBench bench;
+  bench.machine.faults().apply("set-mode 1 1 4000");
+  EXPECT_EQ(bench.readByte("F1Md"), 1);
+  EXPECT_EQ(bench.readFloat("F1Tg"), 4000.0F);
+  EXPECT_EQ(bench.readByte("F0Md"), 0);
+  EXPECT_EQ(bench.machine.state().writes, 0U) << "it is not this machine's callers who did it";
+  bench.machine.faults().apply("mode F1 3");
+  EXPECT_EQ(bench.readByte("F1Md"), 3);
+  bench.runTo(60);
+  EXPECT_LT(bench.machine.state().fans[1].actual, 1500);
+  bench.machine.faults().apply("mode F0 manual");
+  EXPECT_EQ(bench.readByte("F0Md"), 1);
+}
+
+}  // namespace
+}  // namespace halcyra::test

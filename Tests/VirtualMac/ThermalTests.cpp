@@ -1,0 +1,127 @@
+#include <algorithm>
+
+#include "gtest/gtest.h"
+
+#include "VirtualMac/MachineBench.h"
+#include "VirtualMac/TraceWorkload.h"
+
+namespace halcyra::test {
+namespace {
+
+bool isDie(const std::string& key) {
+  static const std::string dies =
+      "Te05 Te0L Te0P Te0S Tf04 Tf09 Tf0A Tf0B Tf0D Tf0E Tf44 Tf49 Tf4A Tf4B Tf4D Tf4E "
+      "Tf14 Tf18 Tf19 Tf1A Tf24 Tf28 Tf29 Tf2A";
+  return dies.find(key) != std::string::npos;
+}
+
+struct Span {
+  double hottestDie = -1000;
+  double hotspot = -1000;
+  double dieSum = 0;
+  int dieCount = 0;
+};
+
+/// Everything that the sensors said in a minute, every quarter of a second.
+Span watch(MachineBench& bench, double from) {
+  Span span;
+  for (double time = from; time < from + 60; time += 0.25) {
+    bench.runTo(time);
+    for (const auto& [key, celsius] : bench.machine.state().temperatures) {
+      if (isDie(key)) {
+        span.hottestDie = std::max(span.hottestDie, celsius);
+        span.dieSum += celsius;
+        ++span.dieCount;
+      } else if (key == "TCMz" || key == "TRDX") {
+        span.hotspot = std::max(span.hotspot, celsius);
+      }
+    }
+  }
+  return span;
+}
+
+void fullFans(MachineBench& bench) {
+  bench.machine.faults().apply("set-mode 0 manual 5700");
+  bench.machine.faults().apply("set-mode 1 manual 6200");
+}
+
+TEST(Thermals, IdleSettlesNear45) {
+  for (const std::uint64_t seed : {1U, 2U, 99U}) {
+    MachineBench bench("idle", seed);
+    const Span span = watch(bench, 1800);
+    EXPECT_NEAR(span.dieSum / span.dieCount, 44.5, 2.0);
+    const auto fans = bench.machine.state().fans;
+    EXPECT_NEAR(fans[0].actual, fans[0].minimum, 20);
+    EXPECT_NEAR(fans[1].actual, fans[1].minimum, 20);
+  }
+}
+
+TEST(Thermals, FullLoadUnderTheFirmwaresCurveNears100) {
+  MachineBench bench("sustained");
+  bench.runTo(10);
+  EXPECT_LT(bench.truth("Tf04"), 80) << "sinks take tens of seconds to warm";
+  EXPECT_GT(bench.truth("Tf04"), 55) << "dies take seconds";
+  const Span span = watch(bench, 1800);
+  EXPECT_GT(bench.truth("Tf04"), 95);
+  EXPECT_LT(bench.truth("Tf04"), 103);
+  EXPECT_GT(span.hotspot, 98);
+  const auto fan = bench.machine.state().fans[0];
+  EXPECT_GT(fan.actual, fan.minimum + 1000);
+  EXPECT_LT(fan.actual, fan.maximum - 1000) << "quiet before cool";
+}
+
+TEST(Thermals, FullLoadAtFullFansStaysBelow85) {
+  MachineBench bench("sustained");
+  fullFans(bench);
+  bench.runTo(1800);
+  double hottest = 0;
+  for (const auto& [key, celsius] : bench.machine.state().temperatures) {
+    hottest = isDie(key) ? std::max(hottest, celsius) : hottest;
+  }
+  EXPECT_LT(hottest, 85);
+  EXPECT_GT(hottest, 75);
+  EXPECT_LT(std::max(bench.truth("TCMz"), bench.truth("TRDX")), 90);
+}
+
+TEST(Thermals, CriticalLoadPasses105UnderTheFirmwaresCurveAndNotAtFullFans) {
+  MachineBench bench("critical");
+  bench.runTo(900);
+  EXPECT_GE(bench.truth("Tf04"), 105);
+  EXPECT_LE(bench.truth("TCMz"), 115) << "beyond that sensors would count as broken";
+  fullFans(bench);
+  bench.runTo(1500);
+  EXPECT_LT(bench.truth("Tf04"), 98);
+}
+
+TEST(Thermals, LoadOnOneSideWarmsThatSide) {
+  MachineBench bench;
+  bench.machine.setWorkload(TraceWorkload::parse("time,cpuA,gpuA\n0,1,1\n"));
+  bench.runTo(300);
+  EXPECT_GT(bench.truth("Tf04"), bench.truth("Tf44") + 15);
+  EXPECT_GT(bench.truth("Tf14"), bench.truth("Tf24") + 10);
+  EXPECT_GT(bench.truth("TaLP"), bench.truth("TaRF") + 3);
+}
+
+TEST(Thermals, StraySamplesAreRareAndLastOneSample) {
+  MachineBench bench;
+  int strays = 0;
+  int samples = 0;
+  double before = 0;
+  double last = 0;
+  for (double time = 0; time < 3600; time += 0.25) {
+    bench.runTo(time);
+    const double now = bench.truth("Tf04");
+    if (samples >= 2 && last - before > 2.6) {
+      ++strays;
+      EXPECT_LT(now, last - 2) << "at " << time;
+    }
+    before = last;
+    last = now;
+    ++samples;
+  }
+  EXPECT_GT(strays, 0);
+  EXPECT_LT(strays, 25);
+}
+
+}  // namespace
+}  // namespace halcyra::test

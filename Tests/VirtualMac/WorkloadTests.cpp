@@ -1,0 +1,164 @@
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+
+#include "VirtualMac/MachineBench.h"
+#include "VirtualMac/TraceWorkload.h"
+
+namespace halcyra::test {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(Workloads, NamedPatternsStayInRangeAndDiffer) {
+  for (const std::string& name : workloadNames()) {
+    const auto workload = makeWorkload(name, 3);
+    double sum = 0;
+    for (double time = 0; time < 600; time += 0.05) {
+      const WorkloadLevels levels = workload->load(time);
+      for (const double level : {levels.cpuA, levels.cpuB, levels.efficiency, levels.gpuA, levels.gpuB}) {
+        ASSERT_GE(level, 0) << name;
+        ASSERT_LE(level, 1) << name;
+      }
+      sum += levels.cpuA / 12000;
+    }
+    if (name == "idle") {
+      EXPECT_LT(sum, 0.05);
+    } else if (name == "bursts") {
+      EXPECT_GT(sum, 0.1);
+      EXPECT_LT(sum, 0.6);
+    } else {
+      EXPECT_EQ(workload->load(100).cpuA, 1.0);
+    }
+  }
+  EXPECT_NE(makeWorkload("bursts", 1)->load(12), makeWorkload("bursts", 2)->load(12));
+  try {
+    static_cast<void>(makeWorkload("party"));
+    ADD_FAILURE();
+  } catch (const WorkloadError& error) {
+    EXPECT_STREQ(error.what(), "There is no workload \"party\"; there are idle, bursts, sustained, critical");
+  }
+}
+
+TEST(Workloads, HostLoadIsWhatItIsTold) {
+  HostWorkload workload;
+  EXPECT_EQ(workload.load(0), WorkloadLevels{});
+  workload.setHostLoad(0.5);
+  EXPECT_EQ(workload.load(1).cpuB, 0.5);
+  EXPECT_GT(workload.load(1).gpuA, 0);
+  workload.setHostLoad(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_EQ(workload.load(2).cpuA, 0.5);
+  workload.setHostLoad(7);
+  EXPECT_EQ(workload.load(3).cpuA, 1.0);
+}
+
+TEST(Traces, LoadsRunStraightBetweenLines) {
+  const auto trace = TraceWorkload::parse(
+      "\xEF\xBB\xBF# a comment\r\n"
+      "time, cpu ,gpuA\r\n"
+      "100,0,0.5\r\n"
+      "\r\n"
+      "110,1,0.5\r\n");
+  EXPECT_FALSE(trace->replaysTemperatures());
+  EXPECT_EQ(trace->duration(), 10);
+  const auto half = trace->load(5);
+  EXPECT_DOUBLE_EQ(half.cpuA, 0.5);
+  EXPECT_DOUBLE_EQ(half.cpuB, 0.5);
+  EXPECT_DOUBLE_EQ(half.efficiency, 0.5);
+  EXPECT_DOUBLE_EQ(half.gpuA, 0.5);
+  EXPECT_DOUBLE_EQ(half.gpuB, 0);
+  EXPECT_EQ(trace->load(10).cpuA, 1);
+  EXPECT_EQ(trace->load(1e9).cpuA, 1) << "the last line holds";
+  EXPECT_EQ(trace->load(0).cpuA, 0) << "and one can look back";
+}
+
+TEST(Traces, RecordedTemperaturesAreReplayed) {
+  MachineBench bench;
+  bench.runTo(100);
+  bench.machine.setWorkload(
+      TraceWorkload::parse("time,F0Ac,Tf44,Tf04,fan1,TaLP\n0,1350,,60,,30.5\n10,1400,50,80,1350,\n300,,50,95,,31\n"));
+  bench.runTo(105);
+  EXPECT_NEAR(bench.readFloat("Tf04"), 70, 1e-3);
+  EXPECT_NEAR(bench.readFloat("TaLP"), 30.5, 1e-3) << "a missed reading takes the one before";
+  bench.runTo(110);
+  EXPECT_NEAR(bench.readFloat("Tf04"), 80, 1e-3);
+  EXPECT_NEAR(bench.readFloat("Tf44"), 50, 1e-3);
+  EXPECT_NEAR(bench.readFloat("Tf09"), 80, 4) << "the die goes along";
+  EXPECT_GT(bench.readFloat("TCMz"), 80);
+  bench.runTo(500);
+  EXPECT_NEAR(bench.readFloat("Tf04"), 95, 1e-3);
+  EXPECT_GT(bench.machine.state().fans[0].actual, 2500) << "the firmware goes by what is replayed";
+}
+
+TEST(Traces, ErrorsNameTheLine) {
+  struct Row {
+    const char* text;
+    const char* error;
+  };
+  const Row rows[] = {
+      {"", "it is empty"},
+      {"# only this\n\n", "it is empty"},
+      {"time,cpu\n", "it has a header and no values"},
+      {"cpu\n1\n", "line 1: there is no column \"time\""},
+      {"time,F0Ac\n1,2\n", "line 1: there is neither a load nor a temperature column"},
+      {"time,speed\n0,1\n", "line 1: there is no column \"speed\""},
+      {"time,,cpu\n0,1,1\n", "line 1: a column has no name"},
+      {"time,cpu,cpu\n0,1,1\n", "line 1: the column \"cpu\" is there twice"},
+      {"time,cpuB,cpu\n0,1,1\n", "line 1: the column \"cpu\" repeats what another column says"},
+      {"time,Tzzz\n0,1\n", "line 1: the machine has no temperature key \"Tzzz\""},
+      {"time,TCal\n0,1\n", "line 1: the machine has no temperature key \"TCal\""},
+      {"time,cpu\n0\n", "line 2: there are 1 values for 2 columns"},
+      {"time,cpu\n0,1,\n", "line 2: there are 3 values for 2 columns"},
+      {"time,cpu\n\n0,1\n1,fast\n", "line 4: cpu = \"fast\" is no number"},
+      {"time,cpu\n0,\n", "line 2: cpu = \"\" is no number"},
+      {"time,cpu\n0,nan\n", "line 2: cpu = \"nan\" is no number"},
+      {"time,cpu\n0,1.5\n", "line 2: the load cpu = 1.5 is outside 0...1"},
+      {"time,Tf04\n0,126\n", "line 2: the temperature Tf04 = 126 is outside -40...125"},
+      {"time,cpu\n1,1\n1,1\n", "line 3: the time 1 does not come after the one before"},
+      {"time,cpu\ninf,1\n", "line 2: time = \"inf\" is no number"},
+      {"time,cpu,F0Ac\n0,1,?\n", "line 2: F0Ac = \"?\" is no number"},
+      {"time,cpu\n0,\x01\xFFthis goes on and on and on and on\n", "cpu = \"??this goes on and on an...\" is no number"},
+  };
+  for (const Row& row : rows) {
+    try {
+      static_cast<void>(TraceWorkload::parse(row.text));
+      ADD_FAILURE() << "accepted: " << row.text;
+    } catch (const WorkloadError& error) {
+      EXPECT_THAT(error.what(), HasSubstr(row.error)) << row.text;
+    }
+  }
+  try {
+    static_cast<void>(TraceWorkload::fromFile("/nonexistent/trace.csv"));
+    ADD_FAILURE();
+  } catch (const WorkloadError& error) {
+    EXPECT_STREQ(error.what(), "The trace /nonexistent/trace.csv cannot be read");
+  }
+}
+
+TEST(Traces, GarbageIsRefusedOrReadButNeverFatal) {
+  std::mt19937 random(11);
+  const std::string alphabet = "time,cpuTf04\n\r 0123456789.-e#\"\0\xFF";
+  int accepted = 0;
+  for (int round = 0; round < 5000; ++round) {
+    std::string text = round % 2 == 0 ? "time,cpu,Tf04\n0,1,50\n" : "";
+    const auto length = random() % 60;
+    for (std::size_t count = 0; count < length; ++count) {
+      text += alphabet[random() % alphabet.size()];
+    }
+    try {
+      const auto trace = TraceWorkload::parse(text);
+      static_cast<void>(trace->load(3));
+      static_cast<void>(trace->replayedTemperature(SMCKey::fromString("Tf04"), 3));
+      ++accepted;
+    } catch (const WorkloadError&) {
+    }
+  }
+  EXPECT_GT(accepted, 0);
+  EXPECT_LT(accepted, 2500);
+}
+
+}  // namespace
+}  // namespace halcyra::test
