@@ -10,13 +10,15 @@ std::int64_t FanCurve::rpm(double temperature) const {
 }
 
 std::int64_t FanCurve::ramp(double temperature, double low, double high, std::int64_t bottom, std::int64_t top) {
-  if (!std::isfinite(low) || !std::isfinite(high)) {
+  // Covers bounds that are not finite, and a width that overflows.
+  if (!std::isfinite(high - low)) {
     return top;
   }
   if (temperature <= low) {
     return bottom;
   }
-  if (temperature < high && low < high) {
+  // An empty or inverted range has nothing between its bounds, nor is anything between that is no number.
+  if (temperature < high) {
     const auto from = static_cast<double>(bottom);
     const auto to = static_cast<double>(top);
     return rounded((temperature - low) / (high - low) * (to - from) + from);

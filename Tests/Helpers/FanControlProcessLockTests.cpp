@@ -16,6 +16,7 @@
 #include "gtest/gtest.h"
 
 #include "Helpers/FanControlProcessLock.h"
+#include "Support/ManualClock.h"
 
 namespace halcyra {
 
@@ -23,13 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using LockError = FanControlProcessLockError;
-
-class FixedClock : public Clock {
- public:
-  Date now() const override { return Date{Seconds{1740832496.0}}; }
-  Instant steadyNow() const override { return Instant{}; }
-  void sleep(Seconds) override {}
-};
 
 class FanControlProcessLockTest : public testing::Test {
  protected:
@@ -53,7 +47,7 @@ class FanControlProcessLockTest : public testing::Test {
   }
 
   std::string record(const std::string& description) const {
-    return description + " pid=" + std::to_string(::getpid()) + " started=2025-03-01T12:34:56Z";
+    return description + " pid=" + std::to_string(::getpid()) + " started=2023-11-14T22:13:20Z";
   }
 
   std::unique_ptr<FanControlProcessLock> makeLock(std::optional<std::uint32_t> owner = std::nullopt) {
@@ -73,7 +67,7 @@ class FanControlProcessLockTest : public testing::Test {
   }
 
   fs::path folder_;
-  FixedClock clock_;
+  test::ManualClock clock_;
 };
 
 }  // namespace
@@ -205,7 +199,7 @@ TEST_F(FanControlProcessLockTest, IsDroppedByTheSystemWhenItsProcessDies) {
   const bool isHeldByChild = ::read(ready[0], &outcome, 1) == 1 && outcome == 'y';
   const auto lock = makeLock();
   if (isHeldByChild) {
-    EXPECT_EQ(failure(*lock).owner(), "child pid=" + std::to_string(child) + " started=2025-03-01T12:34:56Z");
+    EXPECT_EQ(failure(*lock).owner(), "child pid=" + std::to_string(child) + " started=2023-11-14T22:13:20Z");
   }
   ::kill(child, SIGKILL);
   int status = 0;

@@ -48,6 +48,7 @@ TEST(FanCurve, RampsBetweenItsEnds) {
       {{30.0, nan, 1200, 5000}, 20.0, 5000},
       {{30.0, infinity, 1200, 5000}, 40.0, 5000},
       {{infinity, infinity, 1200, 5000}, 40.0, 5000},
+      {{-1.7e308, 1.7e308, 1200, 5000}, 1e308, 5000},
   };
   for (const Case& testCase : cases) {
     EXPECT_EQ(testCase.curve.rpm(testCase.temperature), testCase.expected)

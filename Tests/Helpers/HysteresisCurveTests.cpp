@@ -35,6 +35,7 @@ TEST(HysteresisCurve, HoldsWithinTheBandOnly) {
     EXPECT_EQ(curve.target(testCase.temperature, 1000, 5000), testCase.expected)
         << testCase.hysteresis << " at " << testCase.temperature;
     EXPECT_EQ(curve.lastTemperature(), testCase.anchorAfterwards);
+    EXPECT_GE(curve.hysteresis(), 0.0);
   }
 }
 
