@@ -20,8 +20,8 @@ std::string_view rawValue(HelperInstallState state);
 
 /// The application's single connection to the privileged helper: registration, the one session with its heartbeat and
 /// activity, the fan commands. Safe from any thread; completions come exactly once, on a thread of the connection or
-/// on the caller's, never promised to be the main one. Held by `std::shared_ptr`: what is under way holds it weakly.
-class HelperClient : public std::enable_shared_from_this<HelperClient> {
+/// on the caller's, never promised to be the main one. What is under way does not keep the client alive.
+class HelperClient {
  public:
   using DictionaryCompletion = std::function<void(PropertyList dictionary, std::optional<Error> error)>;
   using ErrorCompletion = std::function<void(std::optional<Error> error)>;
@@ -30,6 +30,8 @@ class HelperClient : public std::enable_shared_from_this<HelperClient> {
 
   static std::shared_ptr<HelperClient> make(Platform& platform);
   ~HelperClient();
+  HelperClient(const HelperClient&) = delete;
+  HelperClient& operator=(const HelperClient&) = delete;
 
   HelperInstallState installState() const;
   /// Registers the daemon; throws the service management's `LocalizedError`.
@@ -58,7 +60,10 @@ class HelperClient : public std::enable_shared_from_this<HelperClient> {
  private:
   struct State;
   explicit HelperClient(Platform& platform);
-  std::unique_ptr<State> state_;
+
+  /// Outlives the state, whose timer fires on it.
+  std::unique_ptr<Queue> heartbeatQueue_;
+  std::shared_ptr<State> state_;
 };
 
 }  // namespace halcyra

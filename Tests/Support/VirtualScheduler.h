@@ -57,7 +57,11 @@ class VirtualScheduler {
 
  private:
   class Core;
+  class VirtualQueue;
+  class VirtualClock;
+  class Process;
   std::shared_ptr<Core> core_;
+  std::unique_ptr<VirtualClock> clock_;
 };
 
 }  // namespace halcyra::test

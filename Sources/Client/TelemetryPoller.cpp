@@ -1,0 +1,61 @@
+#include "Client/TelemetryPoller.h"
+
+#include <utility>
+
+#include "fmt/format.h"
+
+#include "XPC/FanControlXPC.h"
+
+namespace halcyra {
+
+TelemetryPoller::TelemetryPoller(Platform& platform)
+    : platform_(platform),
+      smc_(platform.iokit, platform.clock, SMCWriteCapability::disabled, {}),
+      queue_(platform.dispatch.makeSerialQueue("com.norwick.Halcyra.smc-poll", QualityOfService::standard)) {}
+
+TelemetryPoller::~TelemetryPoller() = default;
+
+void TelemetryPoller::open() {
+  queue_->sync([this] { smc_.open(); });
+}
+
+void TelemetryPoller::close() {
+  queue_->sync([this] { smc_.close(); });
+}
+
+void TelemetryPoller::read(Completion completion) {
+  queue_->async([this, completion = std::move(completion)] { completion(performRead()); });
+}
+
+TelemetryResult TelemetryPoller::performRead() try {
+  if (!controller_) {
+    reader_ = std::make_unique<SensorReader>(smc_);
+    controller_ = std::make_unique<FanController>(smc_, platform_.log);
+  }
+  const std::vector<FanCapability>& expected = controller_->probeCapabilities().fans;
+  TelemetrySnapshot snapshot;
+  for (const FanCapability& fan : expected) {
+    try {
+      snapshot.fans.push_back(controller_->getFanInfo(fan.index));
+    } catch (const SMCError&) {
+      // Counted below: a partial snapshot is never delivered.
+    }
+  }
+  if (snapshot.fans.size() != expected.size()) {
+    throw SMCError::readFailed(
+        fmt::format("Fan telemetry is incomplete ({} of {} fans)", snapshot.fans.size(), expected.size()));
+  }
+  snapshot.average = reader_->readCPUCoreAverage();
+  try {
+    snapshot.readings = reader_->readAllTemperatures();
+  } catch (const SMCError&) {
+    // The list is for show; control needs only what has been read above.
+  }
+  snapshot.helperState = helperInstallStateFromStatus(
+      platform_.serviceManagement.daemonStatus(std::string(FanControlXPC::daemonPlistName)));
+  return snapshot;
+} catch (const std::exception&) {
+  return currentExceptionAsError();
+}
+
+}  // namespace halcyra
