@@ -36,8 +36,7 @@ class BusThread {
 
   /// `lost` is called on the bus thread when the connection breaks, before it is destroyed, and at the end of the
   /// thread; whatever was made from the connection has to be destroyed in it. Bus thread only, while the connection is
-  /// open; the handlers are forgotten after the loss, and
-  /// when `owner` is gone.
+  /// open; a handler is forgotten after the loss, and when `owner` is gone.
   void onLoss(std::weak_ptr<void> owner, std::function<void()> lost);
 
   /// Runs `work` once everything that the bus has sent so far is handled; dropped when the connection breaks first.
