@@ -50,6 +50,7 @@ class ScriptedIOKit : public IOKit {
   Key& key(const std::string& name) { return keys_.at(name); }
   /// Every call of `command` about `name` ("" for the key index) ends so.
   void fail(std::uint8_t command, const std::string& name, Failure failure) { failures_[{command, name}] = failure; }
+  void clearFailures() { failures_.clear(); }
 
   /// The raw input records of all calls, in order.
   const std::vector<Record>& records() const { return records_; }
