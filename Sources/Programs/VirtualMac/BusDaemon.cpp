@@ -89,7 +89,7 @@ void BusDaemon::launch() {
   }
   try {
     daemon_.start("dbus-daemon",
-                  {"--config-file=" + layout_.busConfiguration.string(), "--nofork", "--nopidfile",
+                  {"--config-file=" + layout_.busConfiguration.string(), "--nofork", "--nopidfile", "--syslog-only",
                    fmt::format("--print-address={}", pipe[1])},
                   pipe[1]);
   } catch (...) {
@@ -102,7 +102,9 @@ void BusDaemon::launch() {
   ::close(pipe[0]);
   if (!listening) {
     daemon_.end(Seconds::zero());
-    throw VirtualMacError("The message bus did not start (see its message above)");
+    throw VirtualMacError(
+        fmt::format("The message bus did not start. To see why: dbus-daemon --config-file={} --nofork",
+                    layout_.busConfiguration.string()));
   }
 }
 

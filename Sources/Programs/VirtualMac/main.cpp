@@ -95,9 +95,9 @@ void addCommands(CLI::App& control, Arguments& arguments) {
   add("wake", "Wake the machine");
   CLI::App* fault = control.add_subcommand("fault", "Let something go wrong, or right again");
   fault->footer(faultHelp());
-  // The words of a fault may look like options (a negative temperature).
-  fault->prefix_command();
-  fault->callback([remember, fault] { remember("fault", fault->remaining()); });
+  auto words = std::make_shared<std::vector<std::string>>();
+  fault->add_option("words", *words, "The fault, as below");
+  fault->callback([remember, words] { remember("fault", *words); });
   CLI::App* competitor = control.add_subcommand("competitor", "Start or end another vendor's fan utility");
   auto state = std::make_shared<std::string>();
   competitor->add_option("state", *state, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
