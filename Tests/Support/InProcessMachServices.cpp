@@ -25,6 +25,9 @@ class InProcessBus::Connection : public MachServiceConnection, public std::enabl
         process_(std::move(process)),
         caller_(std::move(caller)),
         queue_(process_->makeSerialQueue("xpc " + caller_.connectionName, QualityOfService::standard)) {}
+  ~Connection() override { bus_->clientGone(serviceName_, caller_.connectionName); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
   void setInvalidationHandler(std::function<void()> handler) override { invalidationHandler_ = std::move(handler); }
   void resume() override {}
@@ -55,6 +58,7 @@ class InProcessBus::Connection : public MachServiceConnection, public std::enabl
   void invalidateNow() {
     failAll(connectionInvalidCode);
     if (std::exchange(isValid_, false)) {
+      bus_->clientGone(serviceName_, caller_.connectionName);
       queue_->async([handler = invalidationHandler_] {
         if (handler) handler();
       });
@@ -224,10 +228,15 @@ void InProcessBus::processEnded(const std::shared_ptr<VirtualProcess>& process) 
   for (Listener* listener : ended) remove(listener);
   for (const auto& weak : connections_) {
     const auto connection = weak.lock();
-    if (!connection || connection->process() != process) continue;
-    if (const auto found = listeners_.find(connection->serviceName()); found != listeners_.end()) {
-      found->second->clientGone(connection->caller().connectionName);
+    if (connection && connection->process() == process) {
+      clientGone(connection->serviceName(), connection->caller().connectionName);
     }
+  }
+}
+
+void InProcessBus::clientGone(const std::string& serviceName, const std::string& connectionName) {
+  if (const auto found = listeners_.find(serviceName); found != listeners_.end()) {
+    found->second->clientGone(connectionName);
   }
 }
 

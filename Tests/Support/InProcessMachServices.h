@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,65 +13,125 @@
 
 namespace halcyra::test {
 
-/// A message bus between the processes of a virtual-time scheduler: services by name, started on demand, with the
-/// losses, delays and duplicates that a real one may have. All in virtual time; used from the scheduler's threads and,
-/// between its runs or in its events, from the test's own.
-class InProcessBus : public std::enable_shared_from_this<InProcessBus> {
- public:
-  /// What becomes of one reply.
-  struct ReplyFate {
-    bool lost = false;
-    bool twice = false;
-    Seconds extraDelay{0};
+/// Who a client process is, as the system vouches for it to services.
+struct ClientIdentity {
+  std::uint32_t userID = 501;
+  std::int32_t processID = 1001;
+};
+
+/// What happens to messages with one selector.
+struct MessageFault {
+  enum class Kind {
+    /// The message never reaches the service.
+    loseRequest,
+    /// The service acts on the message, its answer is lost.
+    loseReply,
+    /// The answer comes `delay` later than usual.
+    lateReply,
+    /// The answer comes twice; the second one must have no effect.
+    duplicateReply,
+    /// The connection fails the call with `error`; the message never reaches the service.
+    fail,
   };
+  Kind kind = Kind::loseReply;
+  Seconds delay{0.0};
+  Error error;
+};
 
-  static std::shared_ptr<InProcessBus> make(VirtualScheduler& scheduler);
+/// The message bus between virtual processes: connections of client processes to named services in other processes.
+/// Messages and answers are copied through their text form, and each takes `latency` one way. Handlers of a client run
+/// on a queue of their own in its process. To be used under one scheduler.
+///
+/// A call whose message or answer is lost stays out until its service or connection is gone, or `callTimeout` passes.
+class InProcessMachServices {
+ public:
+  static constexpr Seconds latency{0.0002};
+  /// From the end of a process until the others learn of it.
+  static constexpr Seconds deathNotice{0.001};
+  /// How long a service that is being started may take to be there.
+  static constexpr Seconds startTimeout{25.0};
 
-  /// The client side for one process.
-  std::unique_ptr<MachServices> services(const std::shared_ptr<VirtualProcess>& client, std::uint32_t userID);
-  /// The service side, in `server`; its handlers run on that process's main queue.
-  std::unique_ptr<MachServiceListener> listener(const std::string& serviceName,
-                                                const std::shared_ptr<VirtualProcess>& server);
+  explicit InProcessMachServices(VirtualScheduler& scheduler);
+  ~InProcessMachServices();
 
-  /// Starts a service that has no listener: called on the test's thread, returns false when it is not registered.
-  void setActivation(std::function<bool(const std::string& serviceName)> activation);
-  /// To be called when a process has been killed: its service is interrupted, its clients are gone.
-  void processEnded(const std::shared_ptr<VirtualProcess>& process);
-  /// The bus dies: every connection is invalidated and every listener lost. Nothing works until `restore`.
-  void breakDown();
-  void restore() { isUp_ = true; }
+  /// The bus as a client process sees it. Lives as long as this.
+  MachServices& client(const std::shared_ptr<VirtualProcess>& process, ClientIdentity identity = {});
 
-  /// Asked for every reply with the selector that it answers.
-  std::function<ReplyFate(const std::string& selector)> replyFate;
-  /// One way.
-  Seconds transit{0.0002};
-  std::uint64_t messages = 0;
+  /// A service in `process`, not resumed yet; its handlers run on `queue`. It must not outlive this. Destroying it
+  /// gives the name up, as the end of its process does.
+  std::unique_ptr<MachServiceListener> listen(const std::shared_ptr<VirtualProcess>& process,
+                                              const std::string& serviceName, Queue& queue);
+
+  /// How a service is started: called on the test's own thread when a message waits for a service that does not run.
+  /// Without it such a service cannot be reached.
+  void setActivation(const std::string& serviceName, std::function<void()> start);
+  /// Whether services that do not run may be started; by default all may. A call to one that may not invalidates the
+  /// connection.
+  void setRegistration(std::function<bool(const std::string& serviceName)> isRegistered);
+
+  /// Adds a fault for the next message with this selector that has none yet; faults apply in the order given.
+  void addFault(const std::string& selector, MessageFault fault);
+  /// Applies to every message with this selector that no single fault applies to, until it is taken back by nothing.
+  void setStandingFault(const std::string& selector, std::optional<MessageFault> fault);
+  /// After this long a call without an answer fails as interrupted.
+  void setCallTimeout(Seconds timeout) { callTimeout_ = timeout; }
+
+  /// The bus breaks down: connections are invalidated, services lose their clients. New connections fail until
+  /// `restoreBus`.
+  void loseBus();
+  void restoreBus() { busIsUp_ = true; }
+  /// Invalidates every connection to the service, as when it is no longer registered.
+  void invalidateConnections(const std::string& serviceName);
+
+  bool isRunning(const std::string& serviceName) const;
+  /// Selectors in the order in which they were sent, by all clients. Lost ones included.
+  const std::vector<std::string>& sent() const { return sent_; }
+  std::size_t sentCount(const std::string& selector) const;
+  /// Answers that came for a call that had ended already.
+  int uselessAnswers() const { return uselessAnswers_; }
+  /// How often a service was started.
+  int activations() const { return activations_; }
 
  private:
+  class Client;
   class Connection;
   class Listener;
-  class Services;
-  struct Call {
-    std::weak_ptr<Connection> client;
-    std::uint64_t serial = 0;
-    std::string selector;
-    PropertyList arguments;
+  struct Message;
+  struct Service {
+    Listener* listener = nullptr;
+    std::function<void()> start;
+    bool isStarting = false;
+    /// Which attempt to start is under way.
+    int startAttempt = 0;
+    std::vector<Message> waiting;
   };
 
-  explicit InProcessBus(VirtualScheduler& scheduler) : scheduler_(scheduler) {}
-
-  void send(Call call, const std::string& serviceName, MachServiceCaller caller);
-  void deliver(const Call& call, const std::string& serviceName, const MachServiceCaller& caller, bool mayActivate);
-  void deliverReply(const Call& call, MachServiceReply reply);
-  void later(Seconds delay, std::function<void()> event);
-  void remove(Listener* listener);
+  std::optional<MessageFault> takeFault(const std::string& selector);
+  void send(Message message);
+  void deliver(Listener& listener, Message message);
+  void answer(const Message& message, const std::optional<MessageFault>& fault, MachServiceReply reply);
+  void startService(const std::string& serviceName);
+  void startTimedOut(const std::string& serviceName, int attempt);
+  void registerListener(Listener& listener);
+  void listenerGone(Listener& listener);
+  void connectionGone(const std::string& serviceName, const std::string& connectionName);
+  void failCalls(const std::string& serviceName, const Error& error);
+  std::vector<std::shared_ptr<Connection>> connectionsTo(const std::string& serviceName);
 
   VirtualScheduler& scheduler_;
-  std::function<bool(const std::string&)> activation_;
-  bool isUp_ = true;
-  std::uint64_t connectionCount_ = 0;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  bool busIsUp_ = true;
+  int nextConnection_ = 1;
+  int uselessAnswers_ = 0;
+  int activations_ = 0;
+  Seconds callTimeout_{60.0};
+  std::function<bool(const std::string&)> isRegistered_;
+  std::map<std::string, std::vector<MessageFault>> faults_;
+  std::map<std::string, MessageFault> standingFaults_;
+  std::map<std::string, Service> services_;
+  std::vector<std::string> sent_;
   std::vector<std::weak_ptr<Connection>> connections_;
-  std::map<std::string, Listener*> listeners_;
+  std::vector<std::unique_ptr<Client>> clients_;
 };
 
 }  // namespace halcyra::test

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <variant>
 
@@ -9,36 +9,47 @@
 
 namespace halcyra::test {
 
-/// Settings in memory, which may outlive the application that uses them. One thread at a time.
+/// Settings in memory with the typing rules of the real store. What has been made durable survives `restart`; while the
+/// store is unwritable, changes hold only until then.
 class MemoryUserDefaults : public UserDefaults {
  public:
+  std::optional<std::int64_t> integer(std::string_view key) const override;
+  std::optional<double> number(std::string_view key) const override;
+  std::optional<bool> boolean(std::string_view key) const override;
+  std::optional<std::string> string(std::string_view key) const override;
+  std::optional<std::string> data(std::string_view key) const override;
+
+  void setInteger(std::string_view key, std::int64_t value) override;
+  /// A value that is not finite is refused; the old one stays.
+  void setNumber(std::string_view key, double value) override;
+  void setBoolean(std::string_view key, bool value) override;
+  void setString(std::string_view key, std::string_view value) override;
+  void setData(std::string_view key, std::string_view value) override;
+
+  /// While set, changes are kept for the life of the process only.
+  void setUnwritable(bool unwritable);
+  /// The next process begins: what was not made durable is gone.
+  void restart();
+  bool has(std::string_view key) const;
+  void remove(std::string_view key);
+  /// Changes handed in since the start, durable or not.
+  int writes() const;
+
+ private:
   struct Data {
     std::string bytes;
   };
   using Value = std::variant<std::int64_t, double, bool, std::string, Data>;
+  using Values = std::map<std::string, Value, std::less<>>;
 
-  std::optional<std::int64_t> integer(std::string_view key) const override;
-  std::optional<double> number(std::string_view key) const override;
-  std::optional<bool> boolean(std::string_view key) const override { return typed<bool>(key); }
-  std::optional<std::string> string(std::string_view key) const override { return typed<std::string>(key); }
-  std::optional<std::string> data(std::string_view key) const override;
+  const Value* find(std::string_view key) const;
+  void set(std::string_view key, Value value);
 
-  void setInteger(std::string_view key, std::int64_t value) override { set(key, value); }
-  void setNumber(std::string_view key, double value) override { set(key, value); }
-  void setBoolean(std::string_view key, bool value) override { set(key, value); }
-  void setString(std::string_view key, std::string_view value) override { set(key, std::string(value)); }
-  void setData(std::string_view key, std::string_view value) override { set(key, Data{std::string(value)}); }
-
-  std::map<std::string, Value, std::less<>> values;
-
- private:
-  template <typename T>
-  std::optional<T> typed(std::string_view key) const {
-    const auto found = values.find(key);
-    const T* value = found == values.end() ? nullptr : std::get_if<T>(&found->second);
-    return value == nullptr ? std::nullopt : std::optional(*value);
-  }
-  void set(std::string_view key, Value value) { values.insert_or_assign(std::string(key), std::move(value)); }
+  mutable std::mutex mutex_;
+  Values values_;
+  Values durable_;
+  bool unwritable_ = false;
+  int writes_ = 0;
 };
 
 }  // namespace halcyra::test

@@ -1,15 +1,27 @@
 #pragma once
 
+#include <memory>
+
 #include "Platform/Platform.h"
+#include "Support/CapturingLogSink.h"
+#include "Support/CountingActivityAssertions.h"
+#include "Support/DirectPowerEvents.h"
+#include "Support/FakeServiceManagement.h"
+#include "Support/FakeSystemInformation.h"
+#include "Support/MemoryFiles.h"
 #include "Support/MemoryUserDefaults.h"
-#include "Support/TestDoubles.h"
+#include "Support/RecordingNotifications.h"
+#include "Support/ScriptedWorkspace.h"
 #include "Support/VirtualScheduler.h"
 
 namespace halcyra::test {
 
-/// A double of everything that an application takes from its operating system, but for its process, the driver and the
-/// services, which the test brings.
+/// An operating system of doubles for one application process, each to be scripted and asked by its name.
 struct TestPlatform {
+  /// The driver and the message bus (`InProcessMachServices::client`, or another) outlive this.
+  TestPlatform(const std::shared_ptr<VirtualProcess>& applicationProcess, IOKit& iokit, MachServices& machServices);
+
+  std::shared_ptr<VirtualProcess> process;
   CapturingLogSink log;
   FakeServiceManagement serviceManagement;
   MemoryUserDefaults userDefaults;
@@ -19,11 +31,7 @@ struct TestPlatform {
   RecordingNotifications notifications;
   ScriptedWorkspace workspace;
   MemoryFiles files;
-
-  Platform platform(VirtualProcess& process, IOKit& iokit, MachServices& services) {
-    return {process.clock(), process, log,           iokit,     services, serviceManagement, userDefaults, system,
-            activities,      power,   notifications, workspace, files};
-  }
+  Platform platform;
 };
 
 }  // namespace halcyra::test

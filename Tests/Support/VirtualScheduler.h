@@ -9,16 +9,26 @@
 
 namespace halcyra::test {
 
+class VirtualCore;
+
 /// One of the processes that a scheduler runs: queues of its own, and a clock. Blocking code (sleeps, `Queue::sync`)
-/// runs on them as it is.
+/// runs on them as it is. Called from the test's own thread, a sleep or `sync` runs the scheduler meanwhile.
 class VirtualProcess : public Dispatch {
  public:
+  virtual const std::string& name() const = 0;
   virtual Clock& clock() = 0;
 
-  /// The process ends as by SIGKILL: nothing of it runs again, work that is blocked in a sleep is unwound, its timers
-  /// and waiting work are dropped.
+  /// Runs `work` on `queue`, one of this process, `delay` from now.
+  virtual void asyncAfter(Queue& queue, Seconds delay, std::function<void()> work) = 0;
+
+  /// The process ends as by SIGKILL: nothing of it runs again, work that is blocked in a sleep or wait is unwound by
+  /// an exception that is no `std::exception`, its timers and waiting work are dropped. Called by the process's own
+  /// work it does not return. Afterwards the test may destroy what the process had: its queues and clock then do
+  /// nothing.
   virtual void kill() = 0;
-  /// The process stops as by SIGSTOP: nothing of it runs until `resume`.
+  /// Calls `observer` when the process is killed, after its end, on the thread that killed it.
+  virtual void whenKilled(std::function<void()> observer) = 0;
+  /// The process stops as by SIGSTOP: nothing of it runs until `resume`; what falls due meanwhile waits.
   virtual void suspend() = 0;
   virtual void resume() = 0;
   virtual bool isAlive() const = 0;
@@ -27,6 +37,8 @@ class VirtualProcess : public Dispatch {
 /// Runs the queues of any number of processes in virtual time, deterministically: every queue has a thread, but only
 /// one runs at a time; a sleep or wait hands over to whatever is due next (by virtual time, then by the order in which
 /// it was handed in), and time jumps when nobody can run. Hours pass in milliseconds, the same way in every run.
+///
+/// Used from one thread, the test's, and from the work that it runs. Its destruction kills every process.
 class VirtualScheduler {
  public:
   /// `start` is the wall clock's first reading; steady time starts at zero.
@@ -44,7 +56,8 @@ class VirtualScheduler {
 
   /// Runs everything that falls due within `duration`, and moves the clock to its end.
   void runFor(Seconds duration);
-  /// Runs until `done` holds (tested after every piece of work); false when `limit` passed first.
+  /// Runs until `done` holds (tested on the test's own thread, after every piece of work); false when `limit` passed
+  /// first.
   bool runUntil(const std::function<bool()>& done, Seconds limit);
   /// Runs what is due now, without moving the clock.
   void runPending();
@@ -56,12 +69,7 @@ class VirtualScheduler {
   void stepWallClock(Seconds by);
 
  private:
-  class Core;
-  class VirtualQueue;
-  class VirtualClock;
-  class Process;
-  std::shared_ptr<Core> core_;
-  std::unique_ptr<VirtualClock> clock_;
+  std::shared_ptr<VirtualCore> core_;
 };
 
 }  // namespace halcyra::test
