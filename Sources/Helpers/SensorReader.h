@@ -16,9 +16,9 @@ namespace halcyra {
 
 /// One listed sensor.
 struct SensorReading {
-  std::string keyName;
+  std::string keyName = {};
   /// Equal to the key name for discovered sensors.
-  std::string displayName;
+  std::string displayName = {};
   /// °C.
   double value = 0;
   std::string unit = "°C";

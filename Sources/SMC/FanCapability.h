@@ -18,8 +18,8 @@ struct FanCapability {
   bool canSwitchMode = false;
   bool canSetTarget = false;
   /// RPM, only when greater than 0.
-  std::optional<std::int64_t> minimumRPM;
-  std::optional<std::int64_t> maximumRPM;
+  std::optional<std::int64_t> minimumRPM = std::nullopt;
+  std::optional<std::int64_t> maximumRPM = std::nullopt;
 
   /// Mode and target can be written and the bounds are sane; reading the speed plays no part.
   bool isControllable() const;

@@ -38,7 +38,7 @@ struct FanInfo {
   std::int64_t maxRPM = 0;
   FanMode mode = FanMode::automatic;
   /// Absent when the target key could not be read.
-  std::optional<std::int64_t> targetRPM;
+  std::optional<std::int64_t> targetRPM = std::nullopt;
 
   bool operator==(const FanInfo&) const = default;
 };

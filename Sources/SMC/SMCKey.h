@@ -84,7 +84,7 @@ struct SMCKeyInfo {
   /// Four-character type code, packed like a key ("flt " is 0x666C7420).
   std::uint32_t dataType = 0;
   std::uint8_t dataAttributes = 0;
-  std::string keyName;
+  std::string keyName = {};
 
   bool operator==(const SMCKeyInfo&) const = default;
 };

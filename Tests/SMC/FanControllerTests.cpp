@@ -1,0 +1,324 @@
+#include <functional>
+#include <gtest/gtest.h>
+
+#include "SMC/FanController.h"
+#include "Support/ManualClock.h"
+#include "Support/ScriptedSMC.h"
+
+namespace halcyra {
+namespace {
+
+using test::ManualClock;
+using test::ScriptedSMC;
+
+class RecordingLog : public LogSink {
+ public:
+  void write(const LogRecord& record) override { records.push_back(record); }
+
+  std::vector<std::string> messages(LogLevel level) const {
+    std::vector<std::string> found;
+    for (const LogRecord& record : records) {
+      if (record.level == level) {
+        found.push_back(record.message);
+      }
+    }
+    return found;
+  }
+
+  std::vector<LogRecord> records;
+};
+
+class FanControllerTest : public testing::Test {
+ protected:
+  FanControllerTest() { smc.addFan(0, 1200, 6500); }
+
+  /// The text of the error that `work` throws.
+  static std::string errorOf(const std::function<void()>& work) {
+    try {
+      work();
+    } catch (const SMCError& error) {
+      return error.errorDescription();
+    }
+    return "no error";
+  }
+  void probe() {
+    controller.probeCapabilities();
+    smc.forgetAccesses();
+    log.records.clear();
+  }
+
+  ManualClock clock;
+  RecordingLog log;
+  ScriptedSMC smc{clock};
+  FanController controller{smc, log};
+};
+
+TEST_F(FanControllerTest, probesOnceAndSaysWhatItFound) {
+  EXPECT_TRUE(smc.accesses().empty());
+  EXPECT_EQ(controller.discoverFans(), 1);
+  const auto accesses = smc.accesses().size();
+  smc.addFan(1);
+  EXPECT_EQ(controller.discoverFans(), 1);
+  EXPECT_EQ(smc.accesses().size(), accesses);
+  ASSERT_EQ(log.records.size(), 1U);
+  EXPECT_EQ(log.records[0].subsystem, "com.norwick.Halcyra.core");
+  EXPECT_EQ(log.records[0].category, "FanController");
+  EXPECT_EQ(log.records[0].level, LogLevel::standard);
+  EXPECT_EQ(log.records[0].message, "probed hardware: 1 fan(s), diagnostic lock: false");
+}
+
+TEST_F(FanControllerTest, indicesOutsideTheKeyRangeFailBeforeAnySMCAccess) {
+  for (const int index : {-1, 10}) {
+    const std::string text =
+        "SMC read failed: fan index " + std::to_string(index) + " is outside the supported key range";
+    EXPECT_EQ(errorOf([&] { controller.getFanInfo(index); }), text);
+    EXPECT_EQ(errorOf([&] { controller.setFanMode(index, FanMode::manual); }), text);
+    EXPECT_EQ(errorOf([&] { controller.setFanRPM(index, 2000); }), text);
+    EXPECT_EQ(errorOf([&] { controller.resetToAuto(index); }), text);
+  }
+  EXPECT_TRUE(smc.accesses().empty());
+}
+
+TEST_F(FanControllerTest, fansThatWereNotProbedDoNotExist) {
+  EXPECT_EQ(errorOf([&] { controller.getFanInfo(3); }), "SMC key fan 3 was not found");
+  EXPECT_EQ(errorOf([&] { controller.setFanMode(3, FanMode::manual); }), "SMC key fan 3 was not found");
+  EXPECT_EQ(errorOf([&] { controller.setFanRPM(3, 2000); }), "SMC key fan 3 was not found");
+  EXPECT_TRUE(smc.writes().empty());
+}
+
+TEST_F(FanControllerTest, readsAFan) {
+  probe();
+  smc.setUInt8("F0Md", 1);
+  smc.setFloat("F0Tg", 2317.6);
+  EXPECT_EQ(controller.getFanInfo(0), (FanInfo{0, 2000, 1200, 6500, FanMode::manual, 2318}));
+  EXPECT_EQ(smc.accesses(),
+            (std::vector<std::string>{"read F0Ac", "read F0Mn", "read F0Mx", "read F0Md", "read F0Tg"}));
+}
+
+TEST_F(FanControllerTest, aFanWithoutAReadableTargetIsStillRead) {
+  smc.failReads("F0Tg", SMCError::readFailed("gone"));
+  EXPECT_EQ(controller.getFanInfo(0), (FanInfo{0, 2000, 1200, 6500, FanMode::automatic, std::nullopt}));
+}
+
+TEST_F(FanControllerTest, theOtherFourReadingsAreNeeded) {
+  for (const char* key : {"F0Ac", "F0Mn", "F0Mx", "F0Md"}) {
+    smc.failReads(key, SMCError::readFailed(key));
+    EXPECT_EQ(errorOf([&] { controller.getFanInfo(0); }), std::string("SMC read failed: ") + key);
+    smc.failReads(key, std::nullopt);
+    EXPECT_EQ(errorOf([&] { controller.getFanInfo(0); }), "no error");
+  }
+}
+
+TEST_F(FanControllerTest, boundsThatMakeNoSenseFailAfterAllReads) {
+  const std::pair<double, double> cases[] = {{0, 6500}, {3000, 2999}};
+  for (const auto& [minimum, maximum] : cases) {
+    smc.setFloat("F0Mn", minimum);
+    smc.setFloat("F0Mx", maximum);
+    probe();
+    EXPECT_EQ(errorOf([&] { controller.getFanInfo(0); }), "SMC read failed: fan 0 reported invalid RPM bounds");
+    EXPECT_EQ(smc.count("read F0Tg"), 1);
+  }
+}
+
+TEST_F(FanControllerTest, unknownModesCountAsAutomaticAndAreLogged) {
+  probe();
+  smc.setUInt8("F0Md", 3);
+  EXPECT_EQ(controller.getFanInfo(0).mode, FanMode::automatic);
+  EXPECT_EQ(log.messages(LogLevel::standard),
+            std::vector<std::string>{"fan 0 reported unrecognized mode 3; treating as automatic"});
+  smc.setFloat("F0Md", 1);
+  EXPECT_EQ(controller.getFanInfo(0).mode, FanMode::automatic);
+  EXPECT_EQ(log.messages(LogLevel::error),
+            std::vector<std::string>{"fan 0 mode key returned a non-ui8 value; treating as automatic"});
+}
+
+TEST_F(FanControllerTest, fansThatAreNotControllableAreNotWritten) {
+  smc.setFloat("F0Mn", 0);
+  const std::string text = "SMC write failed: fan 0 does not support manual control on this machine";
+  EXPECT_EQ(errorOf([&] { controller.setFanMode(0, FanMode::manual); }), text);
+  EXPECT_EQ(errorOf([&] { controller.setFanRPM(0, 2000); }), text);
+  EXPECT_TRUE(smc.writes().empty());
+}
+
+TEST_F(FanControllerTest, aModeIsWrittenOnceWhenItLatchesAtOnce) {
+  controller.setFanMode(0, FanMode::manual);
+  EXPECT_EQ(smc.writes(), (std::vector<ScriptedSMC::Write>{{"F0Md", SMCValue::makeUInt8(1), false}}));
+  EXPECT_EQ(clock.sleeps(), 0);
+}
+
+TEST_F(FanControllerTest, aModeThatIsThereAlreadyCostsOneRead) {
+  smc.setUInt8("F0Md", 1);
+  probe();
+  controller.setFanMode(0, FanMode::manual);
+  EXPECT_EQ(smc.accesses(), std::vector<std::string>{"read F0Md"});
+}
+
+TEST_F(FanControllerTest, aModeIsWrittenAgainUntilItLatches) {
+  int writes = 0;
+  smc.setWriteHandler([&](const std::string& key, const SMCValue&) {
+    if (++writes == 4) {
+      smc.setUInt8(key, 1);
+    }
+  });
+  // Errors while reading back say nothing about the latch.
+  smc.setReadHook([&](const std::string& key, int) {
+    smc.failReads(key, writes == 2 ? std::optional(SMCError::readFailed("busy")) : std::nullopt);
+  });
+  controller.setFanMode(0, FanMode::manual);
+  EXPECT_EQ(writes, 4);
+  EXPECT_NEAR(clock.elapsed().count(), 0.3, 1e-9);
+}
+
+TEST_F(FanControllerTest, aModeThatNeverLatchesFailsAfterTenSeconds) {
+  smc.setWriteHandler([](const std::string&, const SMCValue&) {});
+  EXPECT_EQ(errorOf([&] { controller.setFanMode(0, FanMode::manual); }),
+            "SMC write failed: fan 0 mode 1 did not latch within 10.0s");
+  EXPECT_NEAR(clock.elapsed().count(), 10.0, 0.11);
+  EXPECT_NEAR(static_cast<double>(smc.writes().size()), 100.0, 1.0);
+}
+
+TEST_F(FanControllerTest, transientResultsAreRetriedAndLoggedSparingly) {
+  probe();
+  int writes = 0;
+  smc.setWriteHandler([&](const std::string& key, const SMCValue&) {
+    if (++writes <= 20) {
+      throw SMCError::firmwareFailed("write bytes", key, writes % 2 == 0 ? 0x82 : 0x83);
+    }
+    smc.setUInt8(key, 1);
+  });
+  controller.setFanMode(0, FanMode::manual);
+  EXPECT_EQ(log.messages(LogLevel::standard),
+            (std::vector<std::string>{"transient SMC 0x83 for F0Md; polling/retrying attempt 1",
+                                      "transient SMC 0x82 for F0Md; polling/retrying attempt 10",
+                                      "transient SMC 0x82 for F0Md; polling/retrying attempt 20"}));
+}
+
+TEST_F(FanControllerTest, transientResultsThatDoNotEndAreNamed) {
+  smc.setWriteHandler(
+      [](const std::string& key, const SMCValue&) { throw SMCError::firmwareFailed("write bytes", key, 0x82); });
+  EXPECT_EQ(errorOf([&] { controller.setFanMode(0, FanMode::manual); }),
+            "SMC write failed: fan 0 mode 1 did not latch after transient SMC retries: write bytes failed for F0Md "
+            "(SMC result 0x82)");
+  EXPECT_NEAR(clock.elapsed().count(), 10.0, 0.11);
+}
+
+TEST_F(FanControllerTest, aTransientResultCountsAsLatchedWhenTheModeReadsBack) {
+  smc.setWriteHandler([&](const std::string& key, const SMCValue& value) {
+    smc.setUInt8(key, *value.asUInt8());
+    throw SMCError::firmwareFailed("write bytes", key, 0x82);
+  });
+  EXPECT_EQ(errorOf([&] { controller.setFanMode(0, FanMode::manual); }), "no error");
+  EXPECT_EQ(smc.writes().size(), 1U);
+}
+
+TEST_F(FanControllerTest, otherWriteErrorsFailAtOnce) {
+  const SMCError errors[] = {SMCError::firmwareFailed("write bytes", "F0Md", 0x84),
+                             SMCError::firmwareFailed("write bytes", "F0Md", 0x81), SMCError::keyNotFound("F0Md"),
+                             SMCError::notOpen()};
+  for (const SMCError& error : errors) {
+    smc.setWriteHandler([&](const std::string&, const SMCValue&) { throw error; });
+    EXPECT_EQ(errorOf([&] { controller.setFanMode(0, FanMode::manual); }), error.errorDescription());
+  }
+  smc.setWriteHandler([](const std::string&, const SMCValue&) { throw std::runtime_error("overtaken"); });
+  EXPECT_THROW(controller.setFanMode(0, FanMode::manual), std::runtime_error);
+  EXPECT_EQ(clock.sleeps(), 0);
+  smc.failReads("F0Md", SMCError::readFailed("first read"));
+  EXPECT_EQ(errorOf([&] { controller.setFanMode(0, FanMode::manual); }), "SMC read failed: first read");
+}
+
+TEST_F(FanControllerTest, aTargetNeedsManualMode) {
+  for (const std::uint8_t mode : {std::uint8_t{0}, std::uint8_t{2}, std::uint8_t{3}}) {
+    smc.setUInt8("F0Md", mode);
+    EXPECT_EQ(errorOf([&] { controller.setFanRPM(0, 2000); }),
+              "SMC write failed: fan 0 must be in manual mode before setting RPM");
+  }
+  EXPECT_TRUE(smc.writes().empty());
+}
+
+TEST_F(FanControllerTest, targetsLieWithinTheLiveBoundsInclusively) {
+  smc.setUInt8("F0Md", 1);
+  probe();
+  smc.setFloat("F0Mx", 6000);
+  controller.setFanRPM(0, 1200);
+  controller.setFanRPM(0, 6000);
+  EXPECT_EQ(smc.writes(), (std::vector<ScriptedSMC::Write>{{"F0Tg", SMCValue::makeFloat(1200), false},
+                                                           {"F0Tg", SMCValue::makeFloat(6000), false}}));
+  for (const std::int64_t rpm : {std::int64_t{1199}, std::int64_t{6001}, std::int64_t{-1}, INT64_MAX}) {
+    EXPECT_EQ(errorOf([&] { controller.setFanRPM(0, rpm); }),
+              "SMC write failed: fan 0 target " + std::to_string(rpm) + " is outside 1200...6000 RPM");
+  }
+  EXPECT_EQ(smc.writes().size(), 2U);
+}
+
+TEST_F(FanControllerTest, crossedLiveBoundsRefuseEveryTarget) {
+  smc.setUInt8("F0Md", 1);
+  probe();
+  smc.setFloat("F0Mx", 1100);
+  for (const std::int64_t rpm : {1100, 1150, 1200}) {
+    EXPECT_EQ(errorOf([&] { controller.setFanRPM(0, rpm); }), "SMC write failed: fan 0 reported invalid RPM bounds");
+  }
+  EXPECT_TRUE(smc.writes().empty());
+}
+
+TEST_F(FanControllerTest, aTargetIsWrittenOnceAndWaitedFor) {
+  smc.setUInt8("F0Md", 1);
+  struct Case {
+    double readsBack;
+    bool latches;
+  };
+  for (const Case& each : {Case{2002, true}, Case{2002.5, false}, Case{1997.5, false}}) {
+    const auto earlier = smc.writes().size();
+    smc.setWriteHandler([&](const std::string& key, const SMCValue&) { smc.setFloat(key, each.readsBack); });
+    const Seconds start = clock.elapsed();
+    EXPECT_EQ(errorOf([&] { controller.setFanRPM(0, 2000); }),
+              each.latches ? "no error" : "SMC write failed: fan 0 target 2000 did not latch within 10.0s");
+    EXPECT_NEAR((clock.elapsed() - start).count(), each.latches ? 0.0 : 10.0, 0.21);
+    EXPECT_EQ(smc.writes().size(), earlier + 1);
+  }
+  smc.setWriteHandler([](const std::string&, const SMCValue&) { throw SMCError::permissionDenied(); });
+  EXPECT_EQ(errorOf([&] { controller.setFanRPM(0, 2000); }), "Permission denied by AppleSMC");
+}
+
+TEST_F(FanControllerTest, handsBackOnlyWhatTheFirmwareDoesNotHave) {
+  for (const std::uint8_t mode : {std::uint8_t{0}, std::uint8_t{3}}) {
+    smc.setUInt8("F0Md", mode);
+    smc.forgetAccesses();
+    controller.resetToAuto(0);
+    EXPECT_EQ(smc.accesses(), std::vector<std::string>{"read F0Md"});
+  }
+  for (const std::uint8_t mode : {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{255}}) {
+    smc.setUInt8("F0Md", mode);
+    controller.resetToAuto(0);
+    EXPECT_EQ(smc.value("F0Md"), SMCValue::makeUInt8(0));
+  }
+  EXPECT_EQ(smc.writes().size(), 3U);
+}
+
+TEST_F(FanControllerTest, anyFanInTheKeyRangeCanBeHandedBack) {
+  smc.setUInt8("F7Md", 1);
+  smc.setFloat("F0Mn", 0);
+  smc.setUInt8("F0Md", 1);
+  controller.resetToAuto(7);
+  controller.resetToAuto(0);
+  EXPECT_EQ(smc.value("F7Md"), SMCValue::makeUInt8(0));
+  EXPECT_EQ(smc.value("F0Md"), SMCValue::makeUInt8(0));
+}
+
+TEST_F(FanControllerTest, onlyZeroCountsAsHandedBack) {
+  smc.setUInt8("F0Md", 1);
+  smc.setWriteHandler([&](const std::string& key, const SMCValue&) { smc.setUInt8(key, 3); });
+  EXPECT_EQ(errorOf([&] { controller.resetToAuto(0); }),
+            "SMC write failed: fan 0 automatic reset did not latch within 10.0s");
+  smc.failReads("F0Md", SMCError::notOpen());
+  EXPECT_EQ(errorOf([&] { controller.resetToAuto(0); }), "The AppleSMC connection is not open");
+}
+
+TEST_F(FanControllerTest, appliesACurve) {
+  smc.setUInt8("F0Md", 1);
+  const FanCurve curve{.minTemp = 40, .maxTemp = 80, .minRPM = 2000, .maxRPM = 6000};
+  controller.applyCurve(curve, 0, 60);
+  EXPECT_EQ(smc.writes(), (std::vector<ScriptedSMC::Write>{{"F0Tg", SMCValue::makeFloat(4000), false}}));
+}
+
+}  // namespace
+}  // namespace halcyra
