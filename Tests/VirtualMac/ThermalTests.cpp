@@ -102,6 +102,22 @@ TEST(Thermals, LoadOnOneSideWarmsThatSide) {
   EXPECT_GT(bench.truth("TaLP"), bench.truth("TaRF") + 3);
 }
 
+TEST(Thermals, SensorsAreNoisyFromSampleToSampleAndStillWithin) {
+  MachineBench bench;
+  double least = 1000;
+  double most = -1000;
+  for (double time = 1; time < 5; time += 0.25) {
+    bench.runTo(time + 0.01);
+    const double first = bench.truth("TCMz");
+    bench.runTo(time + 0.24);
+    EXPECT_EQ(bench.truth("TCMz"), first) << "at " << time;
+    least = std::min(least, first);
+    most = std::max(most, first);
+  }
+  EXPECT_GT(most - least, 0.5);
+  EXPECT_LT(most - least, 3.5);
+}
+
 TEST(Thermals, StraySamplesAreRareAndLastOneSample) {
   MachineBench bench;
   int strays = 0;
