@@ -117,8 +117,7 @@ void FanHandBack::command(SMCInterface& smc, int fan) {
 void FanHandBack::probe(SMCInterface& smc, HandBackReport& report) {
   for (const FanCapability& capability : FanCapabilityProbe(smc).probe().fans) {
     if (!ledger_.knows(capability.index)) {
-      ledger_.found(capability.index);
-      ledger_.owe(capability.index);
+      ledger_.foundUnattended(capability.index, smc.clock().steadyNow());
       command(smc, capability.index);
     }
   }
@@ -178,6 +177,16 @@ void FanHandBack::noteFailure(const SMCError& error, HandBackReport& report) {
 
 HandBackReport releaseAllFans(SMCInterface& smc, LogSink& log) {
   FanLedger ledger;
+  try {
+    smc.open();
+    for (const FanCapability& fan : FanCapabilityProbe(smc).probe().fans) {
+      if (fan.canSwitchMode) {
+        ledger.manualWritten(fan.index, smc.clock().steadyNow());
+      }
+    }
+  } catch (const SMCError&) {
+    // The hand-back meets the same and reports it.
+  }
   return FanHandBack(ledger, log).all(smc);
 }
 

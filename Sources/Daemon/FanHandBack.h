@@ -61,7 +61,8 @@ class FanHandBack {
   bool reopen_ = false;
 };
 
-/// Hands every fan back without a session, by a bridge of its own; `smc` is opened and left open.
+/// Hands every fan back without a session; `smc` is opened and left open. Since nothing is known of commands that
+/// others gave and that have not become effective yet, automatic mode is written whatever the mode keys read.
 HandBackReport releaseAllFans(SMCInterface& smc, LogSink& log);
 
 }  // namespace halcyra

@@ -8,6 +8,9 @@ void FanLedger::found(int fan) {
   entries_.try_emplace(fan);
 }
 
+// Nothing is known to be manual, so nothing has to be written over as long as the mode reads automatic.
+void FanLedger::foundUnattended(int fan, Instant now) { entries_[fan] = {false, true, now, true}; }
+
 void FanLedger::manualWritten(int fan, Instant now) {
   entries_[fan] = {true, false, now, false};
 }

@@ -21,6 +21,9 @@ class FanLedger {
 
   /// The fan exists.
   void found(int fan);
+  /// The fan exists, and an earlier process may have written manual mode just before it ended: owed, and to be watched
+  /// until that would have become effective.
+  void foundUnattended(int fan, Instant now);
   /// Manual mode was written (whether or not the write was answered with success). Cancels what was owed.
   void manualWritten(int fan, Instant now);
   /// The mode key read as `raw`.

@@ -210,7 +210,9 @@ void HelperDaemon::settle() {
     }
     return;
   }
-  lock_.release();
+  if (!report_.owed) {
+    lock_.release();
+  }
   if (stopStatus_) {
     if (!farewellTimer_.isArmed()) {
       farewellTimer_.arm(farewellTime, [this] { farewell(); });
