@@ -21,7 +21,7 @@ double between(double first, double second, double fraction) {
 }  // namespace
 
 std::unique_ptr<TraceWorkload> TraceWorkload::parse(std::string_view text) {
-  auto trace = std::unique_ptr<TraceWorkload>(new TraceWorkload);
+  auto trace = std::make_unique<TraceWorkload>();
   TraceParser(*trace).parse(text);
   return trace;
 }
