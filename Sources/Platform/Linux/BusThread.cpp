@@ -47,6 +47,8 @@ struct BusThread::State {
   void runReadyWork();
   /// True when there may be more to handle at once.
   bool processBus();
+  /// True when there was any.
+  bool runDrainedWork();
   void waitForEvents();
   int workTimeout();
   void closeConnection();
@@ -120,11 +122,14 @@ bool BusThread::State::processBus() {
     closeConnection();
     return true;
   }
+  return false;
+}
+
+bool BusThread::State::runDrainedWork() {
   const auto work = std::exchange(drained, {});
   for (const Work& one : work) {
     one();
   }
-  garbage.clear();
   return !work.empty();
 }
 
@@ -150,6 +155,10 @@ void BusThread::State::waitForEvents() {
       const auto bus = connection->getEventLoopPollData();
       events[1] = {bus.fd, bus.events, 0};
       const int busTimeout = bus.getPollTimeout();
+      // Zero: the bus has more to handle; so it is while it reports its own end call by call.
+      if (busTimeout != 0 && runDrainedWork()) {
+        return;
+      }
       timeout = timeout < 0 ? busTimeout : busTimeout < 0 ? timeout : std::min(timeout, busTimeout);
     } catch (const std::exception&) {
       closeConnection();

@@ -22,7 +22,7 @@ constexpr const char* busInterface = "org.freedesktop.DBus";
 constexpr const char* invalidArguments = "org.freedesktop.DBus.Error.InvalidArgs";
 constexpr const char* limitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
 /// Messages that wait for their answer at one time; what comes beyond is refused.
-constexpr std::size_t mostPendingMessages = 256;
+constexpr std::size_t mostPendingMessages = 100;
 
 std::string objectPath(const std::string& serviceName) {
   std::string path = "/" + serviceName;

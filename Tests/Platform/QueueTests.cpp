@@ -1,0 +1,213 @@
+// Order and completion of work and timers on the real queues; nothing here depends on how fast the machine is.
+
+#include <atomic>
+#include <future>
+#include <numeric>
+#include <signal.h>
+#include <stdexcept>
+#include <thread>
+
+#include "gtest/gtest.h"
+
+#include "Platform/Linux/LinuxClock.h"
+#include "Platform/Linux/PlainMainQueue.h"
+#include "Platform/Linux/SignalWatcher.h"
+#include "Platform/Linux/ThreadQueue.h"
+#include "Platform/PlatformTestSupport.h"
+
+namespace halcyra::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(QueueTests, WorkRunsInOrderOneAtATimeOffTheCallersThread) {
+  ThreadQueue queue("order", QualityOfService::utility);
+  std::vector<int> seen;
+  std::thread::id worker;
+  for (int i = 0; i < 1000; ++i) {
+    queue.async([&, i] {
+      seen.push_back(i);
+      worker = std::this_thread::get_id();
+    });
+  }
+  queue.sync([] {});
+  std::vector<int> expected(1000);
+  std::iota(expected.begin(), expected.end(), 0);
+  EXPECT_EQ(seen, expected);
+  EXPECT_NE(worker, std::this_thread::get_id());
+  EXPECT_EQ(queue.label(), "order");
+}
+
+TEST(QueueTests, SyncHandsTheExceptionToTheWaiterAndTheQueueLivesOn) {
+  ThreadQueue queue("throwing", QualityOfService::standard);
+  EXPECT_THROW(queue.sync([] { throw std::out_of_range("x"); }), std::out_of_range);
+  bool ran = false;
+  queue.sync([&] { ran = true; });
+  EXPECT_TRUE(ran);
+}
+
+TEST(QueueDeathTests, WhatMustNotHappenEndsTheProgram) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_DEATH(
+      {
+        ThreadQueue queue("fatal", QualityOfService::standard);
+        queue.async([] { throw std::runtime_error("nobody catches this"); });
+        queue.sync([] {});
+      },
+      "nobody catches this");
+  EXPECT_DEATH(
+      {
+        ThreadQueue queue("self", QualityOfService::standard);
+        queue.sync([&] { queue.sync([] {}); });
+      },
+      "cannot wait for itself");
+}
+
+TEST(QueueTests, DestructionFinishesTheWorkUnderWayAndDropsTheRest) {
+  std::promise<void> started;
+  std::promise<void> release;
+  std::atomic<bool> finished{false};
+  std::atomic<bool> droppedRan{false};
+  std::promise<std::string> waiter;
+  auto queue = std::make_unique<ThreadQueue>("ending", QualityOfService::standard);
+  queue->async([&] {
+    started.set_value();
+    release.get_future().wait();
+    finished = true;
+  });
+  started.get_future().wait();
+  queue->async([&] { droppedRan = true; });
+  const auto timer = queue->startTimer(0s, 0s, 0s, [&] { droppedRan = true; });
+  // Someone waits in vain for work that is dropped: an error, never for ever.
+  Queue& waited = *queue;
+  std::promise<void> waiting;
+  std::thread other([&] {
+    try {
+      waiting.set_value();
+      waited.sync([&] { droppedRan = true; });
+      waiter.set_value("ran");
+    } catch (const std::runtime_error& error) {
+      waiter.set_value(error.what());
+    }
+  });
+  waiting.get_future().wait();
+  std::thread ender([&] { queue.reset(); });
+  release.set_value();
+  ender.join();
+  EXPECT_TRUE(finished);
+  const std::string outcome = waiter.get_future().get();
+  other.join();
+  // The waiter may have come in before or after the end; in neither case may its work be left hanging.
+  EXPECT_TRUE(outcome == "ran" || outcome == "the queue ended before the work began") << outcome;
+}
+
+TEST(QueueTests, AQueueMayBeDestroyedByItsOwnWork) {
+  Inbox<int> done;
+  auto queue =
+      std::make_shared<std::unique_ptr<ThreadQueue>>(std::make_unique<ThreadQueue>("own", QualityOfService::standard));
+  (*queue)->async([queue, &done] {
+    queue->reset();
+    done.put(1);
+  });
+  EXPECT_EQ(done.next(), 1);
+}
+
+TEST(TimerTests, FireInTheOrderOfTheirTimesAndRepeat) {
+  ThreadQueue queue("timers", QualityOfService::standard);
+  Inbox<std::string> fired;
+  const auto late = queue.startTimer(20ms, 0s, 0s, [&] { fired.put("late"); });
+  const auto early = queue.startTimer(1ms, 0s, 100ms, [&] { fired.put("early"); });
+  EXPECT_EQ(fired.next(), "early");
+  EXPECT_EQ(fired.next(), "late");
+  Inbox<int> ticks;
+  int count = 0;
+  const auto repeating = queue.startTimer(0s, 1ms, 0s, [&] { ticks.put(++count); });
+  for (int i = 1; i <= 4; ++i) EXPECT_EQ(ticks.next(), i);
+  EXPECT_EQ(fired.size(), 0U) << "a timer without a period fired again";
+}
+
+TEST(TimerTests, DestroyedOnTheQueueNeverFiresAgainEvenWhenItIsDue) {
+  ThreadQueue queue("cancel", QualityOfService::standard);
+  int fired = 0;
+  queue.sync([&] {
+    auto due = queue.startTimer(0s, 1us, 0s, [&] { ++fired; });
+    LinuxClock().sleep(2ms);  // it is due now, and finds the queue busy
+    due.reset();
+  });
+  std::unique_ptr<Timer> self;
+  Inbox<int> once;
+  queue.sync([&] {
+    self = queue.startTimer(0s, 1us, 0s, [&] {
+      self.reset();
+      once.put(1);
+    });
+  });
+  EXPECT_EQ(once.next(), 1);
+  for (int i = 0; i < 50; ++i) queue.sync([] { std::this_thread::yield(); });
+  EXPECT_EQ(fired, 0);
+  EXPECT_EQ(once.size(), 0U);
+}
+
+TEST(TimerTests, FiringsMissedWhileTheQueueWasBusyAreNotMadeUpFor) {
+  ThreadQueue queue("missed", QualityOfService::standard);
+  int fired = 0;
+  std::unique_ptr<Timer> timer;
+  queue.sync([&] {
+    timer = queue.startTimer(0s, 10s, 0s, [&] { ++fired; });
+    LinuxClock().sleep(1ms);
+  });
+  Inbox<int> done;
+  queue.async([&] { queue.async([&] { done.put(fired); }); });
+  EXPECT_EQ(done.next(), 1);
+  // A period far in the future, beyond what the clock's unit could hold, is simply late.
+  const auto never = queue.startTimer(Seconds{1e300}, Seconds{1e300}, 0s, [&] { ++fired; });
+  queue.sync([&] { EXPECT_EQ(fired, 1); });
+}
+
+TEST(MainQueueTests, RunsOnTheCallingThreadUntilStoppedAndAgain) {
+  PlainMainQueue queue;
+  LinuxDispatch dispatch(queue);
+  std::vector<std::string> seen;
+  const auto here = std::this_thread::get_id();
+  queue.async([&] { seen.emplace_back(std::this_thread::get_id() == here ? "main" : "other"); });
+  const auto worker = dispatch.makeSerialQueue("worker", QualityOfService::standard);
+  worker->async([&] {
+    dispatch.mainQueue().sync([&] { seen.emplace_back("from worker"); });
+    queue.stop();
+  });
+  queue.run();
+  EXPECT_EQ(seen, (std::vector<std::string>{"main", "from worker"}));
+  queue.stop();
+  queue.async([&] { seen.emplace_back("late"); });
+  queue.run();
+  EXPECT_EQ(seen.size(), 2U) << "a stop before run did not hold";
+  queue.async([&] { queue.stop(); });
+  queue.run();
+  EXPECT_EQ(seen.back(), "late");
+}
+
+TEST(SignalWatcherTests, SignalsBecomeWorkOnTheQueueAndTheEarlierActionComesBack) {
+  PlainMainQueue queue;
+  std::vector<int> signals;
+  struct sigaction before {};
+  sigaction(SIGUSR1, nullptr, &before);
+  {
+    const SignalWatcher watcher(queue, {SIGUSR1, SIGUSR2}, [&](int signal) {
+      signals.push_back(signal);
+      if (signal == SIGUSR1) {
+        raise(SIGUSR2);
+      } else {
+        queue.stop();
+      }
+    });
+    raise(SIGUSR1);
+    queue.run();
+  }
+  EXPECT_EQ(signals, (std::vector<int>{SIGUSR1, SIGUSR2}));
+  struct sigaction after {};
+  sigaction(SIGUSR1, nullptr, &after);
+  EXPECT_EQ(after.sa_handler, before.sa_handler);
+}
+
+}  // namespace
+}  // namespace halcyra::test

@@ -1,0 +1,181 @@
+#include <sys/stat.h>
+
+#include "gtest/gtest.h"
+
+#include "Platform/Linux/LinuxServiceManagement.h"
+#include "Platform/PlatformTestSupport.h"
+
+namespace halcyra::test {
+namespace {
+
+constexpr const char* plist = "com.norwick.Halcyra.helper.plist";
+constexpr std::uint32_t ordinaryUser = 1000;
+
+class ServiceManagementTests : public testing::Test {
+ protected:
+  ServiceManagementTests() {
+    writeContent(helper_, "#!/bin/sh\n");
+    chmod(helper_.c_str(), 0755);
+  }
+
+  LinuxServiceManagement management(std::uint32_t userID) {
+    LinuxServiceManagementOptions options;
+    options.layout = layout_;
+    options.helperProgram = helper_;
+    options.userID = userID;
+    options.applicationProgram = "/opt/my apps/$aerovane";
+    options.autostartEntry = folder_ / "autostart/aerovane.desktop";
+    return {options, log_};
+  }
+
+  bool activationExists() const { return std::filesystem::exists(activation_); }
+
+  TemporaryFolder folder_;
+  CapturedLog log_;
+  RuntimeLayout layout_ = RuntimeLayout::inFolder(folder_ / "machine dir");
+  std::filesystem::path helper_ = folder_ / "bin/aerovane-helper";
+  std::filesystem::path activation_ = layout_.servicesFolder / "com.norwick.Halcyra.helper.service";
+};
+
+TEST_F(ServiceManagementTests, RootRegistersWithoutApproval) {
+  auto root = management(0);
+  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notRegistered);
+  EXPECT_FALSE(mayStart(layout_, log_));
+  root.registerDaemon(plist);
+  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::enabled);
+  EXPECT_EQ(root.daemonStatus("other.plist"), ServiceManagement::notRegistered);
+  EXPECT_TRUE(mayStart(layout_, log_));
+  EXPECT_EQ(registeredUser(layout_, log_), 0U);
+  EXPECT_EQ(contentOf(activation_), "[D-BUS Service]\nName=com.norwick.Halcyra.helper\nExec=\"" + helper_.string() +
+                                        "\" --runtime-dir \"" + layout_.folder->string() + "\"\n");
+  for (const auto& path : {layout_.registration, activation_}) {
+    EXPECT_EQ(std::filesystem::status(path).permissions() & std::filesystem::perms(0022), std::filesystem::perms::none);
+  }
+  root.unregisterDaemon(plist);
+  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notRegistered);
+  EXPECT_FALSE(activationExists());
+  EXPECT_FALSE(mayStart(layout_, log_));
+  EXPECT_NO_THROW(root.unregisterDaemon(plist)) << "unregistering twice is no error";
+  EXPECT_TRUE(log_.records().empty());
+}
+
+TEST_F(ServiceManagementTests, AnOrdinaryUserNeedsApprovalOnce) {
+  auto user = management(ordinaryUser);
+  EXPECT_THROW(user.approve(plist), LocalizedError) << "there is nothing to approve";
+  user.registerDaemon(plist);
+  EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::requiresApproval);
+  EXPECT_FALSE(activationExists()) << "the bus could start a helper that nobody approved";
+  EXPECT_FALSE(mayStart(layout_, log_));
+  user.registerDaemon(plist);
+  EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::requiresApproval);
+  user.approve(plist);
+  EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::enabled);
+  EXPECT_TRUE(activationExists());
+  EXPECT_TRUE(mayStart(layout_, log_));
+  user.unregisterDaemon(plist);
+  EXPECT_FALSE(mayStart(layout_, log_)) << "an approval alone starts nothing";
+  user.registerDaemon(plist);
+  EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::enabled) << "the approval holds for later registrations";
+  auto another = management(ordinaryUser + 1);
+  another.unregisterDaemon(plist);
+  another.registerDaemon(plist);
+  EXPECT_EQ(another.daemonStatus(plist), ServiceManagement::requiresApproval) << "it holds for that user alone";
+  EXPECT_FALSE(activationExists());
+}
+
+TEST_F(ServiceManagementTests, AMissingHelperIsNotFound) {
+  chmod(helper_.c_str(), 0644);
+  auto root = management(0);
+  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notFound);
+  EXPECT_THROW(root.registerDaemon(plist), ServiceManagementError);
+  EXPECT_FALSE(std::filesystem::exists(layout_.registration));
+  chmod(helper_.c_str(), 0755);
+  root.registerDaemon(plist);
+  std::filesystem::remove(helper_);
+  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notFound);
+}
+
+TEST_F(ServiceManagementTests, RegisteringRepairsWhatIsMissing) {
+  auto root = management(0);
+  root.registerDaemon(plist);
+  std::filesystem::remove(activation_);
+  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notRegistered);
+  root.registerDaemon(plist);
+  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::enabled);
+  writeContent(activation_, "untouched");
+  root.registerDaemon(plist);
+  EXPECT_EQ(contentOf(activation_), "untouched") << "registering an enabled daemon does nothing";
+}
+
+TEST_F(ServiceManagementTests, RecordsThatCannotBeBelievedLetNothingStart) {
+  struct Case {
+    const char* what;
+    std::string content;
+    mode_t mode;
+  };
+  const std::string good =
+      R"({"version": 1, "uid": 0, "program": ")" + helper_.string() + R"(", "plist": ")" + plist + "\"}";
+  const std::vector<Case> cases = {
+      {"no JSON", "{\"version\": 1", 0644},
+      {"empty", "", 0644},
+      {"a list", "[]", 0644},
+      {"another version", R"({"version": 2, "uid": 0, "program": "/x", "plist": "y"})", 0644},
+      {"no user", R"({"version": 1, "program": "/x", "plist": "y"})", 0644},
+      {"a negative user", R"({"version": 1, "uid": -1, "program": "/x", "plist": "y"})", 0644},
+      {"a user beyond 32 bits", R"({"version": 1, "uid": 4294967296, "program": "/x", "plist": "y"})", 0644},
+      {"a user as text", R"({"version": 1, "uid": "0", "program": "/x", "plist": "y"})", 0644},
+      {"writable by all", good, 0666},
+      {"writable by the group", good, 0664},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.what);
+    CapturedLog log;
+    writeContent(layout_.registration, one.content);
+    chmod(layout_.registration.c_str(), one.mode);
+    EXPECT_FALSE(mayStart(layout_, log));
+    EXPECT_EQ(log.count(LogLevel::error), 1U);
+    EXPECT_EQ(management(0).daemonStatus(plist), ServiceManagement::notRegistered);
+  }
+  writeContent(layout_.registration, good);
+  chmod(layout_.registration.c_str(), 0644);
+  EXPECT_TRUE(mayStart(layout_, log_)) << "the cases prove nothing when the good record does not pass";
+  chmod(layout_.registration.c_str(), 0666);
+  management(0).registerDaemon(plist);
+  EXPECT_TRUE(mayStart(layout_, log_)) << "registering again did not replace the record with its mode";
+}
+
+TEST_F(ServiceManagementTests, ApprovalsThatCannotBeBelievedApproveNobody) {
+  auto user = management(ordinaryUser);
+  user.registerDaemon(plist);
+  for (const char* content : {"{", R"({"version": 1})", R"({"version": 1, "uids": 1000})",
+                              R"({"version": 1, "uids": ["1000", 1000.5, true, -1]})"}) {
+    SCOPED_TRACE(content);
+    writeContent(layout_.approval, content);
+    EXPECT_FALSE(mayStart(layout_, log_));
+  }
+  writeContent(layout_.approval, R"({"version": 1, "uids": [1000]})");
+  chmod(layout_.approval.c_str(), 0666);
+  EXPECT_FALSE(mayStart(layout_, log_));
+  user.approve(plist);
+  EXPECT_TRUE(mayStart(layout_, log_));
+}
+
+TEST_F(ServiceManagementTests, TheLoginItemIsAnAutostartEntry) {
+  auto user = management(ordinaryUser);
+  EXPECT_EQ(user.mainAppStatus(), ServiceManagement::notRegistered);
+  user.registerMainApp();
+  EXPECT_EQ(user.mainAppStatus(), ServiceManagement::enabled);
+  EXPECT_NE(contentOf(folder_ / "autostart/aerovane.desktop").find("Exec=\"/opt/my apps/\\$aerovane\"\n"),
+            std::string::npos);
+  user.unregisterMainApp();
+  EXPECT_EQ(user.mainAppStatus(), ServiceManagement::notRegistered);
+}
+
+TEST_F(ServiceManagementTests, TheLogSaysHowToApproveWhereThereAreNoSettingsToOpen) {
+  management(ordinaryUser).openSystemSettingsLoginItems();
+  EXPECT_TRUE(log_.contains("--approve-helper"));
+  EXPECT_TRUE(log_.contains(layout_.folder->string()));
+}
+
+}  // namespace
+}  // namespace halcyra::test

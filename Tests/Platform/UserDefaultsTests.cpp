@@ -1,0 +1,151 @@
+#include <limits>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "gtest/gtest.h"
+#include "nlohmann/json.hpp"
+
+#include "Platform/Linux/JSONUserDefaults.h"
+#include "Platform/PlatformTestSupport.h"
+
+namespace halcyra::test {
+namespace {
+
+class UserDefaultsTests : public testing::Test {
+ protected:
+  TemporaryFolder folder_;
+  CapturedLog log_;
+  std::filesystem::path file_ = folder_ / "aerovane/defaults.json";
+};
+
+TEST_F(UserDefaultsTests, ValuesOfEveryKindSurviveANewStart) {
+  const std::string text = "{\"presets\": [“30–50 °C”]}";
+  const std::string binary("\x00\xFF\x80 z", 5);
+  {
+    JSONUserDefaults defaults(file_, log_);
+    EXPECT_FALSE(defaults.integer("integer"));
+    defaults.setInteger("integer", std::numeric_limits<std::int64_t>::min());
+    defaults.setNumber("number", 0.1);
+    defaults.setNumber("whole", 85.0);
+    defaults.setBoolean("boolean", true);
+    defaults.setString("string", "Größe");
+    defaults.setData("text", text);
+    defaults.setData("binary", binary);
+    defaults.setData("empty", "");
+  }
+  const JSONUserDefaults defaults(file_, log_);
+  EXPECT_EQ(defaults.integer("integer"), std::numeric_limits<std::int64_t>::min());
+  EXPECT_EQ(defaults.number("number"), 0.1);
+  EXPECT_EQ(defaults.number("whole"), 85.0);
+  EXPECT_EQ(defaults.integer("whole"), 85);
+  EXPECT_EQ(defaults.boolean("boolean"), true);
+  EXPECT_EQ(defaults.string("string"), "Größe");
+  EXPECT_EQ(defaults.data("text"), text);
+  EXPECT_EQ(defaults.data("binary"), binary);
+  EXPECT_EQ(defaults.data("empty"), "");
+  EXPECT_TRUE(log_.records().empty());
+  const auto stored = nlohmann::json::parse(contentOf(file_));
+  EXPECT_EQ(stored.at("text"), nlohmann::json({{"data", text}}));
+  EXPECT_EQ(stored.at("binary"), nlohmann::json({{"bytes", {0, 255, 128, 32, 122}}}));
+  EXPECT_EQ(namesIn(file_.parent_path()), std::vector<std::string>{"defaults.json"}) << "a temporary file was left";
+}
+
+TEST_F(UserDefaultsTests, AnotherTypeReadsAsNothing) {
+  writeContent(file_, R"({"flag": true, "number": 1.5, "text": "1", "huge": 1e300, "big": 18446744073709551615,
+                          "nothing": null, "bytes": {"bytes": [1, 256]}, "odd": {"data": "x", "more": 1},
+                          "negative": {"bytes": [-1]}})");
+  const JSONUserDefaults defaults(file_, log_);
+  EXPECT_FALSE(defaults.integer("flag"));
+  EXPECT_FALSE(defaults.number("flag"));
+  EXPECT_FALSE(defaults.integer("number")) << "a number with a fraction is no integer";
+  EXPECT_EQ(defaults.number("number"), 1.5);
+  EXPECT_FALSE(defaults.number("text"));
+  EXPECT_FALSE(defaults.data("text"));
+  EXPECT_FALSE(defaults.boolean("number"));
+  EXPECT_FALSE(defaults.integer("huge"));
+  EXPECT_FALSE(defaults.integer("big"));
+  EXPECT_FALSE(defaults.string("nothing"));
+  for (const char* key : {"bytes", "odd", "negative"}) EXPECT_FALSE(defaults.data(key)) << key;
+}
+
+TEST_F(UserDefaultsTests, ADamagedFileIsMovedAsideAndNeverOverwritten) {
+  const std::vector<std::string> damage = {"{\"pollingInterval\": 2", "", "[1, 2]", "\xFF\xFE{}"};
+  for (std::size_t i = 0; i < damage.size(); ++i) {
+    SCOPED_TRACE(damage[i]);
+    writeContent(file_, damage[i]);
+    CapturedLog log;
+    JSONUserDefaults defaults(file_, log);
+    EXPECT_EQ(log.count(LogLevel::error), 1U);
+    const std::string copy = file_.string() + ".damaged-" + std::to_string(i + 1);
+    EXPECT_TRUE(log.contains(copy));
+    EXPECT_EQ(contentOf(copy), damage[i]);
+    defaults.setInteger("kept", 7);
+    EXPECT_EQ(JSONUserDefaults(file_, log).integer("kept"), 7);
+    EXPECT_EQ(log.count(LogLevel::error), 1U);
+  }
+}
+
+TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsKeptInMemoryAndSaidOnce) {
+  writeContent(folder_ / "aerovane", "in the way");
+  JSONUserDefaults defaults(file_, log_);
+  defaults.setInteger("a", 1);
+  defaults.setInteger("a", 2);
+  EXPECT_EQ(defaults.integer("a"), 2);
+  EXPECT_EQ(log_.count(LogLevel::error), 1U);
+  EXPECT_EQ(contentOf(folder_ / "aerovane"), "in the way");
+}
+
+TEST_F(UserDefaultsTests, AFailureThatPassesIsSaidAgainWhenItComesBack) {
+  std::filesystem::create_directories(file_);
+  CapturedLog log;
+  std::filesystem::remove(file_);
+  JSONUserDefaults defaults(file_, log);
+  std::filesystem::create_directories(file_);  // nothing can be put in its place
+  defaults.setInteger("a", 1);
+  std::filesystem::remove(file_);
+  defaults.setInteger("a", 2);
+  EXPECT_EQ(log.count(LogLevel::error), 1U);
+  EXPECT_EQ(JSONUserDefaults(file_, log).integer("a"), 2);
+  std::filesystem::remove(file_);
+  std::filesystem::create_directories(file_);
+  defaults.setInteger("a", 3);
+  EXPECT_EQ(log.count(LogLevel::error), 2U);
+  EXPECT_EQ(defaults.integer("a"), 3);
+}
+
+TEST_F(UserDefaultsTests, AFileThatCannotBeReadIsLeftAlone) {
+  std::filesystem::create_directories(file_ / "inner");
+  JSONUserDefaults defaults(file_, log_);
+  defaults.setString("a", "b");
+  EXPECT_EQ(defaults.string("a"), "b");
+  EXPECT_EQ(log_.count(LogLevel::error), 1U);
+  EXPECT_TRUE(std::filesystem::is_directory(file_ / "inner"));
+}
+
+TEST_F(UserDefaultsTests, ValuesThatJSONCannotHoldAreRefusedAndTheOldOnesStay) {
+  JSONUserDefaults defaults(file_, log_);
+  defaults.setNumber("number", 3);
+  defaults.setString("string", "old");
+  defaults.setNumber("number", std::numeric_limits<double>::quiet_NaN());
+  defaults.setNumber("number", std::numeric_limits<double>::infinity());
+  defaults.setString("string", "\xC3(");
+  EXPECT_EQ(defaults.number("number"), 3);
+  EXPECT_EQ(defaults.string("string"), "old");
+  EXPECT_EQ(log_.count(LogLevel::error), 3U);
+  EXPECT_EQ(contentOf(file_).find("null"), std::string::npos);
+}
+
+TEST_F(UserDefaultsTests, ASymbolicLinkStaysAndTheFileKeepsItsMode) {
+  const auto real = folder_ / "dotfiles/settings.json";
+  writeContent(real, "{}");
+  chmod(real.c_str(), 0640);
+  std::filesystem::create_directories(file_.parent_path());
+  std::filesystem::create_symlink(real, file_);
+  JSONUserDefaults(file_, log_).setInteger("a", 1);
+  EXPECT_TRUE(std::filesystem::is_symlink(file_));
+  EXPECT_EQ(JSONUserDefaults(real, log_).integer("a"), 1);
+  EXPECT_EQ(std::filesystem::status(real).permissions(), std::filesystem::perms(0640));
+}
+
+}  // namespace
+}  // namespace halcyra::test
