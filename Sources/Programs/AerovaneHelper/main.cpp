@@ -30,7 +30,9 @@ int runDaemon(const RuntimeLayout& layout) {
   PlainMainQueue mainQueue;
   std::shared_ptr<HelperDaemon> daemon;
   const SignalWatcher signals(mainQueue, {SIGTERM, SIGINT, SIGHUP},
-                              [&daemon](int signal) { daemon->stop(0, fmt::format("signal {}", signal)); });
+                              [&daemon](int signal) {
+                                if (daemon) daemon->stop(0, fmt::format("signal {}", signal));
+                              });
   const auto log = makeLogSink(LogDestination::automatic, LogLevel::info);
   if (!mayStart(layout, *log)) {
     fmt::print(stderr, "aerovane-helper: the helper is not registered, or an administrator has not approved it yet\n");
@@ -58,6 +60,8 @@ int runDaemon(const RuntimeLayout& layout) {
     daemon->stop(1, error.what());
   }
   mainQueue.run();
+  // It uses what was made after it.
+  daemon.reset();
   return status;
 }
 
