@@ -75,8 +75,11 @@ INSTANTIATE_TEST_SUITE_P(
     Kinds, PresetTests,
     testing::Values(PresetCase{"Smart Auto", [](const Json& fan) { return fan.at("target") > fan.at("minimum"); }},
                     PresetCase{"Full Blast", [](const Json& fan) { return fan.at("target") == fan.at("maximum"); }},
+                    // Hot enough for full speed, less the 50 RPM for which no new target is worth a write.
                     PresetCase{"30–50 °C Cooling",
-                               [](const Json& fan) { return fan.at("target") == fan.at("maximum"); }},
+                               [](const Json& fan) {
+                                 return fan.at("target").get<int>() > fan.at("maximum").get<int>() - 50;
+                               }},
                     PresetCase{"Steady", [](const Json& fan) { return fan.at("target") == 3100; }}),
     [](const auto& test) { return std::string("Preset") + std::to_string(test.index); });
 

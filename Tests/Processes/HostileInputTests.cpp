@@ -12,6 +12,7 @@
 #include "gtest/gtest.h"
 
 #include "Processes/ProcessSupport.h"
+#include "SMC/SMCError.h"
 #include "SMC/SMCKey.h"
 #include "SMC/SMCParamStruct.h"
 
