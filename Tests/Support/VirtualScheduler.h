@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Platform/Clock.h"
 #include "Platform/Dispatch.h"
@@ -70,6 +71,9 @@ class VirtualScheduler {
 
  private:
   std::shared_ptr<VirtualCore> core_;
+  std::unique_ptr<Clock> clock_;
+  /// Kept, so that a process that the test has let go runs on.
+  std::vector<std::shared_ptr<VirtualProcess>> processes_;
 };
 
 }  // namespace halcyra::test
