@@ -15,8 +15,7 @@ class DirectPowerEvents : public PowerEvents {
   /// `main` outlives this.
   explicit DirectPowerEvents(Queue& main) : main_(main) {}
 
-  void observe(std::function<void(std::function<void()> allowSleep)> willSleep,
-               std::function<void()> didWake) override;
+  void observe(std::function<void(std::function<void()> allowSleep)> willSleep, std::function<void()> didWake) override;
 
   /// The system is about to sleep. Without an observer it sleeps at once.
   void sleep();

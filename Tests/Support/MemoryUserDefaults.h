@@ -2,6 +2,7 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -42,7 +43,7 @@ class MemoryUserDefaults : public UserDefaults {
   using Value = std::variant<std::int64_t, double, bool, std::string, Data>;
   using Values = std::map<std::string, Value, std::less<>>;
 
-  const Value* find(std::string_view key) const;
+  std::optional<Value> find(std::string_view key) const;
   void set(std::string_view key, Value value);
 
   mutable std::mutex mutex_;

@@ -1,0 +1,14 @@
+#include "Support/TestPlatform.h"
+
+namespace halcyra::test {
+
+TestPlatform::TestPlatform(const std::shared_ptr<VirtualProcess>& applicationProcess, IOKit& iokit,
+                           MachServices& machServices)
+    : process(applicationProcess),
+      power(process->mainQueue()),
+      notifications(*process),
+      platform{process->clock(),  *process,     log,    iokit,      machServices,
+               serviceManagement, userDefaults, system, activities, power,
+               notifications,     workspace,    files} {}
+
+}  // namespace halcyra::test
