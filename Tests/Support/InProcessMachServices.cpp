@@ -1,251 +1,350 @@
 #include "Support/InProcessMachServices.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "fmt/format.h"
+
+#include "Support/InProcessConnection.h"
 
 namespace halcyra::test {
 
 namespace {
 
-Error connectionError(std::int64_t code) { return Error(cocoaErrorDomain, code, "The connection to the service broke."); }
+class NameTaken : public LocalizedError {
+ public:
+  using LocalizedError::LocalizedError;
+  std::string_view domain() const override { return "halcyra.InProcessMachServices"; }
+};
 
-/// Across a process boundary nothing is shared.
-PropertyList copied(const PropertyList& value) { return PropertyList::parse(value.dump()); }
+Error interrupted() {
+  return Error(cocoaErrorDomain, connectionInterruptedCode, "The connection to the service was interrupted.");
+}
+
+/// As it arrives in another process.
+PropertyList copied(const PropertyList& value) {
+  return PropertyList::parse(value.dump());
+}
 
 }  // namespace
 
-/// Calls that are out are known by serial number; whoever takes one out of the table answers it.
-class InProcessBus::Connection : public MachServiceConnection, public std::enable_shared_from_this<Connection> {
+/// The bus as one client process sees it.
+class InProcessMachServices::Client : public MachServices {
  public:
-  Connection(std::shared_ptr<InProcessBus> bus, std::string serviceName, std::shared_ptr<VirtualProcess> process,
-             MachServiceCaller caller)
-      : bus_(std::move(bus)),
-        serviceName_(std::move(serviceName)),
+  Client(InProcessMachServices& bus, std::shared_ptr<VirtualProcess> process, ClientIdentity identity)
+      : bus_(bus),
         process_(std::move(process)),
-        caller_(std::move(caller)),
-        queue_(process_->makeSerialQueue("xpc " + caller_.connectionName, QualityOfService::standard)) {}
-  ~Connection() override { bus_->clientGone(serviceName_, caller_.connectionName); }
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
+        identity_(identity),
+        queue_(process_->makeSerialQueue("message-bus", QualityOfService::standard)) {}
 
-  void setInvalidationHandler(std::function<void()> handler) override { invalidationHandler_ = std::move(handler); }
-  void resume() override {}
-
-  void call(const std::string& selector, PropertyList arguments, ReplyHandler reply, ErrorHandler failure) override {
-    const std::uint64_t serial = ++lastSerial_;
-    out_[serial] = {std::move(reply), std::move(failure)};
-    if (!isValid_ || !bus_->isUp_) {
-      invalidateNow();
-      return;
-    }
-    bus_->send({weak_from_this(), serial, selector, copied(arguments)}, serviceName_, caller_);
-  }
-
-  void invalidate() override { invalidateNow(); }
-
-  void answer(std::uint64_t serial, MachServiceReply reply) {
-    const auto found = out_.find(serial);
-    if (found == out_.end()) return;
-    auto handler = std::move(found->second.reply);
-    out_.erase(found);
-    reply.value = copied(reply.value);
-    queue_->async([handler = std::move(handler), reply = std::move(reply)] { handler(reply); });
-  }
-
-  void interrupt() { failAll(connectionInterruptedCode); }
-
-  void invalidateNow() {
-    failAll(connectionInvalidCode);
-    if (std::exchange(isValid_, false)) {
-      bus_->clientGone(serviceName_, caller_.connectionName);
-      queue_->async([handler = invalidationHandler_] {
-        if (handler) handler();
-      });
-    }
-  }
-
-  const std::string& serviceName() const { return serviceName_; }
-  const MachServiceCaller& caller() const { return caller_; }
-  const std::shared_ptr<VirtualProcess>& process() const { return process_; }
-
- private:
-  struct Out {
-    ReplyHandler reply;
-    ErrorHandler failure;
-  };
-
-  void failAll(std::int64_t code) {
-    auto out = std::exchange(out_, {});
-    for (auto& [serial, call] : out) {
-      queue_->async([failure = std::move(call.failure), code] { failure(connectionError(code)); });
-    }
-  }
-
-  std::shared_ptr<InProcessBus> bus_;
-  std::string serviceName_;
-  std::shared_ptr<VirtualProcess> process_;
-  MachServiceCaller caller_;
-  std::function<void()> invalidationHandler_;
-  bool isValid_ = true;
-  std::uint64_t lastSerial_ = 0;
-  std::map<std::uint64_t, Out> out_;
-  std::unique_ptr<Queue> queue_;
-};
-
-class InProcessBus::Listener : public MachServiceListener {
- public:
-  Listener(std::shared_ptr<InProcessBus> bus, std::string serviceName, std::shared_ptr<VirtualProcess> process)
-      : bus_(std::move(bus)), serviceName_(std::move(serviceName)), process_(std::move(process)) {}
-  ~Listener() override { bus_->remove(this); }
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
-
-  void setMessageHandler(MessageHandler handler) override { messageHandler_ = std::move(handler); }
-  void setClientGoneHandler(std::function<void(const std::string&)> handler) override {
-    clientGoneHandler_ = std::move(handler);
-  }
-  void setLostHandler(std::function<void()> handler) override { lostHandler_ = std::move(handler); }
-  void resume() override { bus_->listeners_[serviceName_] = this; }
-
-  void receive(const Call& call, const MachServiceCaller& caller) {
-    process_->mainQueue().async([handler = messageHandler_, bus = bus_, call, caller] {
-      handler(caller, call.selector, call.arguments,
-              [bus, call](MachServiceReply reply) { bus->deliverReply(call, std::move(reply)); });
-    });
-  }
-  void clientGone(const std::string& connectionName) {
-    process_->mainQueue().async([handler = clientGoneHandler_, connectionName] {
-      if (handler) handler(connectionName);
-    });
-  }
-  void lost() {
-    process_->mainQueue().async([handler = lostHandler_] {
-      if (handler) handler();
-    });
-  }
-
-  const std::string& serviceName() const { return serviceName_; }
-  const std::shared_ptr<VirtualProcess>& process() const { return process_; }
-
- private:
-  std::shared_ptr<InProcessBus> bus_;
-  std::string serviceName_;
-  std::shared_ptr<VirtualProcess> process_;
-  MessageHandler messageHandler_;
-  std::function<void(const std::string&)> clientGoneHandler_;
-  std::function<void()> lostHandler_;
-};
-
-class InProcessBus::Services : public MachServices {
- public:
-  Services(std::shared_ptr<InProcessBus> bus, std::shared_ptr<VirtualProcess> process, std::uint32_t userID)
-      : bus_(std::move(bus)), process_(std::move(process)), userID_(userID) {}
+  const VirtualProcess* process() const { return process_.get(); }
 
   std::shared_ptr<MachServiceConnection> connect(const std::string& serviceName, MachServiceDomain) override {
-    const auto number = ++bus_->connectionCount_;
-    auto connection = std::make_shared<Connection>(
-        bus_, serviceName, process_,
-        MachServiceCaller{fmt::format(":1.{}", number), userID_, static_cast<std::int32_t>(1000 + number)});
-    bus_->connections_.push_back(connection);
+    const MachServiceCaller caller{fmt::format(":1.{}", ++bus_.connectionCount_), identity_.userID,
+                                   identity_.processID};
+    const auto connection = std::make_shared<Connection>(bus_.self_, process_, queue_, serviceName, caller);
+    std::erase_if(bus_.connections_, [](const auto& each) { return each.expired(); });
+    bus_.connections_.push_back(connection);
+    process_->whenKilled([bus = &bus_, alive = std::weak_ptr(bus_.self_), weak = std::weak_ptr(connection)] {
+      const auto killed = weak.lock();
+      if (!killed || alive.expired()) {
+        return;
+      }
+      const bool wasKnown = killed->hasSent();
+      killed->forget();
+      if (wasKnown) {
+        bus->connectionGone(killed->serviceName(), killed->name());
+      }
+    });
     return connection;
   }
 
  private:
-  std::shared_ptr<InProcessBus> bus_;
+  InProcessMachServices& bus_;
   std::shared_ptr<VirtualProcess> process_;
-  std::uint32_t userID_;
+  ClientIdentity identity_;
+  std::shared_ptr<Queue> queue_;
 };
 
-std::shared_ptr<InProcessBus> InProcessBus::make(VirtualScheduler& scheduler) {
-  return std::shared_ptr<InProcessBus>(new InProcessBus(scheduler));
+/// The service's end. What is on its way to it holds `token` weakly.
+class InProcessMachServices::Listener : public MachServiceListener {
+ public:
+  Listener(InProcessMachServices& bus, std::shared_ptr<VirtualProcess> owner, std::string name, Queue& handlerQueue)
+      : process(std::move(owner)), serviceName(std::move(name)), queue(handlerQueue), bus_(bus.self_) {
+    process->whenKilled([weak = std::weak_ptr(token)] {
+      if (const auto alive = weak.lock()) {
+        (*alive)->giveUpName();
+      }
+    });
+  }
+  ~Listener() override { giveUpName(); }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  void setMessageHandler(MessageHandler handler) override { messageHandler = std::move(handler); }
+  void setClientGoneHandler(std::function<void(const std::string&)> handler) override {
+    clientGoneHandler = std::move(handler);
+  }
+  void setLostHandler(std::function<void()> handler) override { lostHandler = std::move(handler); }
+  void resume() override {
+    if (const auto bus = bus_.lock()) {
+      (*bus)->listenerReady(*this);
+    }
+  }
+
+  /// Runs `event` on the listener's queue unless it is gone by then.
+  void later(Seconds delay, std::function<void(Listener&)> event) {
+    process->asyncAfter(queue, delay, [weak = std::weak_ptr(token), event = std::move(event)] {
+      if (const auto alive = weak.lock()) {
+        event(**alive);
+      }
+    });
+  }
+
+  const std::shared_ptr<VirtualProcess> process;
+  const std::string serviceName;
+  Queue& queue;
+  MessageHandler messageHandler;
+  std::function<void(const std::string&)> clientGoneHandler;
+  std::function<void()> lostHandler;
+  const std::shared_ptr<Listener*> token = std::make_shared<Listener*>(this);
+
+ private:
+  void giveUpName() {
+    if (const auto bus = bus_.lock()) {
+      (*bus)->listenerGone(*this);
+    }
+  }
+
+  std::weak_ptr<InProcessMachServices*> bus_;
+};
+
+InProcessMachServices::InProcessMachServices(VirtualScheduler& scheduler) : scheduler_(scheduler) {}
+
+InProcessMachServices::~InProcessMachServices() = default;
+
+MachServices& InProcessMachServices::client(const std::shared_ptr<VirtualProcess>& process, ClientIdentity identity) {
+  const auto known = std::find_if(clients_.begin(), clients_.end(),
+                                  [&](const auto& client) { return client->process() == process.get(); });
+  if (known != clients_.end()) {
+    return **known;
+  }
+  clients_.push_back(std::make_unique<Client>(*this, process, identity));
+  return *clients_.back();
 }
 
-std::unique_ptr<MachServices> InProcessBus::services(const std::shared_ptr<VirtualProcess>& client,
-                                                     std::uint32_t userID) {
-  return std::make_unique<Services>(shared_from_this(), client, userID);
+std::unique_ptr<MachServiceListener> InProcessMachServices::listen(const std::shared_ptr<VirtualProcess>& process,
+                                                                   const std::string& serviceName, Queue& queue) {
+  return std::make_unique<Listener>(*this, process, serviceName, queue);
 }
 
-std::unique_ptr<MachServiceListener> InProcessBus::listener(const std::string& serviceName,
-                                                            const std::shared_ptr<VirtualProcess>& server) {
-  return std::make_unique<Listener>(shared_from_this(), serviceName, server);
+void InProcessMachServices::setActivation(const std::string& serviceName, std::function<void()> start) {
+  services_[serviceName].start = std::move(start);
 }
 
-void InProcessBus::setActivation(std::function<bool(const std::string&)> activation) {
-  activation_ = std::move(activation);
+void InProcessMachServices::setRegistration(std::function<bool(const std::string& serviceName)> isRegistered) {
+  isRegistered_ = std::move(isRegistered);
 }
 
-void InProcessBus::later(Seconds delay, std::function<void()> event) {
-  scheduler_.at(scheduler_.elapsed() + delay, std::move(event));
+void InProcessMachServices::addFault(const std::string& selector, MessageFault fault) {
+  faults_[selector].push_back(std::move(fault));
 }
 
-void InProcessBus::remove(Listener* listener) {
-  const auto found = listeners_.find(listener->serviceName());
-  if (found == listeners_.end() || found->second != listener) return;
-  listeners_.erase(found);
-  for (const auto& weak : connections_) {
-    const auto connection = weak.lock();
-    if (connection && connection->serviceName() == listener->serviceName()) connection->interrupt();
+void InProcessMachServices::setStandingFault(const std::string& selector, std::optional<MessageFault> fault) {
+  standingFaults_.erase(selector);
+  if (fault) {
+    standingFaults_.emplace(selector, std::move(*fault));
   }
 }
 
-void InProcessBus::send(Call call, const std::string& serviceName, MachServiceCaller caller) {
-  ++messages;
-  later(transit, [self = shared_from_this(), call = std::move(call), serviceName, caller = std::move(caller)] {
-    self->deliver(call, serviceName, caller, true);
+std::optional<MessageFault> InProcessMachServices::takeFault(const std::string& selector) {
+  if (auto& once = faults_[selector]; !once.empty()) {
+    MessageFault fault = std::move(once.front());
+    once.pop_front();
+    return fault;
+  }
+  const auto standing = standingFaults_.find(selector);
+  return standing == standingFaults_.end() ? std::nullopt : std::optional(standing->second);
+}
+
+void InProcessMachServices::send(Message message) {
+  const auto connection = message.connection.lock();
+  Service& service = services_[message.serviceName];
+  const bool mayStart = service.start && (!isRegistered_ || isRegistered_(message.serviceName));
+  if (!busIsUp_ || (service.listener == nullptr && !mayStart)) {
+    connection->breakDown();
+    return;
+  }
+  message.fault = takeFault(message.selector);
+  if (message.fault && message.fault->kind == MessageFault::Kind::fail) {
+    connection->fail(message.call, message.fault->error, latency);
+    return;
+  }
+  if (message.fault && message.fault->kind == MessageFault::Kind::loseRequest) {
+    return;
+  }
+  message.arguments = copied(message.arguments);
+  if (service.listener != nullptr) {
+    deliver(*service.listener, std::move(message));
+  } else {
+    service.waiting.push_back(std::move(message));
+    startService(service.waiting.back().serviceName);
+  }
+}
+
+void InProcessMachServices::deliver(Listener& listener, Message message) {
+  listener.later(latency, [this, message = std::move(message)](Listener& receiver) {
+    if (!receiver.messageHandler) {
+      return;
+    }
+    receiver.messageHandler(message.caller, message.selector, message.arguments,
+                            [message, bus = std::weak_ptr(self_), process = receiver.process](MachServiceReply reply) {
+                              const auto alive = bus.lock();
+                              if (alive && process->isAlive()) {
+                                (*alive)->answer(message, std::move(reply));
+                              }
+                            });
   });
 }
 
-void InProcessBus::deliver(const Call& call, const std::string& serviceName, const MachServiceCaller& caller,
-                           bool mayActivate) {
-  const auto client = call.client.lock();
-  if (!client || !isUp_) return;
-  if (const auto found = listeners_.find(serviceName); found != listeners_.end()) {
-    found->second->receive(call, caller);
-  } else if (mayActivate && activation_ && activation_(serviceName)) {
-    deliver(call, serviceName, caller, false);
-  } else {
-    client->invalidateNow();
+void InProcessMachServices::answer(const Message& message, MachServiceReply reply) {
+  using Kind = MessageFault::Kind;
+  const auto useless = whileAlive([this] { ++uselessAnswers_; });
+  const auto connection = message.connection.lock();
+  if (!connection) {
+    useless();
+    return;
+  }
+  if (message.fault && message.fault->kind == Kind::loseReply) {
+    return;
+  }
+  reply.value = copied(reply.value);
+  const Seconds extra = message.fault && message.fault->kind == Kind::lateReply ? message.fault->delay : Seconds{0};
+  const int copies = message.fault && message.fault->kind == Kind::duplicateReply ? 2 : 1;
+  for (int copy = 0; copy < copies; ++copy) {
+    connection->deliver(message.call, reply, latency + extra, useless);
   }
 }
 
-void InProcessBus::deliverReply(const Call& call, MachServiceReply reply) {
-  const ReplyFate fate = replyFate ? replyFate(call.selector) : ReplyFate{};
-  if (fate.lost) return;
-  for (int times = fate.twice ? 2 : 1; times > 0; --times) {
-    later(transit + fate.extraDelay, [self = shared_from_this(), call, reply] {
-      const auto client = call.client.lock();
-      if (client && self->isUp_) client->answer(call.serial, reply);
-    });
+void InProcessMachServices::startService(const std::string& serviceName) {
+  Service& service = services_[serviceName];
+  if (service.startAttempt != 0) {
+    return;
   }
+  service.startAttempt = ++startAttempts_;
+  scheduler_.at(scheduler_.elapsed() + latency, whileAlive([this, serviceName] {
+                  // A copy: it may be replaced while it runs.
+                  const auto start = services_[serviceName].start;
+                  start();
+                }));
+  scheduler_.at(scheduler_.elapsed() + startTimeout, whileAlive([this, serviceName, attempt = service.startAttempt] {
+                  startTimedOut(serviceName, attempt);
+                }));
 }
 
-void InProcessBus::processEnded(const std::shared_ptr<VirtualProcess>& process) {
-  std::vector<Listener*> ended;
-  for (const auto& [name, listener] : listeners_) {
-    if (listener->process() == process) ended.push_back(listener);
+void InProcessMachServices::startTimedOut(const std::string& serviceName, int attempt) {
+  Service& service = services_[serviceName];
+  if (service.startAttempt != attempt) {
+    return;
   }
-  for (Listener* listener : ended) remove(listener);
-  for (const auto& weak : connections_) {
-    const auto connection = weak.lock();
-    if (connection && connection->process() == process) {
-      clientGone(connection->serviceName(), connection->caller().connectionName);
+  service.startAttempt = 0;
+  for (const Message& message : std::exchange(service.waiting, {})) {
+    if (const auto connection = message.connection.lock()) {
+      connection->fail(message.call, interrupted(), Seconds{0});
     }
   }
 }
 
-void InProcessBus::clientGone(const std::string& serviceName, const std::string& connectionName) {
-  if (const auto found = listeners_.find(serviceName); found != listeners_.end()) {
-    found->second->clientGone(connectionName);
+void InProcessMachServices::listenerReady(Listener& listener) {
+  Service& service = services_[listener.serviceName];
+  if (!busIsUp_ || service.listener != nullptr) {
+    throw NameTaken(fmt::format("The service name {} cannot be had.", listener.serviceName));
+  }
+  service.listener = &listener;
+  service.startAttempt = 0;
+  for (Message& message : std::exchange(service.waiting, {})) {
+    if (!message.connection.expired()) {
+      deliver(listener, std::move(message));
+    }
   }
 }
 
-void InProcessBus::breakDown() {
-  isUp_ = false;
-  for (const auto& [name, listener] : std::exchange(listeners_, {})) listener->lost();
-  for (const auto& weak : connections_) {
-    if (const auto connection = weak.lock()) connection->invalidateNow();
+void InProcessMachServices::listenerGone(Listener& listener) {
+  Service& service = services_[listener.serviceName];
+  if (service.listener != &listener) {
+    return;
   }
+  service.listener = nullptr;
+  for (const auto& connection : connectionsTo(listener.serviceName)) {
+    connection->failAll(interrupted(), deathNotice);
+  }
+}
+
+void InProcessMachServices::connectionGone(const std::string& serviceName, const std::string& connectionName) {
+  Service& service = services_[serviceName];
+  std::erase_if(service.waiting,
+                [&](const Message& message) { return message.caller.connectionName == connectionName; });
+  if (service.listener != nullptr) {
+    service.listener->later(deathNotice, [connectionName](Listener& listener) {
+      if (listener.clientGoneHandler) {
+        listener.clientGoneHandler(connectionName);
+      }
+    });
+  }
+}
+
+void InProcessMachServices::loseBus() {
+  busIsUp_ = false;
+  for (auto& [name, service] : services_) {
+    service.waiting.clear();
+    service.startAttempt = 0;
+    if (Listener* const lost = std::exchange(service.listener, nullptr)) {
+      lost->later(latency, [](Listener& listener) {
+        if (const auto handler = std::exchange(listener.lostHandler, {})) {
+          handler();
+        }
+      });
+    }
+  }
+  for (const auto& weak : connections_) {
+    if (const auto connection = weak.lock()) {
+      connection->breakDown();
+    }
+  }
+}
+
+void InProcessMachServices::invalidateConnections(const std::string& serviceName) {
+  for (const auto& connection : connectionsTo(serviceName)) {
+    connection->breakDown();
+  }
+}
+
+bool InProcessMachServices::isRunning(const std::string& serviceName) const {
+  const auto found = services_.find(serviceName);
+  return found != services_.end() && found->second.listener != nullptr;
+}
+
+std::size_t InProcessMachServices::sentCount(const std::string& selector) const {
+  return static_cast<std::size_t>(std::count(sent_.begin(), sent_.end(), selector));
+}
+
+std::vector<std::shared_ptr<InProcessMachServices::Connection>> InProcessMachServices::connectionsTo(
+    const std::string& serviceName) {
+  std::vector<std::shared_ptr<Connection>> result;
+  for (const auto& weak : connections_) {
+    if (const auto connection = weak.lock(); connection && connection->serviceName() == serviceName) {
+      result.push_back(connection);
+    }
+  }
+  return result;
+}
+
+std::function<void()> InProcessMachServices::whileAlive(std::function<void()> event) {
+  return [alive = std::weak_ptr(self_), event = std::move(event)] {
+    if (!alive.expired()) {
+      event();
+    }
+  };
 }
 
 }  // namespace halcyra::test

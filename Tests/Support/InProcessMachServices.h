@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -57,8 +58,8 @@ class InProcessMachServices {
   /// The bus as a client process sees it. Lives as long as this.
   MachServices& client(const std::shared_ptr<VirtualProcess>& process, ClientIdentity identity = {});
 
-  /// A service in `process`, not resumed yet; its handlers run on `queue`. It must not outlive this. Destroying it
-  /// gives the name up, as the end of its process does.
+  /// A service in `process`, not resumed yet; its handlers run on `queue`. Destroying it gives the name up, as the end
+  /// of its process does.
   std::unique_ptr<MachServiceListener> listen(const std::shared_ptr<VirtualProcess>& process,
                                               const std::string& serviceName, Queue& queue);
 
@@ -69,7 +70,7 @@ class InProcessMachServices {
   /// connection.
   void setRegistration(std::function<bool(const std::string& serviceName)> isRegistered);
 
-  /// Adds a fault for the next message with this selector that has none yet; faults apply in the order given.
+  /// What happens to the next message with this selector that nothing has been laid down for yet.
   void addFault(const std::string& selector, MessageFault fault);
   /// Applies to every message with this selector that no single fault applies to, until it is taken back by nothing.
   void setStandingFault(const std::string& selector, std::optional<MessageFault> fault);
@@ -90,7 +91,7 @@ class InProcessMachServices {
   /// Answers that came for a call that had ended already.
   int uselessAnswers() const { return uselessAnswers_; }
   /// How often a service was started.
-  int activations() const { return activations_; }
+  int activations() const { return startAttempts_; }
 
  private:
   class Client;
@@ -100,8 +101,7 @@ class InProcessMachServices {
   struct Service {
     Listener* listener = nullptr;
     std::function<void()> start;
-    bool isStarting = false;
-    /// Which attempt to start is under way.
+    /// Which attempt to start is under way; 0 for none.
     int startAttempt = 0;
     std::vector<Message> waiting;
   };
@@ -109,24 +109,25 @@ class InProcessMachServices {
   std::optional<MessageFault> takeFault(const std::string& selector);
   void send(Message message);
   void deliver(Listener& listener, Message message);
-  void answer(const Message& message, const std::optional<MessageFault>& fault, MachServiceReply reply);
+  void answer(const Message& message, MachServiceReply reply);
   void startService(const std::string& serviceName);
   void startTimedOut(const std::string& serviceName, int attempt);
-  void registerListener(Listener& listener);
+  void listenerReady(Listener& listener);
   void listenerGone(Listener& listener);
   void connectionGone(const std::string& serviceName, const std::string& connectionName);
-  void failCalls(const std::string& serviceName, const Error& error);
   std::vector<std::shared_ptr<Connection>> connectionsTo(const std::string& serviceName);
+  /// Wraps `event` so that it does nothing once this is gone.
+  std::function<void()> whileAlive(std::function<void()> event);
 
   VirtualScheduler& scheduler_;
-  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  std::shared_ptr<InProcessMachServices*> self_ = std::make_shared<InProcessMachServices*>(this);
   bool busIsUp_ = true;
-  int nextConnection_ = 1;
+  int connectionCount_ = 0;
+  int startAttempts_ = 0;
   int uselessAnswers_ = 0;
-  int activations_ = 0;
   Seconds callTimeout_{60.0};
   std::function<bool(const std::string&)> isRegistered_;
-  std::map<std::string, std::vector<MessageFault>> faults_;
+  std::map<std::string, std::deque<MessageFault>> faults_;
   std::map<std::string, MessageFault> standingFaults_;
   std::map<std::string, Service> services_;
   std::vector<std::string> sent_;
