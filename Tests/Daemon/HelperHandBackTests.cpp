@@ -10,7 +10,6 @@ namespace {
 
 using HelperXPCError::Code;
 const std::vector<int> automatic = {0, 0};
-const std::vector<int> manual = {1, 1};
 
 class HelperHandBackTests : public testing::Test {
  protected:
@@ -253,77 +252,6 @@ TEST_F(HelperHandBackTests, ATransientRefusalIsOvercome) {
   helper.await(ended);
   EXPECT_TRUE(ended->succeeded()) << ended->description();
   EXPECT_EQ(helper.modes(), automatic);
-}
-
-TEST(HelperStartTests, AFanLeftInManualModeIsHandedBackAtTheStart) {
-  HelperHarness helper;
-  helper.start();
-  helper.run(12);
-  helper.takeFans();
-  helper.kill();
-  helper.run(30);
-  EXPECT_EQ(helper.modes(), manual) << "nobody is there to hand back";
-  const double started = helper.now();
-  helper.start();
-  const auto stale = helper.setTarget(helper.client, 0, 4000, helper.id);
-  const auto begun = helper.begin(helper.client, helper.secondID);
-  helper.await(begun);
-  EXPECT_EQ(stale->code(), Code::invalidSession);
-  ASSERT_TRUE(begun->succeeded());
-  EXPECT_EQ(integerEntry(begun->value, HelperReplyKey::fan0Mode), 0) << "handed back before the session";
-  EXPECT_EQ(integerEntry(begun->value, HelperReplyKey::fan1Mode), 0);
-  EXPECT_EQ(helper.modes(), automatic);
-  EXPECT_TRUE(helper.log.contains("the helper has started"));
-  EXPECT_TRUE(helper.writesSince(started, "Tg").empty());
-}
-
-TEST(HelperStartTests, ACommandOfADeadHelperThatLatchesLateIsHandedBack) {
-  HelperHarness helper;
-  helper.start();
-  helper.run(12);
-  helper.await(helper.begin(helper.client, helper.id));
-  helper.fault("latch-delay 3");
-  helper.setMode(helper.client, 0, true, helper.id);
-  ASSERT_TRUE(helper.scheduler.runUntil([&] { return !helper.writes.empty(); }, Seconds{5}));
-  helper.kill();
-  helper.fault("clear latch-delay");
-  helper.start();
-  EXPECT_EQ(helper.modes(), automatic);
-  helper.run(2.8);
-  ASSERT_TRUE(helper.scheduler.runUntil([&] { return helper.modes()[0] == 1; }, Seconds{1}));
-  helper.run(2);
-  EXPECT_EQ(helper.modes(), automatic);
-}
-
-TEST(HelperStartTests, ALiveOwnersFansAreNotTouched) {
-  HelperHarness helper;
-  helper.fault("set-mode 0 1 4000");
-  FanControlProcessLock owner(helper.lockFile, {}, helper.scheduler.clock());
-  owner.acquire("live owner");
-  helper.start();
-  helper.run(5);
-  EXPECT_TRUE(helper.writes.empty());
-  EXPECT_EQ(helper.modes(), (std::vector<int>{1, 0}));
-  EXPECT_TRUE(helper.log.contains("live owner"));
-  // Told to stop, it still leaves them alone; with the owner gone, the next session begins with a hand-back.
-  owner.release();
-  const auto begun = helper.begin(helper.client, helper.id);
-  helper.await(begun);
-  ASSERT_TRUE(begun->succeeded()) << begun->description();
-  EXPECT_EQ(integerEntry(begun->value, HelperReplyKey::fan0Mode), 0);
-  EXPECT_EQ(helper.modes(), automatic);
-}
-
-TEST(HelperStartTests, AMachineWithAutomaticFansIsNotWrittenTo) {
-  HelperHarness helper;
-  helper.fault("set-mode 1 3");
-  helper.start();
-  helper.run(29);
-  EXPECT_FALSE(helper.finished);
-  helper.run(2);
-  EXPECT_EQ(helper.finished, 0) << "idle for 30 s";
-  EXPECT_TRUE(helper.writes.empty());
-  EXPECT_TRUE(helper.lockIsFree());
 }
 
 TEST_F(HelperHandBackTests, AnIdleHelperEndsAfterItsLastMessage) {
