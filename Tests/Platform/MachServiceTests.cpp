@@ -330,7 +330,7 @@ sdbus::Variant randomVariant(std::mt19937& random, int depth) {
     case 6:
       return sdbus::Variant(0.5);
     case 7:
-      return sdbus::Variant(randomVariant(random, depth - 1));
+      return sdbus::Variant(std::map<std::string, std::int32_t>{{"n", 1}});
     case 8:
       return sdbus::Variant(std::map<std::string, sdbus::Variant>{{"k", randomVariant(random, depth - 1)}});
     default: {
@@ -376,11 +376,13 @@ TEST_F(MachServiceTests, AFloodOfUnansweredMessagesIsBounded) {
   constexpr int flood = 120;
   constexpr int taken = 100;
   for (int i = 0; i < flood; ++i) send(*connection, "pile up");
-  const Outcome first = outcomes_.next();
-  ASSERT_TRUE(first.reply && first.reply->error);
-  EXPECT_EQ(first.reply->error->domain, "org.freedesktop.DBus.Error.LimitsExceeded");
+  for (int i = taken; i < flood; ++i) {
+    const Outcome refused = outcomes_.next();
+    ASSERT_TRUE(refused.reply && refused.reply->error);
+    EXPECT_EQ(refused.reply->error->domain, "org.freedesktop.DBus.Error.LimitsExceeded");
+  }
   for (int i = 0; i < taken; ++i) service.messages.next().answer({nullptr, std::nullopt});
-  for (int i = 1; i < flood; ++i) outcomes_.next();
+  for (int i = 0; i < taken; ++i) EXPECT_TRUE(outcomes_.next().reply);
   EXPECT_EQ(service.messages.size(), 0U);
   expectWorks(*connection);
 }

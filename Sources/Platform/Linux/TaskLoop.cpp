@@ -136,7 +136,9 @@ std::function<void()> TaskLoop::waitForNext() {
     if (timers_.empty()) {
       changed_.wait(lock);
     } else {
-      changed_.wait_until(lock, timers_.begin()->first);
+      // A copy: the timer may be cancelled during the wait.
+      const Time due = timers_.begin()->first;
+      changed_.wait_until(lock, due);
     }
   }
   return nullptr;
