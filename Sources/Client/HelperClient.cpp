@@ -1,5 +1,6 @@
 #include "Client/HelperClient.h"
 
+#include <exception>
 #include <mutex>
 #include <utility>
 
@@ -78,9 +79,11 @@ struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
   void sessionBegan(const std::string& sessionID);
   void holdActivity(const std::string& sessionID);
   void startHeartbeat(const std::string& sessionID);
+  /// Leaves it alone when another session has begun since its own was cleared.
   void stopHeartbeat();
   void beat();
   void heartbeatEnded(const std::string& sessionID, const std::optional<Error>& error);
+  /// Leaves it to another session that has begun since.
   void releaseControlActivity();
   void endSession(const std::string& sessionID, ErrorCompletion completion);
   /// Has `send` send a command of the session; without a session completes at once with `withoutSession`.
@@ -171,7 +174,9 @@ void HelperClient::State::startHeartbeat(const std::string& id) {
 
 void HelperClient::State::stopHeartbeat() {
   const std::lock_guard lock(heartbeatLock);
-  heartbeatTimer.reset();
+  if (!storedSessionID()) {
+    heartbeatTimer.reset();
+  }
 }
 
 void HelperClient::State::beat() {
@@ -212,9 +217,12 @@ void HelperClient::State::heartbeatEnded(const std::string& id, const std::optio
 }
 
 void HelperClient::State::releaseControlActivity() {
+  // Ended outside the lock.
   std::unique_ptr<ActivityAssertion> released;
   const std::lock_guard lock(stateLock);
-  released.swap(controlActivity);
+  if (!sessionID) {
+    released.swap(controlActivity);
+  }
 }
 
 void HelperClient::State::endSession(const std::string& id, ErrorCompletion completion) {
@@ -304,8 +312,8 @@ void HelperClient::uninstall(ErrorCompletion completion) {
       std::optional<Error> unregisterError;
       try {
         stillThere->platform.serviceManagement.unregisterDaemon(daemonPlistName());
-      } catch (const LocalizedError& failure) {
-        unregisterError = failure.asError();
+      } catch (const std::exception&) {
+        unregisterError = currentExceptionAsError();
       }
       completion(unregisterError);
     };
@@ -373,7 +381,8 @@ std::optional<std::string> HelperClient::sessionID() const { return state_->stor
 
 void HelperClient::setSessionErrorHandler(std::function<void(Error)> handler) {
   const std::lock_guard lock(state_->stateLock);
-  state_->sessionErrorHandler = std::move(handler);
+  // The old one is destroyed with the argument, outside the lock.
+  state_->sessionErrorHandler.swap(handler);
 }
 
 }  // namespace halcyra
