@@ -3,14 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <poll.h>
 #include <pthread.h>
+#include <string_view>
 #include <sys/eventfd.h>
 #include <system_error>
 #include <thread>
@@ -18,9 +20,11 @@
 #include <utility>
 #include <vector>
 
+#include "fmt/format.h"
+
+#include "Platform/Linux/UnixSocket.h"
 #include "Platform/Precondition.h"
 #include "sdbus-c++/sdbus-c++.h"
-
 namespace halcyra {
 
 struct BusThread::State {
@@ -243,11 +247,58 @@ void BusThread::dispose(std::shared_ptr<void> object) {
   state_->garbage.push_back(std::move(object));
 }
 
+namespace {
+
+/// The socket of a "unix:path=" address; nothing for other addresses.
+std::optional<std::string> socketPath(std::string_view address) {
+  constexpr std::string_view prefix = "unix:path=";
+  if (!address.starts_with(prefix)) {
+    return std::nullopt;
+  }
+  address.remove_prefix(prefix.size());
+  std::string path;
+  for (std::size_t i = 0; i < address.size() && address[i] != ',' && address[i] != ';'; ++i) {
+    unsigned value = 0;
+    const char* const digits = address.data() + i + 1;
+    if (address[i] == '%' && i + 2 < address.size() &&
+        std::from_chars(digits, digits + 2, value, 16).ptr == digits + 2) {
+      path += static_cast<char>(value);
+      i += 2;
+    } else {
+      path += address[i];
+    }
+  }
+  return path;
+}
+
+/// The bus library loses memory with every connection that it cannot open; so that attempts on a bus that is not there
+/// may be repeated for days, it is only asked when somebody listens.
+void requireListener(const std::string& address) {
+  const auto path = socketPath(address);
+  const auto target = path ? unixSocketAddress(*path) : std::nullopt;
+  if (!target) {
+    return;
+  }
+  const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const bool listens = ::connect(probe, reinterpret_cast<const sockaddr*>(&*target), sizeof *target) == 0;
+  const int reason = errno;
+  ::close(probe);
+  if (!listens) {
+    throw sdbus::Error("org.freedesktop.DBus.Error.NoServer",
+                       fmt::format("no message bus at {}: {}", *path, std::generic_category().message(reason)));
+  }
+}
+
+}  // namespace
+
 BusThread::Opener busOpener(std::string address) {
   if (address.empty()) {
     return [] { return sdbus::createSystemBusConnection(); };
   }
-  return [address = std::move(address)] { return sdbus::createSessionBusConnectionWithAddress(address); };
+  return [address = std::move(address)] {
+    requireListener(address);
+    return sdbus::createSessionBusConnectionWithAddress(address);
+  };
 }
 
 BusThread::Opener sessionBusOpener() {
