@@ -15,9 +15,13 @@ std::string degrees(std::optional<double> temperature) {
   return temperature ? fmt::format("{:.1f} °C", *temperature) : std::string("–");
 }
 
-std::string_view modeName(FanMode mode) { return mode == FanMode::manual ? "manual" : "automatic"; }
+std::string_view modeName(FanMode mode) {
+  return mode == FanMode::manual ? "manual" : "automatic";
+}
 
-nlohmann::ordered_json orNull(std::optional<double> value) { return value ? nlohmann::ordered_json(*value) : nullptr; }
+nlohmann::ordered_json orNull(std::optional<double> value) {
+  return value ? nlohmann::ordered_json(*value) : nullptr;
+}
 
 }  // namespace
 
@@ -99,10 +103,10 @@ std::string ConsoleReport::table() const {
     for (const Zone& zone : zones) {
       if (zone.fan == fan.index) own = &zone;
     }
-    text += fmt::format("  {:<5}{:>10}  {:<22}{:>9}{:>9}  {:<10}{:>14}\n", fan.index,
-                        own ? degrees(own->temperature) : "–", own ? own->driver : "", fan.actualRPM,
-                        fan.targetRPM ? fmt::to_string(*fan.targetRPM) : "–", modeName(fan.mode),
-                        fmt::format("{}–{}", fan.minRPM, fan.maxRPM));
+    text +=
+        fmt::format("  {:<5}{:>10}  {:<22}{:>9}{:>9}  {:<10}{:>14}\n", fan.index, own ? degrees(own->temperature) : "–",
+                    own ? own->driver : "", fan.actualRPM, fan.targetRPM ? fmt::to_string(*fan.targetRPM) : "–",
+                    modeName(fan.mode), fmt::format("{}–{}", fan.minRPM, fan.maxRPM));
   }
   text += fmt::format("\n  Helper: {}   Session: {}\n", helper, session ? "held" : "none");
   if (error) {

@@ -1,10 +1,9 @@
 // A preset drives the fans of the simulated Mac, through the three real programs, and hands them back at every end.
 
-#include <signal.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <iterator>
+#include <signal.h>
+#include <unistd.h>
 
 #include "gtest/gtest.h"
 

@@ -1,13 +1,12 @@
 // Bad packets and missing privilege change nothing and end no process.
 
+#include <cstring>
+#include <random>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <cstring>
-#include <random>
 
 #include "gtest/gtest.h"
 

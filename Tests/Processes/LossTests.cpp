@@ -73,8 +73,8 @@ TEST_F(LossTests, AKilledMachineIsAnErrorLineAndItsReturnARecovery) {
   const Json failed = readUntil(*application, [](const Json& line) { return !line.at("error").is_null(); });
   ASSERT_FALSE(failed.is_null()) << application->errors();
   machine.restart();
-  const Json recovered = readUntil(
-      *application, [](const Json& line) { return line.at("error").is_null() && bothManual(line); });
+  const Json recovered =
+      readUntil(*application, [](const Json& line) { return line.at("error").is_null() && bothManual(line); });
   EXPECT_FALSE(recovered.is_null()) << application->errors();
   EXPECT_EQ(machine.modes(), manual);
   application->signal(SIGINT);

@@ -1,20 +1,19 @@
 #include "Processes/ProcessSupport.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <poll.h>
+#include <signal.h>
 #include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace halcyra::test {
 
@@ -22,7 +21,9 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-std::string program(const std::string& name) { return std::string(AEROVANE_BIN) + "/" + name; }
+std::string program(const std::string& name) {
+  return std::string(AEROVANE_BIN) + "/" + name;
+}
 
 }  // namespace
 
@@ -75,7 +76,9 @@ ChildProcess::~ChildProcess() {
   close(error_);
 }
 
-void ChildProcess::signal(int number) const { ::kill(pid_, number); }
+void ChildProcess::signal(int number) const {
+  ::kill(pid_, number);
+}
 
 bool ChildProcess::pump(RealSeconds limit) {
   std::array<pollfd, 2> waiting{{{output_, POLLIN, 0}, {error_, POLLIN, 0}}};
@@ -186,12 +189,12 @@ std::vector<pid_t> MachineProcess::processesOf(const std::string& name) const {
 
 std::unique_ptr<ChildProcess> startApplication(const MachineProcess& machine, std::vector<std::string> arguments,
                                                std::optional<uid_t> userID, const std::string& configuration) {
-  std::vector<std::string> all = {"--console",        "--json",           "--runtime-dir", machine.folder().string(),
+  std::vector<std::string> all = {"--console",        "--json",           "--runtime-dir",    machine.folder().string(),
                                   "--install-helper", "--approve-helper", "--supervised-test"};
   all.insert(all.end(), arguments.begin(), arguments.end());
   const std::string home = configuration.empty() ? machine.configuration().string() : configuration;
-  return std::make_unique<ChildProcess>(
-      program("aerovane"), all, ChildProcess::Environment{{"XDG_CONFIG_HOME", home}, {"HOME", home}}, userID);
+  return std::make_unique<ChildProcess>(program("aerovane"), all,
+                                        ChildProcess::Environment{{"XDG_CONFIG_HOME", home}, {"HOME", home}}, userID);
 }
 
 Json readUntil(ChildProcess& application, const std::function<bool(const Json&)>& accept, RealSeconds limit) {

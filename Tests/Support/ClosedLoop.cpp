@@ -13,20 +13,18 @@ namespace halcyra::test {
 namespace {
 
 constexpr std::uint32_t userID = 501;
+constexpr std::int32_t firstProcessID = 1001;
 
 }  // namespace
 
 ClosedLoop::ClosedLoop(const std::string& workload, std::uint64_t seed)
-    : machine({.seed = seed}, makeWorkload(workload)),
+    : machine({.seed = seed}, makeWorkload(workload, seed)),
       observer(std::make_unique<VirtualMacIOKit>(machine, scheduler.clock(), false)),
-      bus(InProcessBus::make(scheduler)) {
+      bus(scheduler) {
   std::string pattern = (std::filesystem::temp_directory_path() / "closed-loop-XXXXXX").string();
   folder_ = mkdtemp(pattern.data());
-  doubles.userDefaults.setInteger("supervisedFanTestProtocolVersion", AppModel::supervisedTestProtocolVersion);
   machine.setWriteObserver([this](const std::string& key, double value) { writes.push_back({now(), key, value}); });
-  bus->setActivation([this](const std::string&) {
-    return doubles.serviceManagement.status == ServiceManagement::enabled && startHelper();
-  });
+  bus.setActivation(std::string(FanControlXPC::machServiceName), [this] { startHelper(); });
 }
 
 ClosedLoop::~ClosedLoop() {
@@ -41,30 +39,36 @@ std::unique_ptr<ClosedLoop::Application> ClosedLoop::makeApplication(const std::
   auto made = std::make_unique<Application>();
   made->process = scheduler.makeProcess(name);
   made->iokit = std::make_unique<VirtualMacIOKit>(machine, made->process->clock(), false);
-  made->services = bus->services(made->process, userID);
-  made->platform = std::make_unique<Platform>(doubles.platform(*made->process, *made->iokit, *made->services));
-  made->process->mainQueue().async([each = made.get()] { each->model = AppModel::make(*each->platform); });
+  MachServices& services = bus.client(made->process, {userID, firstProcessID + applicationsMade_++});
+  made->doubles = std::make_unique<TestPlatform>(made->process, *made->iokit, services);
+  made->doubles->serviceManagement.setDaemonStatus(ServiceManagement::enabled);
+  made->doubles->userDefaults.setInteger("supervisedFanTestProtocolVersion", AppModel::supervisedTestProtocolVersion);
+  made->process->mainQueue().async([each = made.get()] { each->model = AppModel::make(each->doubles->platform); });
   scheduler.runPending();
   return made;
 }
 
-void ClosedLoop::startApplication() { application = makeApplication("application"); }
+void ClosedLoop::startApplication() {
+  application = makeApplication("application");
+}
 
 void ClosedLoop::endApplication(std::unique_ptr<Application>& ended) {
   ended->process->kill();
-  bus->processEnded(ended->process);
   endedApplications_.push_back(std::move(ended));
 }
 
-void ClosedLoop::killApplication() { endApplication(application); }
+void ClosedLoop::killApplication() {
+  endApplication(application);
+}
 
-bool ClosedLoop::startHelper() {
+void ClosedLoop::startHelper() {
   helper = std::make_unique<Helper>();
   Helper& started = *helper;
   started.process = scheduler.makeProcess("helper");
   started.iokit = std::make_unique<VirtualMacIOKit>(machine, started.process->clock(), true);
-  started.listener = bus->listener(std::string(FanControlXPC::machServiceName), started.process);
-  started.daemon = HelperDaemon::make({started.process->clock(), *started.process, doubles.log, *started.iokit},
+  started.listener =
+      bus.listen(started.process, std::string(FanControlXPC::machServiceName), started.process->mainQueue());
+  started.daemon = HelperDaemon::make({started.process->clock(), *started.process, helperLog, *started.iokit},
                                       {folder_ + "/fan-control.lock", {}, {userID}}, [this, &started](int status) {
                                         started.exitStatus = status;
                                         scheduler.at(scheduler.elapsed(), [this, &started] {
@@ -74,18 +78,18 @@ bool ClosedLoop::startHelper() {
   started.daemon->serve(*started.listener);
   started.listener->resume();
   started.process->mainQueue().async([daemon = started.daemon] { daemon->start(); });
-  return true;
 }
 
 void ClosedLoop::endHelper() {
   helper->process->kill();
-  bus->processEnded(helper->process);
   // The lock goes with its process.
   helper->daemon.reset();
   endedHelpers_.push_back(std::move(helper));
 }
 
-void ClosedLoop::killHelper() { endHelper(); }
+void ClosedLoop::killHelper() {
+  endHelper();
+}
 
 void ClosedLoop::activate(const FanPreset& preset) {
   application->process->mainQueue().async([model = application->model, preset] { model->activate(preset, false); });

@@ -31,8 +31,7 @@ class ClosedLoop {
   struct Application {
     std::shared_ptr<VirtualProcess> process;
     std::unique_ptr<VirtualMacIOKit> iokit;
-    std::unique_ptr<MachServices> services;
-    std::unique_ptr<Platform> platform;
+    std::unique_ptr<TestPlatform> doubles;
     std::shared_ptr<AppModel> model;
   };
 
@@ -79,17 +78,18 @@ class ClosedLoop {
   VirtualScheduler scheduler;
   VirtualMac machine;
   std::unique_ptr<VirtualMacIOKit> observer;
-  std::shared_ptr<InProcessBus> bus;
-  TestPlatform doubles;
+  InProcessMachServices bus;
   std::unique_ptr<Application> application;
   std::unique_ptr<Helper> helper;
   std::vector<Write> writes;
+  CapturingLogSink helperLog;
 
  private:
-  bool startHelper();
+  void startHelper();
   void endHelper();
 
   std::string folder_;
+  std::int32_t applicationsMade_ = 0;
   /// Killed processes are kept: pieces of them may still be referred to.
   std::vector<std::unique_ptr<Application>> endedApplications_;
   std::vector<std::unique_ptr<Helper>> endedHelpers_;

@@ -19,8 +19,9 @@ void describe(CLI::App& app, CommandLine& line) {
   auto* folder = app.add_option("--runtime-dir", line.runtimeFolder, "Use the simulated Mac that runs in this folder")
                      ->type_name("DIR");
   machine->excludes(folder);
-  app.add_option("--workload", line.workload, "Workload of the --virtual-mac: host, idle, bursts, sustained, critical, "
-                                              "or a CSV trace")
+  app.add_option("--workload", line.workload,
+                 "Workload of the --virtual-mac: host, idle, bursts, sustained, critical, "
+                 "or a CSV trace")
       ->needs(machine)
       ->capture_default_str();
   app.add_option("--seed", line.seed, "Seed of the --virtual-mac")->needs(machine);

@@ -1,19 +1,18 @@
 #include "Programs/Aerovane/VirtualMacProcess.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
 #include <stdexcept>
 #include <string_view>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include "fmt/format.h"
@@ -35,7 +34,9 @@ std::filesystem::path makeTemporaryFolder() {
 
 }  // namespace
 
-std::filesystem::path programFolder() { return std::filesystem::read_symlink("/proc/self/exe").parent_path(); }
+std::filesystem::path programFolder() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
 
 VirtualMacProcess::VirtualMacProcess(const std::string& workload, std::optional<std::uint64_t> seed)
     : folder_(makeTemporaryFolder()) {
@@ -47,7 +48,9 @@ VirtualMacProcess::VirtualMacProcess(const std::string& workload, std::optional<
   }
 }
 
-VirtualMacProcess::~VirtualMacProcess() { end(); }
+VirtualMacProcess::~VirtualMacProcess() {
+  end();
+}
 
 void VirtualMacProcess::start(const std::string& workload, std::optional<std::uint64_t> seed) {
   const std::string program = (programFolder() / "virtual-mac").string();

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 
 namespace halcyra {
 

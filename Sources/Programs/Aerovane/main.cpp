@@ -1,11 +1,10 @@
-#include <signal.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <signal.h>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 #include "fmt/format.h"
@@ -28,7 +27,9 @@ void write(const std::string& text) {
   std::fflush(stdout);
 }
 
-void complain(const std::string& message) { std::cerr << "aerovane: " << message << std::endl; }
+void complain(const std::string& message) {
+  std::cerr << "aerovane: " << message << std::endl;
+}
 
 ConsoleStyle consoleStyle(const CommandLine& line) {
   if (line.json) return ConsoleStyle::json;
@@ -69,17 +70,14 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
     }
   }
   ConsoleSurroundings surroundings;
-  surroundings.approveHelper = [&] {
-    linux.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName));
-  };
+  surroundings.approveHelper = [&] { linux.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName)); };
   surroundings.output = write;
   surroundings.complain = complain;
   surroundings.finished = [&](int result) {
     status = result;
     mainQueue.stop();
   };
-  auto session =
-      std::make_shared<ConsoleSession>(linux.platform(), model, std::move(options), std::move(surroundings));
+  auto session = std::make_shared<ConsoleSession>(linux.platform(), model, std::move(options), std::move(surroundings));
   int interruptions = 0;
   const SignalWatcher signals(mainQueue, {SIGINT, SIGTERM, SIGHUP}, [&](int) {
     if (++interruptions == 1) {
