@@ -18,7 +18,9 @@ constexpr int toleratedHeartbeatFailures = 1;
 constexpr const char* heartbeatQueueLabel = "com.norwick.Halcyra.helper-heartbeat";
 constexpr const char* activityReason = "Aerovane is actively controlling the fans";
 
-std::string daemonPlistName() { return std::string(FanControlXPC::daemonPlistName); }
+std::string daemonPlistName() {
+  return std::string(FanControlXPC::daemonPlistName);
+}
 
 Error noSession() {
   return Error(HelperClient::clientErrorDomain, 0, "No privileged fan-control session is active");
@@ -288,13 +290,17 @@ HelperClient::HelperClient(Platform& platform)
     : heartbeatQueue_(platform.dispatch.makeSerialQueue(heartbeatQueueLabel, QualityOfService::standard)),
       state_(std::make_shared<State>(platform, *heartbeatQueue_)) {}
 
-HelperClient::~HelperClient() { state_->shutDown(); }
+HelperClient::~HelperClient() {
+  state_->shutDown();
+}
 
 HelperInstallState HelperClient::installState() const {
   return helperInstallStateFromStatus(state_->platform.serviceManagement.daemonStatus(daemonPlistName()));
 }
 
-void HelperClient::install() { state_->platform.serviceManagement.registerDaemon(daemonPlistName()); }
+void HelperClient::install() {
+  state_->platform.serviceManagement.registerDaemon(daemonPlistName());
+}
 
 void HelperClient::uninstall(ErrorCompletion completion) {
   const auto prepare = [weak = std::weak_ptr(state_), completion](const std::optional<Error>& endError) {
@@ -370,14 +376,17 @@ void HelperClient::setTarget(int fan, std::int64_t rpm, DictionaryCompletion com
 }
 
 void HelperClient::resetAll(DictionaryCompletion completion) {
-  state_->command(std::nullopt, std::move(completion), [](auto& helper, const std::string& id, auto reply) {
-    helper.resetAll(id, std::move(reply));
-  });
+  state_->command(std::nullopt, std::move(completion),
+                  [](auto& helper, const std::string& id, auto reply) { helper.resetAll(id, std::move(reply)); });
 }
 
-void HelperClient::invalidate() { state_->invalidate(); }
+void HelperClient::invalidate() {
+  state_->invalidate();
+}
 
-std::optional<std::string> HelperClient::sessionID() const { return state_->storedSessionID(); }
+std::optional<std::string> HelperClient::sessionID() const {
+  return state_->storedSessionID();
+}
 
 void HelperClient::setSessionErrorHandler(std::function<void(Error)> handler) {
   const std::lock_guard lock(state_->stateLock);

@@ -1,5 +1,6 @@
 #include "Client/TelemetryPoller.h"
 
+#include <exception>
 #include <utility>
 
 #include "fmt/format.h"
@@ -37,7 +38,7 @@ TelemetryResult TelemetryPoller::performRead() try {
   for (const FanCapability& fan : expected) {
     try {
       snapshot.fans.push_back(controller_->getFanInfo(fan.index));
-    } catch (const SMCError&) {
+    } catch (const std::exception&) {
       // Counted below: a partial snapshot is never delivered.
     }
   }
@@ -48,8 +49,9 @@ TelemetryResult TelemetryPoller::performRead() try {
   snapshot.average = reader_->readCPUCoreAverage();
   try {
     snapshot.readings = reader_->readAllTemperatures();
-  } catch (const SMCError&) {
+  } catch (const std::exception&) {
     // The list is for show; control needs only what has been read above.
+    snapshot.readings.clear();
   }
   snapshot.helperState = helperInstallStateFromStatus(
       platform_.serviceManagement.daemonStatus(std::string(FanControlXPC::daemonPlistName)));
