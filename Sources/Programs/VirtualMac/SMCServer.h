@@ -24,6 +24,7 @@ class SMCServer {
   void start();
   /// To be called when the machine's faults have changed: a driver that is gone closes its socket and connections.
   void faultsChanged();
+  bool hasClients() const { return !clients_.empty(); }
 
  private:
   struct Client {

@@ -18,6 +18,10 @@ namespace halcyra {
 namespace {
 
 constexpr int badUsage = 2;
+/// How long the driver stays for its clients once the machine is told to end: a helper that has lost its bus hands the
+/// fans back in this time.
+constexpr Seconds farewell{3.0};
+constexpr Seconds farewellStep{0.02};
 
 struct Arguments {
   std::string runtimeFolder;
@@ -26,6 +30,14 @@ struct Arguments {
   /// Empty: be the machine.
   std::vector<std::string> command;
 };
+
+void stopWithoutClients(Reactor& reactor, const SMCServer& smc, Seconds left) {
+  if (!smc.hasClients() || left <= Seconds::zero()) {
+    reactor.stop();
+    return;
+  }
+  reactor.after(farewellStep, [&reactor, &smc, left] { stopWithoutClients(reactor, smc, left - farewellStep); });
+}
 
 int runMachine(const Arguments& arguments, const RuntimeLayout& layout) {
   const MachineFolder folder(layout);
@@ -41,8 +53,16 @@ int runMachine(const Arguments& arguments, const RuntimeLayout& layout) {
                         [&](const std::vector<std::string>& command, const std::function<void(ControlAnswer)>& answer) {
                           commands.perform(command, answer);
                         });
+  bool ending = false;
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    reactor.onSignal(signal, [&] { reactor.stop(); });
+    reactor.onSignal(signal, [&] {
+      if (std::exchange(ending, true)) {
+        reactor.stop();
+        return;
+      }
+      bus.end();
+      stopWithoutClients(reactor, smc, farewell);
+    });
   }
   reactor.onSignal(SIGCHLD, [&] {
     bus.childEnded();
@@ -53,8 +73,6 @@ int runMachine(const Arguments& arguments, const RuntimeLayout& layout) {
   control.start();
   sleep.start([&] { std::cout << "virtual-mac: ready in " << layout.folder->string() << std::endl; });
   reactor.run();
-  competitor.end();
-  bus.end();
   return 0;
 }
 
