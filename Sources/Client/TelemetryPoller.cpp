@@ -28,12 +28,31 @@ void TelemetryPoller::read(Completion completion) {
   queue_->async([this, completion = std::move(completion)] { completion(performRead()); });
 }
 
-TelemetryResult TelemetryPoller::performRead() try {
-  if (!controller_) {
+TelemetryResult TelemetryPoller::performRead() {
+  try {
+    return readSnapshot();
+  } catch (const std::exception&) {
+    if (!foundFans_) {
+      // A probe takes a key that it cannot read for one that is not there. Where nothing else could be read either,
+      // that the machine has no fans is not to be remembered.
+      controller_.reset();
+    }
+    return currentExceptionAsError();
+  }
+}
+
+TelemetrySnapshot TelemetryPoller::readSnapshot() {
+  if (!smc_.isOpen()) {
+    throw SMCError::notOpen();
+  }
+  if (!reader_) {
     reader_ = std::make_unique<SensorReader>(smc_);
+  }
+  if (!controller_) {
     controller_ = std::make_unique<FanController>(smc_, platform_.log);
   }
   const std::vector<FanCapability>& expected = controller_->probeCapabilities().fans;
+  foundFans_ = !expected.empty();
   TelemetrySnapshot snapshot;
   for (const FanCapability& fan : expected) {
     try {
@@ -56,8 +75,6 @@ TelemetryResult TelemetryPoller::performRead() try {
   snapshot.helperState = helperInstallStateFromStatus(
       platform_.serviceManagement.daemonStatus(std::string(FanControlXPC::daemonPlistName)));
   return snapshot;
-} catch (const std::exception&) {
-  return currentExceptionAsError();
 }
 
 }  // namespace halcyra

@@ -43,11 +43,13 @@ class TelemetryPoller {
 
  private:
   TelemetryResult performRead();
+  TelemetrySnapshot readSnapshot();
 
   Platform& platform_;
   IOKitSMCBridge smc_;
   std::unique_ptr<SensorReader> reader_;
   std::unique_ptr<FanController> controller_;
+  bool foundFans_ = false;
   /// Last: destroyed first, so that no read outlives what it uses.
   std::unique_ptr<Queue> queue_;
 };

@@ -223,9 +223,21 @@ TEST_F(TelemetryPollerTest, OpenFailuresAreThrownAndReadsFailAfterwards) {
   ASSERT_TRUE(std::holds_alternative<TelemetrySnapshot>(opened)) << failureText(opened);
   EXPECT_EQ(std::get<TelemetrySnapshot>(opened).fans.size(), 1U) << "the earlier failure is not remembered";
   poller_->close();
-  const TelemetryResult closed = readOnce();
-  ASSERT_TRUE(std::holds_alternative<Error>(closed));
-  EXPECT_EQ(std::get<Error>(closed).domain, SMCError::errorDomain);
+  EXPECT_EQ(failureText(readOnce()), SMCError::notOpen().errorDescription());
+}
+
+TEST_F(TelemetryPollerTest, ADriverThatFailsAtFirstHidesNoFansForEver) {
+  addFan(0);
+  poller_->open();
+  iokit_.hook = [](const std::string&) { throw SMCError::readFailed("not yet"); };
+  EXPECT_NE(failureText(readOnce()), "success");
+  EXPECT_NE(failureText(readOnce()), "success");
+  iokit_.hook = {};
+  const TelemetryResult result = readOnce();
+  ASSERT_TRUE(std::holds_alternative<TelemetrySnapshot>(result)) << failureText(result);
+  EXPECT_EQ(std::get<TelemetrySnapshot>(result).fans.size(), 1U);
+  readOnce();
+  EXPECT_EQ(doubles_.log.count("probed hardware: 1 fan(s)"), 1U) << "what was found is kept";
 }
 
 TEST_F(TelemetryPollerTest, ReadsOnItsOwnQueueOneAfterAnother) {
