@@ -90,10 +90,10 @@ void AppModel::applySmartAuto(const FanInfo& fan, std::optional<double> dieTempe
 
 void AppModel::noteSmartTier(int fan, double temperature) {
   const int tier = SmartAutoCurve::tier(temperature);
-  const auto [last, isFirst] = smartAuto_.lastTier.try_emplace(fan, tier);
-  if (!isFirst && last->second != tier) {
-    logger_.log(fmt::format("smart auto: fan {} tier {} → {} at {:f}°C", fan, last->second, tier, temperature));
-    last->second = tier;
+  int& last = smartAuto_.lastTier.try_emplace(fan, tier).first->second;
+  if (last != tier) {
+    logger_.log(fmt::format("smart auto: fan {} tier {} → {} at {:f}°C", fan, last, tier, temperature));
+    last = tier;
   }
 }
 

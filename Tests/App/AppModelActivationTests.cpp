@@ -140,8 +140,11 @@ TEST(AppModelActivation, firstTargetFollowsThePresetAndTheOverride) {
     h.smc.setDie(row.die);
     h.start();
     h.activate(row.preset);
-    EXPECT_EQ(h.helper.fans[0].target, row.left);
-    EXPECT_EQ(h.helper.fans[1].target, row.right);
+    // The very first target, before the next poll could put it right.
+    const Lines sent = h.transcript();
+    ASSERT_GE(sent.size(), 5u);
+    EXPECT_EQ(sent[2], "target S1 0 " + std::to_string(row.left));
+    EXPECT_EQ(sent[4], "target S1 1 " + std::to_string(row.right));
     EXPECT_EQ(h.helper.fans[0].mode + h.helper.fans[1].mode, 2);
   }
 }
@@ -173,6 +176,21 @@ TEST(AppModelActivation, aFailureHandsBackAndTriesAgainAfterFiveSeconds) {
       EXPECT_EQ(h.errorText(), "") << "cleared by the activation that succeeds";
     }
   }
+}
+
+TEST(AppModelActivation, choosingAgainLiftsTheWaitOfAFailure) {
+  ModelHarness h;
+  h.start();
+  h.helper.failNext("begin", helperError(99));
+  h.activate(FanPreset::fullBlast());
+  h.doubles.serviceManagement.setDaemonStatus(2);
+  h.run(2);
+  h.activate(curvePreset());
+  EXPECT_EQ(h.errorText(), notReady);
+  h.doubles.serviceManagement.setDaemonStatus(1);
+  h.run(2);
+  EXPECT_EQ(h.helper.count("begin S2"), 1u);
+  EXPECT_EQ(h.errorText(), "");
 }
 
 TEST(AppModelActivation, anAbnormalPreflightIsNeverDriven) {

@@ -105,7 +105,8 @@ TEST(AppModelControl, whileTheOverrideIsActiveEveryPresetRunsAtMaximum) {
     EXPECT_EQ(h.helper.fans[0].target, 5000);
     EXPECT_EQ(h.helper.fans[1].target, 5000);
     EXPECT_TRUE(h.logged("critical raw-die override engaged at 105.000000°C"));
-    EXPECT_NE(h.model().fanControlDrivers().at(0), "Sustained die heat");
+    h.run(4 * pollPeriod);
+    EXPECT_EQ(h.model().fanControlDrivers().at(0), "CPU core bank A") << "however hot the die has been";
     h.smc.setTemperature("TCMz", 50);
     h.run(7 * pollPeriod);
     EXPECT_TRUE(h.model().criticalThermalOverrideActive()) << "14 s below the release level";
@@ -181,23 +182,27 @@ TEST(AppModelControl, smartAutoReassertsATargetThatReadsBackWrong) {
 
 TEST(AppModelControl, smartAutoLooksAheadWhileTheDieHeatsFast) {
   ModelHarness h;
+  h.smc.setDie(58);
   h.startDriving(FanPreset::automatic());
   h.run(10 * pollPeriod);
+  // 58 °C is 0.21 of the way.
+  EXPECT_EQ(h.helper.fans[0].target, 1998);
   for (int poll = 0; poll < 6; ++poll) {
-    h.smc.setTemperature("TCMz", 55 + 5 * poll);
+    h.smc.setTemperature("TCMz", 60 + 4 * poll);
     h.run(pollPeriod);
   }
   EXPECT_EQ(h.logCount("smart auto: predictive boost engaged (sustained die "), 1u);
-  // The zones stay at 50 °C; a boosted zone counts as 55 °C, a boosted die of 75 °C as 84 °C: still the minimum.
-  EXPECT_EQ(h.helper.fans[0].target, 1200);
+  EXPECT_EQ(h.helper.fans[0].target, 2530) << "the zones count as the next tier, 60 °C";
+  EXPECT_EQ(h.model().fanControlDrivers().at(0), "CPU core bank A");
   h.smc.setTemperature("TCMz", 87);
   h.run(pollPeriod);
   h.smc.setTemperature("TCMz", 94);
   h.run(pollPeriod);
-  // Sustained 87 °C, boosted to the next tier of the floor: 88 °C, 0.4 of the way.
-  EXPECT_EQ(h.helper.fans[0].target, 2720);
+  EXPECT_EQ(h.helper.fans[0].target, 2720) << "a sustained 87 °C counts as the floor's next tier, 88 °C";
   EXPECT_EQ(h.model().fanControlDrivers().at(0), "Sustained die heat");
-  EXPECT_TRUE(h.logged("fan-zone decision fan=0 zone=Left driver=CPU core bank A"));
+  EXPECT_TRUE(h.logged("reason=smart auto (die-heat floor)"));
+  h.run(4 * pollPeriod);
+  EXPECT_GT(h.helper.fans[0].target, 3000) << "the sustained 94 °C itself";
 }
 
 TEST(AppModelControl, writesWaitForTheOneInFlightAndOnlyTheNewestFollows) {

@@ -87,23 +87,27 @@ TEST(AppModelHandBack, twoAtOnceBothComplete) {
   EXPECT_EQ(h.errorText(), "");
 }
 
-TEST(AppModelHandBack, neverEndsANewerSession) {
+TEST(AppModelHandBack, leavesANewerSessionAlone) {
   ModelHarness h;
   h.startDriving(FanPreset::fullBlast());
   h.helper.hold("reset");
   int completed = 0;
   h.onMain([&](AppModel& model) { model.resetToAutomatic("slow", true, true, [&] { ++completed; }); });
   h.helper.dropSession();
+  h.helper.hold("mode");
   // The next heartbeat finds the session gone; the poll after it opens another one.
   h.run(7);
-  ASSERT_EQ(h.helper.openSession(), 2);
+  ASSERT_EQ(h.transcript().back(), "mode S2 0 manual");
   h.helper.release("reset");
-  h.run(3);
+  h.run(0.5);
   EXPECT_EQ(completed, 1);
+  EXPECT_TRUE(h.model().isBusy()) << "with the newer activation";
+  h.helper.release("mode");
+  h.run(3);
   EXPECT_EQ(h.helper.count("end S2"), 0u);
   EXPECT_EQ(h.helper.openSession(), 2);
   EXPECT_TRUE(h.model().hasHelperSession());
-  EXPECT_EQ(h.helper.fans[0].mode, 1);
+  EXPECT_EQ(h.helper.fans[1].mode, 1);
   EXPECT_FALSE(h.model().isBusy());
   EXPECT_EQ(h.errorText(), "");
 }

@@ -61,14 +61,16 @@ TEST(AppModelLibrary, savingReplacesInPlaceAndKeepsEveryCopyCurrent) {
   EXPECT_EQ(h.helper.fans[0].target, 4000) << "the next poll follows";
 
   // A preset that waits to be restored is restored in its new version.
-  h.onMain([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::anotherApp); });
+  h.helper.failNext("target", helperError(99));
   edited.constantRPM = 4500;
-  h.onMain([&](AppModel& model) {
-    model.savePreset(edited);
-    model.setFanControlOwnership(FanControlOwnership::aerovane);
-  });
-  h.run(4);
-  EXPECT_EQ(h.helper.fans[0].target, 4500);
+  h.onMain([&](AppModel& model) { model.savePreset(edited); });
+  h.run(2);
+  ASSERT_FALSE(h.model().hasHelperSession());
+  edited.constantRPM = 3500;
+  h.onMain([&](AppModel& model) { model.savePreset(edited); });
+  h.run(8);
+  EXPECT_EQ(h.helper.count("target S2 0 3500"), 1u);
+  EXPECT_EQ(h.helper.count("target S2 0 4500"), 0u);
 }
 
 TEST(AppModelLibrary, anInvalidPresetIsRefusedWhole) {

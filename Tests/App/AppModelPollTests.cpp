@@ -106,6 +106,21 @@ TEST(AppModelPoll, aSnapshotBecomesPublishedState) {
   EXPECT_EQ(h.smc.writes, 0);
 }
 
+TEST(AppModelPoll, aZoneRisesPromptlyAndFallsOnlyAfterAWait) {
+  ModelHarness h;
+  h.smc.setDie(60);
+  h.start();
+  const auto zone = [&] { return h.model().fanControlTemperatures().at(0); };
+  h.smc.setDie(70);
+  h.run(2);
+  EXPECT_NEAR(zone(), 64.5, 1e-3);
+  h.smc.setDie(54.5);
+  h.run(8);
+  EXPECT_NEAR(zone(), 64.5, 1e-3) << "the drop was first seen 6 s ago";
+  h.run(2);
+  EXPECT_NEAR(zone(), 62.7, 1e-3);
+}
+
 TEST(AppModelPoll, controlTemperatureFallsBackToTheAverages) {
   ModelHarness h;
   h.start();

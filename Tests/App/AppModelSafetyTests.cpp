@@ -42,6 +42,9 @@ TEST(AppModelSafety, aCompetitorTakesTheFansAwayUntilItIsGone) {
   EXPECT_EQ(h.model().activeConflictMessage(), std::nullopt);
   h.run(2);
   EXPECT_EQ(h.helper.openSession(), 2) << "restored by the next poll";
+  const int scans = h.doubles.system.listings();
+  h.run(20);
+  EXPECT_EQ(h.doubles.system.listings() - scans, 10) << "with the polls only";
 }
 
 TEST(AppModelSafety, aCompetitorIsOnlyReportedWhereNoPresetDrives) {
@@ -81,6 +84,25 @@ TEST(AppModelSafety, aConflictReportedByTheHelperBlocksTheRestore) {
   EXPECT_EQ(h.errorText(), conflictText("TG Pro", "Constant"));
   h.run(10);
   EXPECT_EQ(h.helper.openSession(), 0);
+  h.setCompetitor(std::nullopt);
+  h.run(3);
+  EXPECT_EQ(h.helper.openSession(), 2);
+}
+
+TEST(AppModelSafety, anyFailureBesideACompetitorWaitsForItsEnd) {
+  ModelHarness h;
+  h.startDriving(constantPreset(3000));
+  h.helper.failNext("target", helperError(99, "stuck"));
+  h.smc.setFanTarget(0, 2000);
+  h.helper.hold("target");
+  h.run(2.5);
+  h.setCompetitor(ModelHarness::competitorPath);
+  h.helper.release("target");
+  h.run(0.1);
+  EXPECT_EQ(h.errorText(), "stuck");
+  h.run(20);
+  EXPECT_EQ(h.helper.openSession(), 0);
+  EXPECT_EQ(h.errorText(), "stuck") << "no attempt was made meanwhile";
   h.setCompetitor(std::nullopt);
   h.run(3);
   EXPECT_EQ(h.helper.openSession(), 2);
@@ -269,6 +291,19 @@ TEST(AppModelSafety, terminationHandsBackAndClosesEverythingBeforeItAnswers) {
   EXPECT_EQ(h.smc.calls, calls);
   EXPECT_EQ(h.transcript().size(), 2u);
   EXPECT_FALSE(h.model().isBusy());
+}
+
+TEST(AppModelSafety, aReadFromBeforeTerminationIsNeverApplied) {
+  ModelHarness h;
+  h.start();
+  h.smc.callDuration = Seconds{0.01};
+  h.run(2.1);
+  const std::size_t samples = h.model().history().size();
+  int finished = 0;
+  h.onMain([&](AppModel& model) { model.prepareForTermination([&] { ++finished; }); });
+  EXPECT_EQ(finished, 1) << "the SMC is closed behind the read";
+  h.run(5);
+  EXPECT_EQ(h.model().history().size(), samples);
 }
 
 TEST(AppModelSafety, theModelsEndStopsItsTimersAndClosesTheSMC) {

@@ -54,8 +54,8 @@ void ModelHarness::onMain(const std::function<void(AppModel&)>& work) {
     work(*model_);
     done = true;
   });
+  ASSERT_TRUE(scheduler.runUntil([&] { return done; }, Seconds{60}));
   scheduler.runFor(settling);
-  ASSERT_TRUE(done);
 }
 
 void ModelHarness::destroyModel() {
