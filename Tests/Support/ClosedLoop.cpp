@@ -29,7 +29,7 @@ ClosedLoop::ClosedLoop(const std::string& workload, std::uint64_t seed)
 
 ClosedLoop::~ClosedLoop() {
   if (application) killApplication();
-  if (helper) killHelper();
+  killHelper();
   endedApplications_.clear();
   endedHelpers_.clear();
   std::filesystem::remove_all(folder_);
@@ -39,10 +39,14 @@ std::unique_ptr<ClosedLoop::Application> ClosedLoop::makeApplication(const std::
   auto made = std::make_unique<Application>();
   made->process = scheduler.makeProcess(name);
   made->iokit = std::make_unique<VirtualMacIOKit>(machine, made->process->clock(), false);
-  MachServices& services = bus.client(made->process, {userID, firstProcessID + applicationsMade_++});
-  made->doubles = std::make_unique<TestPlatform>(made->process, *made->iokit, services);
+  made->processID = firstProcessID + applicationsMade_++;
+  if (seams.applicationIOKit) made->seam = seams.applicationIOKit(*made->iokit, made->processID);
+  IOKit& driver = made->seam ? *made->seam : static_cast<IOKit&>(*made->iokit);
+  MachServices& services = bus.client(made->process, {userID, made->processID});
+  made->doubles = std::make_unique<TestPlatform>(made->process, driver, services);
   made->doubles->serviceManagement.setDaemonStatus(ServiceManagement::enabled);
   made->doubles->userDefaults.setInteger("supervisedFanTestProtocolVersion", AppModel::supervisedTestProtocolVersion);
+  if (prepareApplication) prepareApplication(*made->doubles);
   made->process->mainQueue().async([each = made.get()] { each->model = AppModel::make(each->doubles->platform); });
   scheduler.runPending();
   return made;
@@ -62,33 +66,48 @@ void ClosedLoop::killApplication() {
 }
 
 void ClosedLoop::startHelper() {
+  if (helper) lostHelpers.push_back(std::move(helper));
   helper = std::make_unique<Helper>();
   Helper& started = *helper;
   started.process = scheduler.makeProcess("helper");
   started.iokit = std::make_unique<VirtualMacIOKit>(machine, started.process->clock(), true);
+  if (seams.helperIOKit) started.iokitSeam = seams.helperIOKit(*started.iokit, started.process->clock());
+  if (seams.helperDispatch) started.dispatchSeam = seams.helperDispatch(*started.process);
   started.listener =
       bus.listen(started.process, std::string(FanControlXPC::machServiceName), started.process->mainQueue());
-  started.daemon = HelperDaemon::make({started.process->clock(), *started.process, helperLog, *started.iokit},
+  if (seams.helperListener) started.listener = seams.helperListener(std::move(started.listener), started.process);
+  IOKit& driver = started.iokitSeam ? *started.iokitSeam : static_cast<IOKit&>(*started.iokit);
+  Dispatch& dispatch = started.dispatchSeam ? *started.dispatchSeam : static_cast<Dispatch&>(*started.process);
+  started.daemon = HelperDaemon::make({started.process->clock(), dispatch, helperLog, driver},
                                       {folder_ + "/fan-control.lock", {}, {userID}}, [this, &started](int status) {
                                         started.exitStatus = status;
-                                        scheduler.at(scheduler.elapsed(), [this, &started] {
-                                          if (helper.get() == &started) endHelper();
-                                        });
+                                        scheduler.at(scheduler.elapsed(), [this, &started] { endHelper(started); });
                                       });
   started.daemon->serve(*started.listener);
   started.listener->resume();
   started.process->mainQueue().async([daemon = started.daemon] { daemon->start(); });
 }
 
-void ClosedLoop::endHelper() {
-  helper->process->kill();
+void ClosedLoop::endHelper(const Helper& ended) {
+  std::unique_ptr<Helper> taken;
+  if (helper.get() == &ended) {
+    taken = std::move(helper);
+  } else {
+    const auto found =
+        std::find_if(lostHelpers.begin(), lostHelpers.end(), [&](const auto& each) { return each.get() == &ended; });
+    if (found == lostHelpers.end()) return;
+    taken = std::move(*found);
+    lostHelpers.erase(found);
+  }
+  taken->process->kill();
   // The lock goes with its process.
-  helper->daemon.reset();
-  endedHelpers_.push_back(std::move(helper));
+  taken->daemon.reset();
+  endedHelpers_.push_back(std::move(taken));
 }
 
 void ClosedLoop::killHelper() {
-  endHelper();
+  while (!lostHelpers.empty()) endHelper(*lostHelpers.back());
+  if (helper) endHelper(*helper);
 }
 
 void ClosedLoop::activate(const FanPreset& preset) {

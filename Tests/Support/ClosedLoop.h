@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,7 +31,11 @@ class ClosedLoop {
   /// One run of the application: its process, platform and model.
   struct Application {
     std::shared_ptr<VirtualProcess> process;
+    /// As the bus vouches for it.
+    std::int32_t processID = 0;
     std::unique_ptr<VirtualMacIOKit> iokit;
+    /// What `Seams::applicationIOKit` has put before it.
+    std::unique_ptr<IOKit> seam;
     std::unique_ptr<TestPlatform> doubles;
     std::shared_ptr<AppModel> model;
   };
@@ -39,9 +44,23 @@ class ClosedLoop {
   struct Helper {
     std::shared_ptr<VirtualProcess> process;
     std::unique_ptr<VirtualMacIOKit> iokit;
+    std::unique_ptr<IOKit> iokitSeam;
+    std::unique_ptr<Dispatch> dispatchSeam;
     std::unique_ptr<MachServiceListener> listener;
     std::shared_ptr<HelperDaemon> daemon;
     std::optional<int> exitStatus;
+  };
+
+  /// What a test may put between a program and the system that it runs on, to watch or to falsify; set before the
+  /// program starts. What is returned is what the program gets, and lives as long as the program.
+  struct Seams {
+    std::function<std::unique_ptr<IOKit>(IOKit& inner, std::int32_t processID)> applicationIOKit;
+    /// The clock is the helper's.
+    std::function<std::unique_ptr<IOKit>(IOKit& inner, Clock& clock)> helperIOKit;
+    std::function<std::unique_ptr<Dispatch>(Dispatch& inner)> helperDispatch;
+    std::function<std::unique_ptr<MachServiceListener>(std::unique_ptr<MachServiceListener> inner,
+                                                       std::shared_ptr<VirtualProcess> process)>
+        helperListener;
   };
 
   ClosedLoop(const std::string& workload, std::uint64_t seed);
@@ -53,6 +72,7 @@ class ClosedLoop {
   void startApplication();
   /// As by SIGKILL.
   void killApplication();
+  /// Every run of it that has not ended.
   void killHelper();
   /// A second application on the same machine.
   std::unique_ptr<Application> makeApplication(const std::string& name);
@@ -75,6 +95,9 @@ class ClosedLoop {
   double hottestDie();
   bool helperRuns() const { return helper != nullptr; }
 
+  /// Called with the platform of each application before its model is made, to lay down what it will find.
+  std::function<void(TestPlatform&)> prepareApplication;
+
   VirtualScheduler scheduler;
   VirtualMac machine;
   std::unique_ptr<VirtualMacIOKit> observer;
@@ -83,10 +106,13 @@ class ClosedLoop {
   std::unique_ptr<Helper> helper;
   std::vector<Write> writes;
   CapturingLogSink helperLog;
+  Seams seams;
+  /// Earlier runs that the bus has lost and that are handing back before they end.
+  std::vector<std::unique_ptr<Helper>> lostHelpers;
 
  private:
   void startHelper();
-  void endHelper();
+  void endHelper(const Helper& ended);
 
   std::string folder_;
   std::int32_t applicationsMade_ = 0;

@@ -157,6 +157,11 @@ void InProcessMachServices::setStandingFault(const std::string& selector, std::o
   }
 }
 
+void InProcessMachServices::clearFaults() {
+  faults_.clear();
+  standingFaults_.clear();
+}
+
 std::optional<MessageFault> InProcessMachServices::takeFault(const std::string& selector) {
   if (auto& once = faults_[selector]; !once.empty()) {
     MessageFault fault = std::move(once.front());
@@ -176,6 +181,9 @@ void InProcessMachServices::send(Message message) {
     return;
   }
   message.fault = takeFault(message.selector);
+  if (message.fault) {
+    lastFault_ = scheduler_.elapsed();
+  }
   if (message.fault && message.fault->kind == MessageFault::Kind::fail) {
     connection->fail(message.call, message.fault->error, latency);
     return;

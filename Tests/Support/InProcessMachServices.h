@@ -74,6 +74,10 @@ class InProcessMachServices {
   void addFault(const std::string& selector, MessageFault fault);
   /// Applies to every message with this selector that no single fault applies to, until it is taken back by nothing.
   void setStandingFault(const std::string& selector, std::optional<MessageFault> fault);
+  /// Takes back every fault, single or standing, that has not come about yet.
+  void clearFaults();
+  /// When a fault last came about; nothing before the first one.
+  std::optional<Seconds> lastFault() const { return lastFault_; }
   /// After this long a call without an answer fails as interrupted.
   void setCallTimeout(Seconds timeout) { callTimeout_ = timeout; }
 
@@ -88,6 +92,8 @@ class InProcessMachServices {
   /// Selectors in the order in which they were sent, by all clients. Lost ones included.
   const std::vector<std::string>& sent() const { return sent_; }
   std::size_t sentCount(const std::string& selector) const;
+  /// Empties the record of what was sent.
+  void forgetSent() { sent_.clear(); }
   /// Answers that came for a call that had ended already.
   int uselessAnswers() const { return uselessAnswers_; }
   /// How often a service was started.
@@ -126,6 +132,7 @@ class InProcessMachServices {
   int startAttempts_ = 0;
   int uselessAnswers_ = 0;
   Seconds callTimeout_{60.0};
+  std::optional<Seconds> lastFault_;
   std::function<bool(const std::string&)> isRegistered_;
   std::map<std::string, std::deque<MessageFault>> faults_;
   std::map<std::string, MessageFault> standingFaults_;
