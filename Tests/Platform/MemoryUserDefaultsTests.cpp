@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <string>
 #include <utility>
 #include <vector>
 
