@@ -155,6 +155,43 @@ TEST(LinuxPlatformTests, IsBuiltFromALayoutAndEndsWithoutAnyServiceAround) {
   EXPECT_FALSE(platform.workspace.runOpenPanel());
 }
 
+/// Uses the platform to its last moment, as an application does that a reply keeps alive.
+struct LastUser {
+  Platform& platform;
+  bool& ended;
+  ~LastUser() {
+    platform.power.observe(nullptr, nullptr);
+    platform.userDefaults.setBoolean("ended", true);
+    platform.log.write({"s", "c", LogLevel::info, "ended"});
+    ended = true;
+  }
+};
+
+TEST(LinuxPlatformTests, WhatRepliesAndWaitingWorkKeepAliveEndsBeforeThePlatform) {
+  const TemporaryFolder folder;
+  LinuxPlatformOptions options;
+  options.layout = RuntimeLayout::inFolder(folder / "machine");
+  options.defaultsFile = folder / "defaults.json";
+  options.log = LogDestination::none;
+  bool endedByWork = false;
+  bool endedByReply = false;
+  {
+    LinuxPlatform linux(options);
+    Platform& platform = linux.platform();
+    auto waiting = std::shared_ptr<LastUser>(new LastUser{platform, endedByWork});
+    platform.dispatch.mainQueue().async([waiting = std::move(waiting)] { ADD_FAILURE() << "nobody runs this"; });
+    auto replying = std::shared_ptr<LastUser>(new LastUser{platform, endedByReply});
+    const auto connection = platform.machServices.connect("com.norwick.Halcyra.helper", MachServiceDomain::privileged);
+    connection->resume();
+    connection->call(
+        "statusWithReply:", PropertyList::array(), [](const MachServiceReply&) {},
+        [replying = std::move(replying)](const Error&) {});
+  }
+  EXPECT_TRUE(endedByWork);
+  EXPECT_TRUE(endedByReply);
+  EXPECT_NE(contentOf(folder / "defaults.json").find("ended"), std::string::npos);
+}
+
 TEST(LinuxPlatformTests, SettingsLiveInTheConfigurationFolderOfTheEnvironment) {
   const char* const earlier = getenv("XDG_CONFIG_HOME");
   const std::string kept = earlier == nullptr ? "" : earlier;

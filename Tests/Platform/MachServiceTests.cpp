@@ -287,6 +287,8 @@ TEST_F(MachServiceTests, ANameIsHadByOneListenerAtATime) {
   CapturedLog log;
   DBusMachServiceListener unreachable(nowhere, serviceName, queue, log);
   EXPECT_THROW(unreachable.resume(), MachServiceNameError);
+  nowhere.stop();
+  EXPECT_THROW(unreachable.resume(), MachServiceNameError) << "and neither this nor its end may wait for ever";
 }
 
 /// Calls with whatever arguments; the name of the error, or nothing when there was an answer.

@@ -188,6 +188,10 @@ void BusThread::State::closeConnection() {
 BusThread::BusThread(Opener open) : state_(std::make_shared<State>(std::move(open))) {}
 
 BusThread::~BusThread() {
+  stop();
+}
+
+void BusThread::stop() {
   {
     const std::lock_guard lock(state_->mutex);
     state_->stopping = true;

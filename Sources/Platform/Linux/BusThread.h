@@ -19,12 +19,16 @@ class BusThread {
   using Opener = std::function<std::unique_ptr<sdbus::IConnection>()>;
 
   explicit BusThread(Opener open);
-  /// Drops what has not begun and waits for what is under way. Not on the bus thread itself.
+  /// Stops.
   ~BusThread();
   BusThread(const BusThread&) = delete;
   BusThread& operator=(const BusThread&) = delete;
 
-  /// Runs `work` on the bus thread. From any thread. Work handed in after destruction has begun is dropped.
+  /// Closes the connection and ends the thread: drops what has not begun, waits for what is under way. What is handed
+  /// in later is dropped. Not on the bus thread itself.
+  void stop();
+
+  /// Runs `work` on the bus thread. From any thread.
   void post(std::function<void()> work);
   /// The same, not before `delay` has passed.
   void postAfter(Seconds delay, std::function<void()> work);

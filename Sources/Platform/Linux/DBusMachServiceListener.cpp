@@ -234,12 +234,14 @@ DBusMachServiceListener::DBusMachServiceListener(BusThread& bus, std::string ser
 
 DBusMachServiceListener::~DBusMachServiceListener() {
   state_->close();
-  std::promise<void> stopped;
-  state_->bus().post([&] {
-    state_->stop();
-    stopped.set_value();
+  // Owned by the work alone, so that work that a stopped bus thread drops ends the wait.
+  auto promise = std::make_shared<std::promise<void>>();
+  const auto stopped = promise->get_future();
+  state_->bus().post([state = state_, done = std::move(promise)] {
+    state->stop();
+    done->set_value();
   });
-  stopped.get_future().wait();
+  stopped.wait();
 }
 
 void DBusMachServiceListener::setMessageHandler(MessageHandler handler) {
@@ -255,18 +257,23 @@ void DBusMachServiceListener::setLostHandler(std::function<void()> handler) {
 }
 
 void DBusMachServiceListener::resume() {
-  std::promise<void> started;
-  state_->bus().post([&] {
+  auto promise = std::make_shared<std::promise<void>>();
+  auto started = promise->get_future();
+  state_->bus().post([state = state_, done = std::move(promise)] {
     try {
-      state_->start();
-      started.set_value();
+      state->start();
+      done->set_value();
     } catch (const sdbus::Error& error) {
-      state_->stop();
-      started.set_exception(std::make_exception_ptr(MachServiceNameError(
+      state->stop();
+      done->set_exception(std::make_exception_ptr(MachServiceNameError(
           fmt::format("The service could not be offered on the message bus: {}", error.getMessage()))));
     }
   });
-  started.get_future().get();
+  try {
+    started.get();
+  } catch (const std::future_error&) {
+    throw MachServiceNameError("The service could not be offered on the message bus: it has been ended");
+  }
 }
 
 }  // namespace halcyra

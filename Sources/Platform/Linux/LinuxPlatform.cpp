@@ -75,6 +75,19 @@ struct LinuxPlatform::Parts {
                  options.workspace != nullptr ? *options.workspace : ownWorkspace,
                  files} {}
 
+  /// Replies that are out, and work that waits, may hold the last reference to whoever uses this platform: they go
+  /// while all of it is still there.
+  ~Parts() {
+    machineBus.stop();
+    systemBus.stop();
+    sessionBus.stop();
+    if (ownMainQueue) {
+      ownMainQueue->close();
+    }
+  }
+  Parts(const Parts&) = delete;
+  Parts& operator=(const Parts&) = delete;
+
   RuntimeLayout layout;
   LinuxClock clock;
   std::unique_ptr<PlainMainQueue> ownMainQueue;

@@ -18,6 +18,10 @@ void PlainMainQueue::stop() {
   loop_->stop();
 }
 
+void PlainMainQueue::close() {
+  loop_->close();
+}
+
 void PlainMainQueue::async(std::function<void()> work) {
   loop_->async(std::move(work));
 }

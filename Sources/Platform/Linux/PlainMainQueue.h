@@ -20,6 +20,9 @@ class PlainMainQueue : public Queue {
   /// Ends `run` after the work under way. From any thread; a stop before `run` makes it return at once.
   void stop();
 
+  /// Drops all work and timers, and whatever is handed in later. While no `run` is under way.
+  void close();
+
   const std::string& label() const override { return label_; }
   void async(std::function<void()> work) override;
   void sync(const std::function<void()>& work) override;
