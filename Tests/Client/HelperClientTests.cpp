@@ -353,6 +353,16 @@ TEST_F(HelperClientTest, HeartbeatFailuresOfTheTransportCountAlike) {
   EXPECT_EQ(sessionErrors.size(), 1U);
 }
 
+TEST_F(HelperClientTest, ANewSessionStartsWithoutFailures) {
+  beginSession();
+  failHeartbeats({cocoaError(4097), cocoaError(4097)});
+  run(5);
+  beginSession();
+  run(5);
+  EXPECT_EQ(bus.sentCount(text(Selector::heartbeat)), 2U);
+  EXPECT_TRUE(sessionErrors.empty()) << "one failed heartbeat in each of two sessions";
+}
+
 TEST_F(HelperClientTest, ALateFailureOfAnEndedSessionIsIgnored) {
   beginSession();
   answers[text(Selector::heartbeat)] = {nullptr, helperError(2)};
@@ -521,28 +531,60 @@ class StubbornMachServices : public MachServices {
 
   std::shared_ptr<MachServiceConnection> connect(const std::string&, MachServiceDomain domain) override {
     EXPECT_EQ(domain, MachServiceDomain::privileged);
-    return std::make_shared<Connection>(calls);
+    connections.push_back(std::make_shared<Connection>(calls));
+    return connections.back();
   }
 
-  std::vector<Call> calls;
-
- private:
   class Connection : public MachServiceConnection {
    public:
     explicit Connection(std::vector<Call>& calls) : calls_(calls) {}
-    void setInvalidationHandler(std::function<void()>) override {}
-    void resume() override {}
-    void invalidate() override {}
+    void setInvalidationHandler(std::function<void()> handler) override { onInvalidation = std::move(handler); }
+    void resume() override { ++resumed; }
+    void invalidate() override { ++invalidated; }
     void call(const std::string& selector, PropertyList, ReplyHandler reply, ErrorHandler) override {
       calls_.push_back({selector, std::move(reply)});
     }
 
+    std::function<void()> onInvalidation;
+    int resumed = 0;
+    int invalidated = 0;
+
    private:
     std::vector<Call>& calls_;
   };
+
+  std::vector<Call> calls;
+  std::vector<std::shared_ptr<Connection>> connections;
 };
 
 }  // namespace
+
+TEST_F(HelperClientTest, OnlyTheConnectionInUseCanBeLost) {
+  StubbornMachServices services;
+  TestPlatform other(process, iokit, services);
+  auto user = HelperClient::make(other.platform);
+  const auto beginThere = [&] {
+    user->beginSession([](const PropertyList&, const std::optional<Error>&) {});
+    services.calls.back().reply({status(), std::nullopt});
+    return user->sessionID();
+  };
+  ASSERT_TRUE(beginThere().has_value());
+  user->invalidate();
+  const auto second = beginThere();
+  ASSERT_EQ(services.connections.size(), 2U);
+  EXPECT_EQ(services.connections[0]->invalidated, 1);
+  EXPECT_EQ(services.connections[1]->resumed, 1);
+  services.connections[0]->onInvalidation();
+  EXPECT_EQ(user->sessionID(), second);
+  EXPECT_EQ(other.activities.held(), 1);
+  services.connections[1]->onInvalidation();
+  EXPECT_EQ(user->sessionID(), std::nullopt);
+  EXPECT_EQ(other.activities.held(), 0);
+  EXPECT_TRUE(beginThere().has_value());
+  ASSERT_EQ(services.connections.size(), 3U);
+  user.reset();
+  EXPECT_EQ(services.connections[2]->invalidated, 1);
+}
 
 TEST_F(HelperClientTest, AnswersThatFindTheClientGoneAreErrors) {
   StubbornMachServices services;
