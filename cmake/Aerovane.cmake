@@ -3,7 +3,7 @@
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
   # The build folder must not be part of the hash: the same object serves dev, checks and CI.
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_NOHASHDIR=1 ${CCACHE_PROGRAM})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_NOHASHDIR=1 CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} ${CCACHE_PROGRAM})
 endif()
 
 add_library(aerovane-options INTERFACE)
