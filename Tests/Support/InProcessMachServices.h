@@ -131,7 +131,7 @@ class InProcessMachServices {
   int connectionCount_ = 0;
   int startAttempts_ = 0;
   int uselessAnswers_ = 0;
-  Seconds callTimeout_{60.0};
+  Seconds callTimeout_{25.0};
   std::optional<Seconds> lastFault_;
   std::function<bool(const std::string&)> isRegistered_;
   std::map<std::string, std::deque<MessageFault>> faults_;

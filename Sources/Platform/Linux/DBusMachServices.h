@@ -14,7 +14,9 @@ namespace halcyra {
 /// A call that is not answered within the call timeout fails as interrupted.
 class DBusMachServices : public MachServices {
  public:
-  static constexpr Seconds defaultCallTimeout{60.0};
+  /// Longer than two fans' writes may take to latch, one behind the other. Not longer: while an answer that was lost is
+  /// waited for, its fan can be told nothing else.
+  static constexpr Seconds defaultCallTimeout{25.0};
 
   /// `bus` must outlive this and all its connections.
   explicit DBusMachServices(BusThread& bus, Seconds callTimeout = defaultCallTimeout)
