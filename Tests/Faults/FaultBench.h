@@ -37,7 +37,9 @@ class FaultBench {
   void drive(const FanPreset& preset);
   /// The same, from a start.
   void startDriving(const FanPreset& preset);
-  /// Hands a command to the model on its main queue and lets it take effect.
+  /// Hands a command to the model on its main queue, for when time goes on.
+  void post(const std::function<void(AppModel&)>& work);
+  /// The same, and lets it take effect at once.
   void command(const std::function<void(AppModel&)>& work);
 
   void run(double seconds);
@@ -77,6 +79,8 @@ class FaultBench {
   bool helperHasSession() const { return loop.helper && loop.helper->daemon->hasSession(); }
 
   double lastLive_ = 0;
+  /// Once is enough.
+  bool complained_ = false;
   /// The sessions begun when each fan was last handed back.
   std::map<char, std::size_t> handedBackAt_;
 };
