@@ -4,6 +4,7 @@
 #include <mutex>
 #include <utility>
 
+#include "Client/MainQueueProbe.h"
 #include "Platform/UUID.h"
 #include "XPC/FanControlHelperProxy.h"
 #include "XPC/FanControlXPC.h"
@@ -72,7 +73,8 @@ std::string_view rawValue(HelperInstallState state) {
 /// What callbacks of the connection and of the heartbeat share with the client. Two locks, always taken heartbeat lock
 /// first; no message is sent and no completion called while the state lock is held.
 struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
-  State(Platform& system, Queue& queue) : platform(system), heartbeatQueue(&queue) {}
+  State(Platform& system, Queue& queue)
+      : platform(system), mainQueueProbe(system.dispatch.mainQueue(), system.clock), heartbeatQueue(&queue) {}
 
   FanControlHelperProxy proxy(std::function<void(Error)> errorHandler);
   std::optional<std::string> storedSessionID() const;
@@ -103,6 +105,9 @@ struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
   std::optional<std::string> sessionID;
   std::unique_ptr<ActivityAssertion> controlActivity;
   std::function<void(Error)> sessionErrorHandler;
+
+  /// A heartbeat says that control is alive, not only the process: where it hangs, the helper's watchdog must fire.
+  MainQueueProbe mainQueueProbe;
 
   std::mutex heartbeatLock;
   /// Null once the client is going away.
@@ -168,6 +173,7 @@ void HelperClient::State::startHeartbeat(const std::string& id) {
     return;
   }
   consecutiveHeartbeatFailures = 0;
+  mainQueueProbe.restart();
   heartbeatTimer = heartbeatQueue->startTimer(FanControlXPC::heartbeatSeconds, FanControlXPC::heartbeatSeconds,
                                               heartbeatLeeway, [weak = weak_from_this()] {
                                                 if (const auto state = weak.lock()) state->beat();
@@ -183,7 +189,7 @@ void HelperClient::State::stopHeartbeat() {
 
 void HelperClient::State::beat() {
   const auto id = storedSessionID();
-  if (!id) {
+  if (!id || !mainQueueProbe.probe()) {
     return;
   }
   const auto ended = [weak = weak_from_this(), id = *id](const std::optional<Error>& error) {

@@ -21,6 +21,8 @@ std::string_view rawValue(HelperInstallState state);
 /// The application's single connection to the privileged helper: registration, the one session with its heartbeat and
 /// activity, the fan commands. Safe from any thread; completions come exactly once, on a thread of the connection or
 /// on the caller's, never promised to be the main one. What is under way does not keep the client alive.
+///
+/// No heartbeat is sent while the main queue hangs (`MainQueueProbe`): the helper then takes the fans back.
 class HelperClient {
  public:
   using DictionaryCompletion = std::function<void(PropertyList dictionary, std::optional<Error> error)>;
