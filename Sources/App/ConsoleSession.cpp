@@ -57,7 +57,8 @@ void ConsoleSession::stop(int status) {
   }
   stopping_ = true;
   end_.reset();
-  model_->prepareForTermination([self = shared_from_this(), status] { self->surroundings_.finished(status); });
+  const int result = status == 0 && recordingFailed_ ? 1 : status;
+  model_->prepareForTermination([self = shared_from_this(), result] { self->surroundings_.finished(result); });
 }
 
 void ConsoleSession::scheduleRefresh() {
@@ -81,6 +82,9 @@ void ConsoleSession::refresh() {
   if (polled || failed) {
     print();
   }
+  if (polled) {
+    record();
+  }
   polls_ += polled ? 1 : 0;
   while (!stopping_ && advance()) {
   }
@@ -98,6 +102,21 @@ void ConsoleSession::print() {
     case ConsoleStyle::table:
       surroundings_.output("\x1b[H\x1b[2J" + report.table() + "\n  Ctrl-C hands the fans back and ends.\n");
       break;
+  }
+}
+
+void ConsoleSession::record() {
+  // Without any fan the machine has not been read in full yet.
+  if (!surroundings_.record || model_->fans().empty()) {
+    return;
+  }
+  try {
+    surroundings_.record(recorder_.add(platform_.clock.steadyNow(), platform_.clock.now(), model_->sensorReadings(),
+                                       model_->fans(), model_->thermalControlSupported()));
+  } catch (const LocalizedError& error) {
+    surroundings_.complain(fmt::format("The recording has ended: {}", error.what()));
+    surroundings_.record = nullptr;
+    recordingFailed_ = true;
   }
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "App/AppModel.h"
+#include "App/TelemetryRecorder.h"
 #include "Platform/Platform.h"
 
 namespace halcyra {
@@ -31,12 +32,15 @@ struct ConsoleSurroundings {
   std::function<void(const std::string&)> output;
   /// Writes an error message, without line feed.
   std::function<void(const std::string&)> complain;
+  /// Appends to the recording of the telemetry; throws a `LocalizedError` when it cannot. Empty: nothing is recorded.
+  std::function<void(const std::string&)> record;
   /// Called last, once the fans are back with the firmware: the exit status.
   std::function<void(int)> finished;
 };
 
 /// Runs the application model without a display: sets up what the options ask for, prints every applied poll and every
-/// new error, and hands the fans back before it finishes. Main queue only.
+/// new error, records every applied poll if asked to, and hands the fans back before it finishes. A recording that
+/// fails ends, is said, and makes the exit status 1; control goes on. Main queue only.
 class ConsoleSession : public std::enable_shared_from_this<ConsoleSession> {
  public:
   ConsoleSession(Platform& platform, std::shared_ptr<AppModel> model, ConsoleOptions options,
@@ -52,6 +56,7 @@ class ConsoleSession : public std::enable_shared_from_this<ConsoleSession> {
   void scheduleRefresh();
   void refresh();
   void print();
+  void record();
   /// Takes the next step when it is due, and says whether it did.
   bool advance();
   void setUpHelper();
@@ -65,6 +70,8 @@ class ConsoleSession : public std::enable_shared_from_this<ConsoleSession> {
   Step step_ = Step::helper;
   bool refreshScheduled_ = false;
   bool stopping_ = false;
+  TelemetryRecorder recorder_;
+  bool recordingFailed_ = false;
   /// Polls applied so far.
   int polls_ = 0;
   std::optional<Date> lastSample_;

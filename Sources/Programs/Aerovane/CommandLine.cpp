@@ -31,6 +31,28 @@ void describe(CLI::App& app, CommandLine& line) {
   app.add_flag("--supervised-test", line.supervisedTest, "Run the supervised fan test first unless it has passed");
   app.add_option("--seconds", line.seconds, "End after this many seconds")->check(CLI::Range(0.0, longestRun));
   app.add_flag("--json", line.json, "One JSON object a line");
+  app.add_option("--record", line.record,
+                 "Record time, temperatures and fan speeds in this new CSV file; "
+                 "the simulated Mac replays it with --workload FILE")
+      ->type_name("FILE");
+  constexpr const char* library = "Preset library (ends afterwards unless --console is given, too)";
+  app.add_flag("--list-presets", line.listPresets, "Print the name of every preset")->group(library);
+  app.add_option("--export-presets", line.exportPresets, "Write the custom presets to this file, replacing it")
+      ->type_name("FILE")
+      ->group(library);
+  app.add_option("--import-presets", line.importPresets, "Add the presets of this file to the custom ones")
+      ->type_name("FILE")
+      ->group(library);
+}
+
+/// What would be ignored is refused.
+void check(const CommandLine& line) {
+  const bool runs = line.preset || line.seconds || line.record || line.virtualMac || line.installHelper ||
+                    line.approveHelper || line.supervisedTest;
+  if (line.usesLibrary() && runs && !line.console) {
+    throw CLI::ValidationError("--list-presets, --export-presets, --import-presets",
+                               "end the program; give --console as well to run with the other options afterwards");
+  }
 }
 
 }  // namespace
@@ -41,6 +63,7 @@ CommandLine CommandLine::parse(int argc, char** argv) {
   describe(app, line);
   try {
     app.parse(argc, argv);
+    check(line);
   } catch (const CLI::ParseError& error) {
     const bool asked = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
     app.exit(error, std::cout, std::cerr);

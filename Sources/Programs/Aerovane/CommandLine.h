@@ -19,6 +19,12 @@ struct CommandLine {
   bool supervisedTest = false;
   std::optional<double> seconds;
   bool json = false;
+  std::optional<std::string> importPresets;
+  std::optional<std::string> exportPresets;
+  bool listPresets = false;
+  std::optional<std::string> record;
+
+  bool usesLibrary() const { return importPresets || exportPresets || listPresets; }
 
   /// Prints help or version, or says what is wrong, and ends the process (status 0, or 2 for bad usage).
   static CommandLine parse(int argc, char** argv);

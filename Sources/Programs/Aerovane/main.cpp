@@ -2,6 +2,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <signal.h>
 #include <string>
 #include <unistd.h>
@@ -9,11 +10,15 @@
 
 #include "fmt/format.h"
 
+#include "App/ConsoleLibrary.h"
 #include "App/ConsoleSession.h"
+#include "Helpers/FanCurveManager.h"
+#include "Platform/Linux/JSONUserDefaults.h"
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxServiceManagement.h"
 #include "Platform/Linux/SignalWatcher.h"
 #include "Programs/Aerovane/CommandLine.h"
+#include "Programs/Aerovane/RecordingFile.h"
 #include "Programs/Aerovane/VirtualMacProcess.h"
 #include "XPC/FanControlXPC.h"
 
@@ -46,38 +51,63 @@ ConsoleOptions consoleOptions(const CommandLine& line) {
   return options;
 }
 
-/// Runs the console on this layout's machine until it is told to end: the exit status.
-int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
-  LinuxPlatformOptions platformOptions;
-  platformOptions.layout = layout;
-  platformOptions.log = LogDestination::standardError;
-  ConsoleOptions options = consoleOptions(line);
+LinuxPlatformOptions platformOptions(const CommandLine& line, const RuntimeLayout& layout, Workspace& workspace) {
+  LinuxPlatformOptions options;
+  options.layout = layout;
+  options.log = LogDestination::standardError;
   // A table is redrawn in place; ordinary records in between would tear it.
-  platformOptions.minimumLogLevel = options.style == ConsoleStyle::table ? LogLevel::error : LogLevel::standard;
-  LinuxPlatform linux(std::move(platformOptions));
-  PlainMainQueue& mainQueue = linux.mainQueue();
+  options.minimumLogLevel = consoleStyle(line) == ConsoleStyle::table ? LogLevel::error : LogLevel::standard;
+  options.workspace = &workspace;
+  return options;
+}
 
-  int status = 0;
-  std::shared_ptr<AppModel> model = AppModel::make(linux.platform());
-  if (line.preset) {
-    const auto presets = FanPreset::menuOrder(model->customPresets());
-    options.preset = findPreset(presets, *line.preset);
-    if (!options.preset) {
-      std::string names;
-      for (const FanPreset& preset : presets) names += fmt::format("\n  {}", preset.name);
-      complain(fmt::format("--preset: there is no preset named “{}”. There are:{}", *line.preset, names));
-      return badUsage;
-    }
+/// The exit status.
+int runLibrary(const CommandLine& line, LinuxPlatform& linux, NamedFileWorkspace& workspace) {
+  const LibraryCommands commands{line.importPresets, line.exportPresets, line.listPresets, line.json};
+  if (const auto failure = runLibraryCommands(linux.platform(), workspace, commands, write)) {
+    complain(*failure);
+    return 1;
   }
+  // Settings that cannot be stored live on in memory; here there is nobody left to use them.
+  JSONUserDefaults stored(defaultsFilePath(), linux.platform().log);
+  if (line.importPresets &&
+      stored.data(FanCurveManager::storageKey) != linux.platform().userDefaults.data(FanCurveManager::storageKey)) {
+    complain(fmt::format("Import failed: the settings in “{}” couldn’t be written.", defaultsFilePath().string()));
+    return 1;
+  }
+  return 0;
+}
+
+/// Nothing, and a message, when there is none of this name.
+std::optional<FanPreset> presetNamed(const std::string& name, const AppModel& model) {
+  const auto presets = FanPreset::menuOrder(model.customPresets());
+  auto preset = findPreset(presets, name);
+  if (!preset) {
+    std::string names;
+    for (const FanPreset& each : presets) names += fmt::format("\n  {}", each.name);
+    complain(fmt::format("--preset: there is no preset named “{}”. There are:{}", name, names));
+  }
+  return preset;
+}
+
+/// Runs the console until it is told to end: the exit status.
+int runSession(LinuxPlatform& linux, std::shared_ptr<AppModel> model, ConsoleOptions options,
+               const std::optional<RecordingFile>& recording) {
+  PlainMainQueue& mainQueue = linux.mainQueue();
+  int status = 0;
   ConsoleSurroundings surroundings;
   surroundings.approveHelper = [&] { linux.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName)); };
   surroundings.output = write;
   surroundings.complain = complain;
+  if (recording) {
+    surroundings.record = [&](const std::string& text) { recording->append(text); };
+  }
   surroundings.finished = [&](int result) {
     status = result;
     mainQueue.stop();
   };
-  auto session = std::make_shared<ConsoleSession>(linux.platform(), model, std::move(options), std::move(surroundings));
+  auto session =
+      std::make_shared<ConsoleSession>(linux.platform(), std::move(model), std::move(options), std::move(surroundings));
   int interruptions = 0;
   const SignalWatcher signals(mainQueue, {SIGINT, SIGTERM, SIGHUP}, [&](int) {
     if (++interruptions == 1) {
@@ -90,9 +120,26 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
   });
   session->start();
   mainQueue.run();
-  session.reset();
-  model.reset();
   return status;
+}
+
+/// Does what was asked on this layout's machine: the exit status.
+int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
+  NamedFileWorkspace workspace;
+  LinuxPlatform linux(platformOptions(line, layout, workspace));
+  if (line.usesLibrary()) {
+    const int status = runLibrary(line, linux, workspace);
+    if (status != 0 || !line.console) return status;
+  }
+  std::shared_ptr<AppModel> model = AppModel::make(linux.platform());
+  ConsoleOptions options = consoleOptions(line);
+  if (line.preset) {
+    options.preset = presetNamed(*line.preset, *model);
+    if (!options.preset) return badUsage;
+  }
+  std::optional<RecordingFile> recording;
+  if (line.record) recording.emplace(*line.record);
+  return runSession(linux, std::move(model), std::move(options), recording);
 }
 
 int run(const CommandLine& line) {
