@@ -23,6 +23,7 @@ class InProcessMachServicesTest : public ::testing::Test {
   InProcessMachServicesTest()
       : bus_(scheduler_), clientProcess_(scheduler_.makeProcess("client")), connection_(connect()) {
     bus_.setActivation(service, [this] { startService(); });
+    bus_.setCallTimeout(Seconds{60});
   }
 
   std::shared_ptr<MachServiceConnection> connect() {
