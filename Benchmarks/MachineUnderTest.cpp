@@ -16,9 +16,12 @@
 
 namespace halcyra::benchmarks {
 
-std::string contents(const std::filesystem::path& path) {
+std::string contents(const std::filesystem::path& path) try {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+} catch (const std::ios_base::failure&) {
+  // A process may end while it is looked at.
+  return {};
 }
 
 pid_t startProgram(const std::string& name, const std::vector<std::string>& arguments,

@@ -21,6 +21,14 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
+/// Empty when the file cannot be read: a process may end while it is looked at.
+std::string contents(const std::filesystem::path& path) try {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+} catch (const std::ios_base::failure&) {
+  return {};
+}
+
 std::string program(const std::string& name) {
   return std::string(AEROVANE_BIN) + "/" + name;
 }
@@ -177,8 +185,7 @@ std::vector<pid_t> MachineProcess::processesOf(const std::string& name) const {
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
     const std::string id = entry.path().filename().string();
     if (id.find_first_not_of("0123456789") != std::string::npos) continue;
-    std::ifstream file(entry.path() / "cmdline", std::ios::binary);
-    const std::string commandLine((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::string commandLine = contents(entry.path() / "cmdline");
     const std::string first = commandLine.substr(0, commandLine.find('\0'));
     if (std::filesystem::path(first).filename() == name && commandLine.find(folder().string()) != std::string::npos) {
       result.push_back(static_cast<pid_t>(std::stol(id)));
