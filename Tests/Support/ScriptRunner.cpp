@@ -1,0 +1,461 @@
+#include "Support/ScriptRunner.h"
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "fmt/format.h"
+
+#include "Helpers/FanControlOwnership.h"
+#include "Helpers/FanCurveManager.h"
+#include "Helpers/PresetSelectionStore.h"
+#include "Helpers/SensorReader.h"
+#include "XPC/FanControlHelperSelector.h"
+#include "XPC/FanControlXPC.h"
+
+namespace halcyra::test {
+
+namespace {
+
+constexpr double stepSeconds = 0.1;
+/// As long as the system waits for those who want to delay its sleep.
+constexpr double sleepDelay = 5;
+/// After which an application that does not end is killed.
+constexpr double quitPatience = 30;
+constexpr double recoverySeconds = 60;
+constexpr std::int32_t competitorProcess = 9001;
+constexpr const char* competitorPath = "/Library/PrivilegedHelperTools/com.tunabellysoftware.tgfanhelper";
+
+std::vector<std::string> wordsIn(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<std::string> words;
+  for (std::string word; stream >> word;) words.push_back(word);
+  return words;
+}
+
+FanPreset steadyPreset(std::int64_t rpm) {
+  FanPreset preset = FanPreset::cpuCoreDefault();
+  preset.id = UUID::parse("6C1B2F44-7A55-4E0D-9B43-0F2F3B7F1A01").value();
+  preset.name = "Steady";
+  preset.strategy = ControlStrategy::constantRPM;
+  preset.constantRPM = rpm;
+  return preset;
+}
+
+/// A curve for each fan. The speed that an edit brings makes it a steeper or flatter one.
+FanPreset minePreset(std::int64_t rpm) {
+  FanPreset preset = FanPreset::cpuCoreDefault();
+  preset.id = UUID::parse("6C1B2F44-7A55-4E0D-9B43-0F2F3B7F1A02").value();
+  preset.name = "Mine";
+  preset.linkedFans = false;
+  preset.ensureFanSettings();
+  preset.fan0Settings->highTemperature = 60 + static_cast<double>(rpm) / 200;
+  return preset;
+}
+
+FanPreset presetNamed(const std::string& name, std::int64_t rpm = 3500) {
+  if (name == "apple-default") return FanPreset::systemDefault();
+  if (name == "smart-auto") return FanPreset::automatic();
+  if (name == "full-blast") return FanPreset::fullBlast();
+  if (name == "cooling") return FanPreset::cpuCoreDefault();
+  if (name == "battery-saver") return FanPreset::batterySaver();
+  if (name == "steady") return steadyPreset(rpm);
+  if (name == "mine") return minePreset(rpm);
+  throw std::invalid_argument("no preset " + name);
+}
+
+std::string selectorNamed(const std::string& name) {
+  namespace Selector = FanControlHelperSelector;
+  if (name == "begin") return std::string(Selector::beginSession);
+  if (name == "heartbeat") return std::string(Selector::heartbeat);
+  if (name == "mode") return std::string(Selector::setFanMode);
+  if (name == "target") return std::string(Selector::setFanTargetRPM);
+  if (name == "reset") return std::string(Selector::resetAll);
+  if (name == "end") return std::string(Selector::endSession);
+  throw std::invalid_argument("no message " + name);
+}
+
+/// What undoes a fault: its kind, and the key where it has one.
+std::string clearingOf(const std::string& command) {
+  const auto words = wordsIn(command);
+  const bool hasKey = words.size() > 1 && words[0] != "slow" && words[0] != "latch-delay";
+  return hasKey ? fmt::format("clear {} {}", words[0], words[1]) : "clear " + words[0];
+}
+
+}  // namespace
+
+std::vector<Violation> ScriptRunner::run(const FaultScript& script, const Defect& defect) {
+  ScriptRunner runner(script, defect);
+  return runner.run();
+}
+
+ScriptRunner::ScriptRunner(const FaultScript& script, const Defect& defect)
+    : script_(script), loop_(script.workload, script.seed) {
+  if (defect) defect(loop_);
+  observer_.attach(loop_);
+  loop_.prepareApplication = [this](TestPlatform& platform) { prepare(platform); };
+  loop_.bus.setRegistration([this](const std::string&) {
+    return !loop_.application ||
+           loop_.application->doubles->serviceManagement.daemonStatus({}) == ServiceManagement::enabled;
+  });
+  circumstances_.wantedPreset = FanPreset::systemDefault().id.string();
+  loop_.startApplication();
+}
+
+std::vector<Violation> ScriptRunner::run() {
+  auto next = script_.events.begin();
+  for (int count = 1; stepSeconds * count <= FaultScript::duration && observer_.violations().empty(); ++count) {
+    for (; next != script_.events.end() && next->time <= now_; ++next) {
+      if (now_ < FaultScript::faultsEnd) perform(next->command);
+    }
+    step();
+    loop_.run(stepSeconds * count - loop_.now());
+    now_ = stepSeconds * count;
+    updateCircumstances();
+    observer_.look(loop_, circumstances_);
+  }
+  // Its process is the loop's.
+  endSecond();
+  return observer_.violations();
+}
+
+void ScriptRunner::step() {
+  while (!later_.empty() && later_.begin()->first <= now_) {
+    const auto event = std::move(later_.begin()->second);
+    later_.erase(later_.begin());
+    event();
+  }
+  if (hasQuit_ && *hasQuit_) endApplication(loop_.application->processID);
+  const auto all = applications();
+  const bool isLetGo = std::all_of(all.begin(), all.end(), [](auto* each) { return each->doubles->power.isAsleep(); });
+  if (isGoingToSleep_ && (isLetGo || now_ >= sleepsAt_)) {
+    isGoingToSleep_ = false;
+    circumstances_.isAsleep = true;
+  }
+  if (std::abs(now_ - FaultScript::messagesEnd) < stepSeconds / 2) loop_.bus.clearFaults();
+  if (std::abs(now_ - FaultScript::faultsEnd) < stepSeconds / 2) makeWhole();
+  holdProcesses();
+}
+
+void ScriptRunner::perform(const std::string& command) {
+  const Words words = wordsIn(command);
+  if (words.empty()) throw std::invalid_argument("an empty command");
+  try {
+    if (performMachine(words, command) || performSystem(words)) return;
+    if (!performUser(words) && !performProcess(words)) throw std::invalid_argument("no command " + command);
+  } catch (const std::out_of_range&) {
+    throw std::invalid_argument("too few words: " + command);
+  }
+}
+
+bool ScriptRunner::performMachine(const Words& words, const std::string& command) {
+  if (words[0] == "fault") {
+    applyFault(command.substr(words[0].size() + words.at(1).size() + 2), std::stod(words[1]));
+  } else if (words[0] == "blind") {
+    blindDies(words.at(2), std::stod(words[1]));
+  } else if (words[0] == "spike") {
+    loop_.fault(command);
+  } else if (words[0] == "other-party") {
+    const auto fan = static_cast<std::size_t>(std::stoi(words.at(1)));
+    const bool wasAutomatic = loop_.truth().fans.at(fan).mode == 0;
+    loop_.fault(fmt::format("set-mode {} {}", words[1], words.at(2)));
+    if (wasAutomatic) circumstances_.isForeign.at(fan) = words[2] == "1";
+  } else if (words[0] == "message") {
+    layMessageFault(words);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool ScriptRunner::performSystem(const Words& words) {
+  if (words[0] == "sleep") {
+    sleep(std::stod(words.at(1)));
+  } else if (words[0] == "clock") {
+    loop_.scheduler.stepWallClock(Seconds{std::stod(words.at(1))});
+  } else if (words[0] == "invalidate") {
+    loop_.bus.invalidateConnections(std::string(FanControlXPC::machServiceName));
+  } else if (words[0] == "lose-bus") {
+    if (!std::exchange(circumstances_.busIsUp, false)) return true;
+    loop_.bus.loseBus();
+    later(std::stod(words.at(1)), [this] {
+      circumstances_.busIsUp = true;
+      loop_.bus.restoreBus();
+    });
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool ScriptRunner::performUser(const Words& words) {
+  const std::string& verb = words[0];
+  if (verb == "preset" || verb == "delete") {
+    asUser([preset = presetNamed(words.at(1)), selects = verb == "preset"](AppModel& model) {
+      const auto listed = FanPreset::menuOrder(model.customPresets());
+      const auto found =
+          std::find_if(listed.begin(), listed.end(), [&](const FanPreset& each) { return each.id == preset.id; });
+      if (found == listed.end()) return;
+      selects ? model.activate(*found, false) : model.deletePreset(*found);
+    });
+  } else if (verb == "edit") {
+    asUser([edited = presetNamed(words.at(1), std::stoll(words.at(2)))](AppModel& model) { model.savePreset(edited); });
+  } else if (verb == "emergency-reset") {
+    asUser([](AppModel& model) { model.resetToAutomatic("settings emergency reset", false, true, {}); });
+  } else if (verb == "other-owner") {
+    ++otherOwners_;
+    asUser([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::anotherApp); });
+    later(std::stod(words.at(1)), [this] {
+      if (--otherOwners_ > 0) return;
+      asUser([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::aerovane); });
+    });
+  } else if (verb == "interval") {
+    interval_ = std::stod(words.at(1));
+    asUser([seconds = interval_](AppModel& model) {
+      model.setPollingInterval(seconds);
+      model.restartPolling();
+    });
+  } else if (verb == "uninstall") {
+    asUser([](AppModel& model) { model.uninstallHelper(); });
+    later(std::stod(words.at(1)), [this] {
+      if (loop_.application) loop_.application->doubles->serviceManagement.setDaemonStatus(ServiceManagement::enabled);
+    });
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool ScriptRunner::performProcess(const Words& words) {
+  const std::string& verb = words[0];
+  const double seconds = words.size() > 1 ? std::stod(words[1]) : 0;
+  if (verb == "kill-helper") {
+    if (isAwake()) loop_.killHelper();
+  } else if (verb == "stop-helper") {
+    helperStoppedUntil_ = std::max(helperStoppedUntil_, now_ + seconds);
+  } else if (verb == "stop-application" || verb == "hang-application") {
+    holdApplication(seconds, verb == "hang-application");
+  } else if (verb == "kill-application") {
+    if (!isAwake() || !loop_.application) return true;
+    endApplication(loop_.application->processID);
+    later(seconds, [this] { startApplication(); });
+  } else if (verb == "quit-application") {
+    quitApplication(seconds);
+  } else if (verb == "second-application") {
+    startSecond(seconds, words.at(2));
+  } else if (verb == "competitor") {
+    ++competitors_;
+    for (auto* each : applications()) each->doubles->system.setProcess(competitorProcess, competitorPath);
+    later(seconds, [this] {
+      if (--competitors_ > 0) return;
+      for (auto* each : applications()) each->doubles->system.endProcess(competitorProcess);
+    });
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void ScriptRunner::layMessageFault(const Words& words) {
+  using Kind = MessageFault::Kind;
+  const std::string& what = words.at(2);
+  MessageFault fault;
+  if (what == "lose-request") {
+    fault.kind = Kind::loseRequest;
+  } else if (what == "lose-reply") {
+    fault.kind = Kind::loseReply;
+  } else if (what == "twice") {
+    fault.kind = Kind::duplicateReply;
+  } else if (what == "late") {
+    fault.kind = Kind::lateReply;
+    fault.delay = Seconds{std::stod(words.at(3))};
+  } else if (what == "fail") {
+    fault.kind = Kind::fail;
+    fault.error = Error(cocoaErrorDomain, std::stoll(words.at(3)), "The message failed.");
+  } else {
+    throw std::invalid_argument("no message fault " + what);
+  }
+  if (now_ < FaultScript::messagesEnd) loop_.bus.addFault(selectorNamed(words.at(1)), fault);
+}
+
+void ScriptRunner::prepare(TestPlatform& platform) {
+  MemoryUserDefaults& defaults = platform.userDefaults;
+  if (!settings_.presets) {
+    FanCurveManager(defaults).saveCustomPresets(
+        {FanPreset::batterySaver(), FanPreset::cpuCoreDefault(), presetNamed("steady"), presetNamed("mine")});
+  } else {
+    defaults.setData(FanCurveManager::storageKey, *settings_.presets);
+  }
+  if (settings_.selection) defaults.setString(PresetSelectionStore::storageKey, *settings_.selection);
+  if (settings_.ownership) defaults.setString(FanControlOwnershipStore::storageKey, *settings_.ownership);
+  defaults.setNumber("pollingInterval", interval_);
+  if (competitors_ > 0) platform.system.setProcess(competitorProcess, competitorPath);
+}
+
+void ScriptRunner::asUser(std::function<void(AppModel&)> command) {
+  if (!isAwake() || !loop_.application || hasQuit_) return;
+  ClosedLoop::Application& application = *loop_.application;
+  application.process->mainQueue().async([this, model = application.model, command = std::move(command)] {
+    command(*model);
+    circumstances_.wantedPreset = model->activePreset().id.string();
+  });
+}
+
+void ScriptRunner::applyFault(const std::string& command, double seconds) {
+  loop_.fault(command);
+  later(seconds, [this, clearing = clearingOf(command)] { loop_.fault(clearing); });
+}
+
+void ScriptRunner::blindDies(const std::string& fault, double seconds) {
+  const auto each = [&](SMCKey key) { applyFault(fault + " " + stringFromKey(key), seconds); };
+  for (const SMCKey key : SensorReader::m3CPUCoreKeys) each(key);
+  for (const SMCKey key : SensorReader::m3GPUClusterKeys) each(key);
+  each(SensorReader::cpuHotspotKey);
+  each(SensorReader::gpuHotspotKey);
+}
+
+void ScriptRunner::holdApplication(double seconds, bool hangs) {
+  if (!isAwake() || !loop_.application) return;
+  if (!hangs) {
+    stoppedUntil_ = std::max(stoppedUntil_, now_ + seconds);
+    return;
+  }
+  VirtualProcess& process = *loop_.application->process;
+  process.mainQueue().async([&clock = process.clock(), seconds] { clock.sleep(Seconds{seconds}); });
+  // One hang waits for the end of another, and a process that is stopped cannot even hang.
+  hungUntil_ = std::max({hungUntil_, stoppedUntil_, now_}) + seconds;
+}
+
+void ScriptRunner::startApplication() {
+  if (loop_.application) return;
+  if (!isAwake()) {
+    later(1, [this] { startApplication(); });
+    return;
+  }
+  loop_.startApplication();
+}
+
+void ScriptRunner::endApplication(std::int32_t processID) {
+  if (!loop_.application || loop_.application->processID != processID) return;
+  const MemoryUserDefaults& defaults = loop_.application->doubles->userDefaults;
+  settings_ = {defaults.data(FanCurveManager::storageKey), defaults.string(PresetSelectionStore::storageKey),
+               defaults.string(FanControlOwnershipStore::storageKey)};
+  loop_.killApplication();
+  hasQuit_.reset();
+  stoppedUntil_ = 0;
+  hungUntil_ = 0;
+}
+
+void ScriptRunner::quitApplication(double seconds) {
+  if (!isAwake() || !loop_.application || hasQuit_) return;
+  hasQuit_ = std::make_shared<bool>(false);
+  loop_.application->process->mainQueue().async(
+      [model = loop_.application->model, done = hasQuit_] { model->prepareForTermination([done] { *done = true; }); });
+  later(quitPatience, [this, process = loop_.application->processID] { endApplication(process); });
+  later(quitPatience + seconds, [this] { startApplication(); });
+}
+
+void ScriptRunner::startSecond(double seconds, const std::string& preset) {
+  if (!isAwake() || second_) return;
+  const Settings own = std::exchange(settings_, {std::nullopt, presetNamed(preset).id.string(), std::nullopt});
+  second_ = loop_.makeApplication("second application");
+  settings_ = own;
+  later(seconds, [this] { endSecond(); });
+}
+
+void ScriptRunner::endSecond() {
+  if (second_) loop_.endApplication(second_);
+  second_.reset();
+}
+
+void ScriptRunner::sleep(double seconds) {
+  if (!isAwake() || !loop_.application) return;
+  isGoingToSleep_ = true;
+  sleepsAt_ = now_ + sleepDelay;
+  for (auto* each : applications()) each->doubles->power.sleep();
+  later(seconds, [this] { wake(); });
+}
+
+void ScriptRunner::wake() {
+  if (isAwake()) return;
+  isGoingToSleep_ = false;
+  circumstances_.isAsleep = false;
+  for (auto* each : applications()) each->doubles->power.wake();
+}
+
+void ScriptRunner::makeWhole() {
+  wake();
+  loop_.fault("clear");
+  stoppedUntil_ = 0;
+  helperStoppedUntil_ = 0;
+  // What is still to end ends now; what that begins (a start, after a wait) may add to it.
+  while (!later_.empty()) {
+    const auto event = std::move(later_.begin()->second);
+    later_.erase(later_.begin());
+    event();
+  }
+  startApplication();
+}
+
+void ScriptRunner::later(double seconds, std::function<void()> event) {
+  later_.emplace(now_ + seconds, std::move(event));
+}
+
+void ScriptRunner::holdProcesses() {
+  const auto hold = [](VirtualProcess& process, bool held) { held ? process.suspend() : process.resume(); };
+  for (auto* each : applications()) {
+    const bool isStopped = each == loop_.application.get() && now_ < stoppedUntil_;
+    hold(*each->process, circumstances_.isAsleep || isStopped);
+  }
+  circumstances_.helperIsHeld = now_ < helperStoppedUntil_;
+  const bool holdsHelper = circumstances_.isAsleep || circumstances_.helperIsHeld;
+  if (loop_.helper) hold(*loop_.helper->process, holdsHelper);
+  for (const auto& each : loop_.lostHelpers) hold(*each->process, holdsHelper);
+}
+
+void ScriptRunner::updateCircumstances() {
+  circumstances_.applications.clear();
+  for (auto* each : applications()) {
+    const bool isHeld = each == loop_.application.get() && now_ <= std::max(stoppedUntil_, hungUntil_) + stepSeconds;
+    const double interval = each->model ? each->model->pollingInterval() : interval_;
+    circumstances_.applications[each->processID] = {isHeld, interval};
+  }
+  circumstances_.selectedPreset = circumstances_.wantedPreset;
+  circumstances_.mustHaveRecovered = false;
+  if (loop_.application && loop_.application->model) {
+    const FanPreset& active = loop_.model().activePreset();
+    circumstances_.selectedPreset = active.id.string();
+    circumstances_.appleDefaultIsSelected = active.kind == PresetKind::system;
+    circumstances_.mustHaveRecovered = now_ >= std::max(FaultScript::faultsEnd, hungUntil_) + recoverySeconds;
+  }
+  noteObstacles();
+}
+
+void ScriptRunner::noteObstacles() {
+  circumstances_.slowCall = 0;
+  circumstances_.modeIsObstructed = {};
+  circumstances_.controlIsObstructed = false;
+  for (const std::string& fault : loop_.machine.faults().active()) {
+    const Words words = wordsIn(fault);
+    const bool atFan = words.size() > 1 && words[1].starts_with("F");
+    const bool everywhere = words[0] == "refuse-writes" || words[0] == "driver-gone";
+    if (words[0] == "slow") circumstances_.slowCall = std::stod(words[1]) / 1000;
+    if (everywhere) circumstances_.modeIsObstructed = {true, true};
+    if (atFan && words[1].ends_with("Md")) {
+      circumstances_.modeIsObstructed.at(static_cast<std::size_t>(words[1][1] - '0')) = true;
+    }
+    const bool slows = words[0] == "slow" || words[0] == "latch-delay";
+    circumstances_.controlIsObstructed = circumstances_.controlIsObstructed || everywhere || atFan || slows;
+  }
+}
+
+std::vector<ClosedLoop::Application*> ScriptRunner::applications() {
+  std::vector<ClosedLoop::Application*> all;
+  if (loop_.application) all.push_back(loop_.application.get());
+  if (second_) all.push_back(second_.get());
+  return all;
+}
+
+}  // namespace halcyra::test
