@@ -1,0 +1,147 @@
+#include "UI/HistoryViewState.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "fmt/format.h"
+
+#include "UI/DurationText.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr const char* unknownSelectionName = "Warmest Fan Zone";
+
+std::optional<HistoryPoint> sensorPoint(const SessionHistory& history, const std::vector<float>& series,
+                                        std::size_t index) {
+  if (index >= series.size() || !std::isfinite(series[index])) return std::nullopt;
+  return HistoryPoint{history.samples[index].date, static_cast<double>(series[index])};
+}
+
+/// The points of the option `id`; one for every sample that has a value.
+HistorySeries::PointAt pointsOf(const SessionHistory& history, const std::string& id) {
+  const std::vector<HistorySample>& samples = history.samples;
+  if (id == ExpandedSensorHistory::fanControlSignalID) {
+    return [&samples](std::size_t index) { return HistoryPoint{samples[index].date, samples[index].controlTemp}; };
+  }
+  if (id == ExpandedSensorHistory::cpuCoreAverageID) {
+    return [&samples](std::size_t index) { return HistoryPoint{samples[index].date, samples[index].cpuCoreAverage}; };
+  }
+  if (id == ExpandedSensorHistory::gpuAverageID) {
+    return [&samples](std::size_t index) {
+      const HistorySample& sample = samples[index];
+      return sample.gpuCoreAverage ? std::optional(HistoryPoint{sample.date, *sample.gpuCoreAverage}) : std::nullopt;
+    };
+  }
+  const auto found = history.sensorSeries.find(id);
+  if (found == history.sensorSeries.end()) {
+    return [](std::size_t) { return std::optional<HistoryPoint>(); };
+  }
+  return [history, &series = found->second](std::size_t index) { return sensorPoint(history, series, index); };
+}
+
+std::string optionName(const std::string& key) {
+  return key == "TCMz" ? "CPU Die Hotspot (TCMz)" : key;
+}
+
+std::string historyDescription(const std::string& name, const HistorySeries& series) {
+  if (series.count() == 0) return name + " · waiting for samples";
+  return fmt::format("{} · {} samples · {}", name, series.count(),
+                     durationText(series.last()->date - series.first()->date));
+}
+
+std::string fanLabel(int index) {
+  const std::string key = fmt::format(" (F{})", index);
+  if (index == 0) return "Left Fan" + key;
+  if (index == 1) return "Right Fan" + key;
+  return fmt::format("Fan {}", index + 1) + key;
+}
+
+std::optional<std::string> figureText(const std::optional<double>& value) {
+  return value ? std::optional(fmt::format("{:.1f}", *value)) : std::nullopt;
+}
+
+}  // namespace
+
+SessionHistory SessionHistory::of(const AppModel& model) {
+  return {model.history(), model.sensorHistory(), model.sensorReadings(), model.fans()};
+}
+
+ExpandedSensorHistoryState ExpandedSensorHistory::update(const SessionHistory& history,
+                                                         const std::string& selectedSensorID) {
+  follow(history, selectedSensorID);
+  ExpandedSensorHistoryState state;
+  state.options = options(history);
+  const auto selected = std::ranges::find(state.options, selectedSensorID, &SensorOption::id);
+  std::string name = unknownSelectionName;
+  if (selected != state.options.end()) {
+    state.selectedOption = static_cast<std::size_t>(selected - state.options.begin());
+    name = selected->name;
+  }
+  state.description = historyDescription(name, series_);
+  state.points = series_.downsampled();
+  state.hasChart = state.points.size() >= 2;
+  state.peak = series_.peak();
+  if (state.peak) state.peakText = fmt::format("Peak {:.1f}°", *state.peak);
+  state.chartAccessibleName = name + " full session chart";
+  state.figures = {figureText(series_.low()), figureText(series_.average()), figureText(series_.peak())};
+  state.fans = fanRows(history.fans);
+  return state;
+}
+
+void ExpandedSensorHistory::follow(const SessionHistory& history, const std::string& selectedSensorID) {
+  const bool onlyAppended = growth_.onlyAppended(history.samples);
+  if (!onlyAppended) {
+    samplesSeen_ = 0;
+    hasGPUAverage_ = false;
+    peakSpeeds_.clear();
+  }
+  if (!onlyAppended || selectedSensorID != selectedSensorID_) {
+    selectedSensorID_ = selectedSensorID;
+    series_.reset();
+  }
+  series_.update(history.samples.size(), pointsOf(history, selectedSensorID));
+  for (; samplesSeen_ < history.samples.size(); ++samplesSeen_) {
+    const HistorySample& sample = history.samples[samplesSeen_];
+    hasGPUAverage_ = hasGPUAverage_ || sample.gpuCoreAverage.has_value();
+    for (std::size_t fan = 0; fan < sample.rpms.size(); ++fan) {
+      if (fan == peakSpeeds_.size()) peakSpeeds_.push_back(sample.rpms[fan]);
+      peakSpeeds_[fan] = std::max(peakSpeeds_[fan], sample.rpms[fan]);
+    }
+  }
+}
+
+std::vector<SensorOption> ExpandedSensorHistory::options(const SessionHistory& history) const {
+  std::vector<SensorOption> options{{fanControlSignalID, "Warmest Fan Zone (curve input)"},
+                                    {cpuCoreAverageID, "CPU Core Average"}};
+  if (hasGPUAverage_) options.push_back({gpuAverageID, "GPU Cluster Average"});
+  std::vector<std::string> keys;
+  keys.reserve(history.sensorSeries.size() + history.readings.size());
+  for (const auto& [key, series] : history.sensorSeries) keys.push_back(key);
+  for (const SensorReading& reading : history.readings) keys.push_back(reading.keyName);
+  std::ranges::sort(keys);
+  const auto duplicates = std::ranges::unique(keys);
+  keys.erase(duplicates.begin(), duplicates.end());
+  for (const std::string& key : keys) options.push_back({key, optionName(key)});
+  return options;
+}
+
+std::vector<ExpandedSensorHistoryState::FanRow> ExpandedSensorHistory::fanRows(const std::vector<FanInfo>& fans) const {
+  std::vector<FanInfo> byIndex = fans;
+  std::ranges::sort(byIndex, {}, &FanInfo::index);
+  std::vector<ExpandedSensorHistoryState::FanRow> rows;
+  for (std::size_t position = 0; position < byIndex.size(); ++position) {
+    const FanInfo& fan = byIndex[position];
+    const std::int64_t peak = position < peakSpeeds_.size() ? peakSpeeds_[position] : fan.actualRPM;
+    rows.push_back({fanLabel(fan.index), fmt::format("{} RPM", fan.actualRPM), fmt::format(" · peak {}", peak)});
+  }
+  return rows;
+}
+
+ExpandedSensorHistoryState makeExpandedSensorHistoryState(const AppModel& model, const std::string& selectedSensorID) {
+  return ExpandedSensorHistory().update(SessionHistory::of(model), selectedSensorID);
+}
+
+}  // namespace halcyra

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "App/AppModel.h"
+#include "UI/Downsampling.h"
+#include "UI/HistorySeries.h"
+
+namespace halcyra {
+
+/// What the charts are drawn from. Refers to values that outlive it.
+struct SessionHistory {
+  const std::vector<HistorySample>& samples;
+  const AppModel::SensorHistory& sensorSeries;
+  const std::vector<SensorReading>& readings;
+  const std::vector<FanInfo>& fans;
+
+  static SessionHistory of(const AppModel& model);
+};
+
+/// One entry of the picker.
+struct SensorOption {
+  std::string id;
+  std::string name;
+
+  bool operator==(const SensorOption&) const = default;
+};
+
+/// What the expanded session chart shows.
+struct ExpandedSensorHistoryState {
+  struct FanRow {
+    std::string name;
+    /// "2040 RPM"
+    std::string speed;
+    /// " · peak 3862"
+    std::string peak;
+
+    bool operator==(const FanRow&) const = default;
+  };
+
+  std::vector<SensorOption> options;
+  /// Absent when no option has the selected identifier.
+  std::optional<std::size_t> selectedOption;
+  std::string description;
+  /// Otherwise the chart gives way to a note that history is being collected.
+  bool hasChart = false;
+  std::vector<HistoryPoint> points;
+  std::optional<double> peak;
+  std::string peakText;
+  std::string chartAccessibleName;
+  /// Low, average, peak: "%.1f" each, or absent.
+  std::array<std::optional<std::string>, 3> figures;
+  std::vector<FanRow> fans;
+
+  bool operator==(const ExpandedSensorHistoryState&) const = default;
+};
+
+/// Makes the states of one expanded chart from one refresh to the next, at the cost of what was added to the history
+/// since. Gives at every time what `makeExpandedSensorHistoryState` gives.
+class ExpandedSensorHistory {
+ public:
+  static constexpr const char* fanControlSignalID = "__fan_control_signal";
+  static constexpr const char* cpuCoreAverageID = "__cpu_core_average";
+  static constexpr const char* gpuAverageID = "__gpu_average";
+  static constexpr std::int64_t maximumPointCount = 500;
+
+  /// `selectedSensorID` is a pseudo-sensor's identifier or a sensor key.
+  ExpandedSensorHistoryState update(const SessionHistory& history, const std::string& selectedSensorID);
+
+ private:
+  void follow(const SessionHistory& history, const std::string& selectedSensorID);
+  std::vector<SensorOption> options(const SessionHistory& history) const;
+  std::vector<ExpandedSensorHistoryState::FanRow> fanRows(const std::vector<FanInfo>& fans) const;
+
+  HistoryGrowth growth_;
+  std::string selectedSensorID_;
+  HistorySeries series_{maximumPointCount};
+  std::size_t samplesSeen_ = 0;
+  bool hasGPUAverage_ = false;
+  /// RPM, by position in the samples' speeds.
+  std::vector<std::int64_t> peakSpeeds_;
+};
+
+ExpandedSensorHistoryState makeExpandedSensorHistoryState(const AppModel& model, const std::string& selectedSensorID);
+
+}  // namespace halcyra

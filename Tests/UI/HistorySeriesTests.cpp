@@ -1,0 +1,151 @@
+#include <cmath>
+#include <limits>
+#include <random>
+#include <span>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+
+#include "UI/Downsampling.h"
+#include "UI/DurationText.h"
+#include "UI/HistorySeries.h"
+
+namespace halcyra::test {
+
+namespace {
+
+using Points = std::vector<HistoryPoint>;
+
+Date at(double seconds) {
+  return Date(Seconds(seconds));
+}
+
+Points noise(std::size_t count, unsigned seed = 1) {
+  std::mt19937 random(seed);
+  std::uniform_int_distribution<int> value(30, 90);
+  Points points;
+  for (std::size_t i = 0; i < count; ++i) {
+    points.push_back({at(2.0 * static_cast<double>(i)), static_cast<double>(value(random))});
+  }
+  return points;
+}
+
+}  // namespace
+
+TEST(DurationText, namesTheTwoUnitsOfItsRange) {
+  const std::vector<std::pair<double, std::string>> cases{
+      {0, "0s"},           {0.99, "0s"},
+      {-5, "0s"},          {std::numeric_limits<double>::quiet_NaN(), "0s"},
+      {1, "1s"},           {45.9, "45s"},
+      {60, "1m"},          {90, "1m 30s"},
+      {3599.9, "59m 59s"}, {3600, "1h"},
+      {3659, "1h"},        {3900, "1h 5m"},
+      {43199, "11h 59m"},  {std::numeric_limits<double>::infinity(), "277777777h 46m"},
+  };
+  for (const auto& [seconds, text] : cases) EXPECT_EQ(durationText(Seconds(seconds)), text) << seconds;
+}
+
+TEST(Downsampling, keepsTheExtremesOfEveryBucketInTimeOrder) {
+  const Points input = noise(1000);
+  const Points output = peakPreservingDownsample(input, 500);
+  ASSERT_EQ(downsamplingBucketSize(1000, 500), 4u);
+  EXPECT_LE(output.size(), 500u);
+  std::size_t next = 0;
+  for (std::size_t start = 0; start < 1000; start += 4) {
+    const auto bucket = std::span(input).subspan(start, 4);
+    const auto [lowest, highest] = std::pair(std::ranges::min_element(bucket, {}, &HistoryPoint::value),
+                                             std::ranges::max_element(bucket, {}, &HistoryPoint::value));
+    Points expected{*lowest, *highest};
+    if (highest < lowest) std::swap(expected[0], expected[1]);
+    if (lowest == highest) expected.pop_back();
+    for (const HistoryPoint& point : expected) {
+      ASSERT_LT(next, output.size());
+      EXPECT_EQ(output[next++], point) << "bucket at " << start;
+    }
+  }
+  EXPECT_EQ(next, output.size()) << "nothing but the extremes";
+}
+
+TEST(Downsampling, leavesShortInputsAndTinyLimitsAlone) {
+  const Points thousand = noise(1000);
+  for (const std::int64_t limit : {-1, 0, 3, 1000, 5000}) {
+    EXPECT_EQ(peakPreservingDownsample(thousand, limit), thousand) << limit;
+  }
+  EXPECT_EQ(peakPreservingDownsample(noise(500), 500), noise(500));
+  EXPECT_LT(peakPreservingDownsample(noise(501), 500).size(), 501u);
+  EXPECT_EQ(peakPreservingDownsample(thousand, 4).size(), 4u);
+  EXPECT_TRUE(peakPreservingDownsample({}, 500).empty());
+}
+
+TEST(Downsampling, oneMomentIsOnePoint) {
+  const Points flat{{at(0), 5}, {at(1), 5}, {at(2), 5}, {at(3), 5}, {at(4), 7}};
+  EXPECT_EQ(peakPreservingDownsample(flat, 4), (Points{{at(0), 5}, {at(3), 5}, {at(4), 7}}))
+      << "the earliest of equal points stands for its bucket";
+  const Points sameDate{{at(1), 9}, {at(1), 2}, {at(1), 4}, {at(2), 1}, {at(3), 8}};
+  EXPECT_EQ(peakPreservingDownsample(sameDate, 4), (Points{{at(1), 2}, {at(2), 1}, {at(3), 8}}))
+      << "different points of one date: the minimum";
+}
+
+TEST(HistorySeries, growsToTheSamePointsAsThinningEverythingAnew) {
+  // Every fifth sample has no point; the steps between updates are uneven.
+  const Points all = noise(2200, 7);
+  const auto pointAt = [&](std::size_t index) { return index % 5 == 4 ? std::nullopt : std::optional(all[index]); };
+  HistorySeries series(100);
+  Points points;
+  std::size_t seen = 0;
+  for (std::size_t step = 1; seen < all.size(); step = step % 7 + 1) {
+    const std::size_t next = std::min(all.size(), seen + step);
+    for (; seen < next; ++seen) {
+      if (const auto point = pointAt(seen)) points.push_back(*point);
+    }
+    series.update(seen, pointAt);
+    ASSERT_EQ(series.downsampled(), peakPreservingDownsample(points, 100)) << "after " << seen;
+    ASSERT_EQ(series.count(), points.size());
+    ASSERT_EQ(series.low(), std::ranges::min(points, {}, &HistoryPoint::value).value);
+    ASSERT_EQ(series.peak(), std::ranges::max(points, {}, &HistoryPoint::value).value);
+  }
+  double sum = 0;
+  for (const HistoryPoint& point : points) sum += point.value;
+  EXPECT_NEAR(*series.average(), sum / static_cast<double>(points.size()), 1e-9);
+  EXPECT_EQ(series.first(), points.front());
+  EXPECT_EQ(series.last(), points.back());
+
+  series.reset();
+  EXPECT_EQ(series.average(), std::nullopt);
+  EXPECT_EQ(series.peak(), std::nullopt);
+  EXPECT_TRUE(series.downsampled().empty());
+}
+
+TEST(HistorySeries, costsOnlyWhatWasAdded) {
+  std::size_t reads = 0;
+  const auto pointAt = [&](std::size_t index) {
+    ++reads;
+    return std::optional(HistoryPoint{at(static_cast<double>(index)), 50});
+  };
+  HistorySeries series(500);
+  series.update(21'000, pointAt);
+  reads = 0;
+  for (std::size_t count = 21'001; count <= 21'500; ++count) series.update(count, pointAt);
+  // Twice in 500 samples the buckets grow and everything is read again.
+  EXPECT_LE(reads, 500u + 2 * 21'500u);
+  EXPECT_GE(reads, 500u);
+}
+
+TEST(HistoryGrowth, noticesThatTheOldestSamplesHaveGone) {
+  std::vector<HistorySample> samples;
+  HistoryGrowth growth;
+  EXPECT_TRUE(growth.onlyAppended(samples));
+  for (int i = 0; i < 10; ++i) samples.push_back({.date = at(i), .gpuCoreAverage = {}, .rpms = {}});
+  EXPECT_TRUE(growth.onlyAppended(samples));
+  EXPECT_TRUE(growth.onlyAppended(samples));
+  samples.push_back({.date = at(10), .gpuCoreAverage = {}, .rpms = {}});
+  EXPECT_TRUE(growth.onlyAppended(samples));
+  samples.erase(samples.begin(), samples.begin() + 2);
+  EXPECT_FALSE(growth.onlyAppended(samples));
+  EXPECT_TRUE(growth.onlyAppended(samples));
+  samples.erase(samples.begin());
+  samples.push_back({.date = at(11), .gpuCoreAverage = {}, .rpms = {}});
+  EXPECT_FALSE(growth.onlyAppended(samples)) << "as many as before, but others";
+}
+
+}  // namespace halcyra::test
