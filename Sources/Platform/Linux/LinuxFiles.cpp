@@ -65,9 +65,14 @@ void fillTemporary(int descriptor, std::string_view content, unsigned mode, cons
 }  // namespace
 
 std::string readFile(const std::filesystem::path& path) {
-  const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (descriptor.get() < 0) {
+  // A pipe must not block the caller, nor a device fill its memory.
+  const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (descriptor.get() < 0 || ::fstat(descriptor.get(), &status) != 0) {
     throw failure(path, "opened", errno);
+  }
+  if (!S_ISREG(status.st_mode)) {
+    throw failure(path, "read", S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
   }
   std::string content;
   char buffer[65536];
@@ -81,6 +86,9 @@ std::string readFile(const std::filesystem::path& path) {
       throw failure(path, "read", errno);
     }
     content.append(buffer, static_cast<std::size_t>(count));
+    if (content.size() > largestFile) {
+      throw failure(path, "read", EFBIG);
+    }
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -15,7 +16,10 @@ class FileError : public LocalizedError {
   std::string_view domain() const override { return "halcyra.Files"; }
 };
 
-/// The whole file. Throws `FileError`.
+/// In bytes.
+inline constexpr std::size_t largestFile = std::size_t{64} << 20;
+
+/// The whole file, which must be a regular one (or a link to one) of at most `largestFile`. Throws `FileError`.
 std::string readFile(const std::filesystem::path& path);
 
 /// Replaces the file as one step and makes it durable: afterwards it holds the old content or the new one. A new file
