@@ -8,7 +8,8 @@
 
 namespace halcyra {
 
-/// Notifications through `org.freedesktop.Notifications`. Authorization is granted where that service answers.
+/// Notifications through `org.freedesktop.Notifications`. Authorization is granted where that service
+/// answers, not granted where there is none for this program; a service that fails to answer is an error.
 class DBusUserNotifications : public UserNotifications {
  public:
   /// `sessionBus` must outlive this.
