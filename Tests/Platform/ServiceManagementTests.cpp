@@ -23,7 +23,7 @@ class ServiceManagementTests : public testing::Test {
     options.layout = layout_;
     options.helperProgram = helper_;
     options.userID = userID;
-    options.applicationProgram = "/opt/my apps/$aerovane";
+    options.applicationProgram = R"(/opt/my apps/100%"$aerovane)";
     options.autostartEntry = folder_ / "autostart/aerovane.desktop";
     return {options, log_};
   }
@@ -165,8 +165,11 @@ TEST_F(ServiceManagementTests, TheLoginItemIsAnAutostartEntry) {
   EXPECT_EQ(user.mainAppStatus(), ServiceManagement::notRegistered);
   user.registerMainApp();
   EXPECT_EQ(user.mainAppStatus(), ServiceManagement::enabled);
-  EXPECT_NE(contentOf(folder_ / "autostart/aerovane.desktop").find("Exec=\"/opt/my apps/\\$aerovane\"\n"),
-            std::string::npos);
+  // Quoted as an argument, then escaped as a string of the file; percent signs are doubled.
+  EXPECT_EQ(contentOf(folder_ / "autostart/aerovane.desktop"),
+            "[Desktop Entry]\nType=Application\nName=Aerovane\n"
+            R"(Exec="/opt/my apps/100%%\\"\\$aerovane")"
+            "\nX-GNOME-Autostart-enabled=true\n");
   user.unregisterMainApp();
   EXPECT_EQ(user.mainAppStatus(), ServiceManagement::notRegistered);
 }

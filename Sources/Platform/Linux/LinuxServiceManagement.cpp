@@ -38,6 +38,18 @@ std::string quoted(const std::string& argument) {
   return result + '"';
 }
 
+/// The Exec value of a desktop entry: percent signs start field codes, and the value is a string with escapes itself.
+std::string desktopCommand(const std::string& program) {
+  std::string result;
+  for (const char character : quoted(program)) {
+    if (character == '%' || character == '\\') {
+      result += character;
+    }
+    result += character;
+  }
+  return result;
+}
+
 void removeFile(const std::filesystem::path& path) {
   std::error_code error;
   std::filesystem::remove(path, error);
@@ -166,7 +178,7 @@ int LinuxServiceManagement::mainAppStatus() const {
 }
 
 void LinuxServiceManagement::registerMainApp() {
-  const std::string command = quoted(options_.applicationProgram.string());
+  const std::string command = desktopCommand(options_.applicationProgram.string());
   if (command.find('\n') != std::string::npos) {
     throw ServiceManagementError("The application’s path holds a line break.");
   }
