@@ -42,7 +42,7 @@ std::string readHardwareModelIdentifier(const SystemInformation& system) {
 }  // namespace
 
 std::shared_ptr<AppModel> AppModel::make(Platform& platform, AppModelOptions options) {
-  const std::shared_ptr<AppModel> model(new AppModel(platform));
+  std::shared_ptr<AppModel> model(new AppModel(platform));
   model->start(options);
   return model;
 }

@@ -238,9 +238,10 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void continueActivation(const FanPreset& preset, bool quietTransientRetry, std::optional<Error> error);
   void finishActivation(const FanPreset& preset, const std::optional<Error>& error);
   void enableFansSequentially(std::vector<int> indices, const FanPreset& preset, std::uint64_t generation,
-                              ErrorCompletion completion);
-  void enableFan(int index, const FanPreset& preset, std::uint64_t generation, ErrorCompletion completion);
-  void setInitialTarget(int index, const FanPreset& preset, std::uint64_t generation, ErrorCompletion completion);
+                              const ErrorCompletion& completion);
+  void enableFan(int index, const FanPreset& preset, std::uint64_t generation, const ErrorCompletion& completion);
+  void setInitialTarget(int index, const FanPreset& preset, std::uint64_t generation,
+                        const ErrorCompletion& completion);
   std::int64_t initialTarget(const FanInfo& fan, const FanPreset& preset);
   void restoreRememberedPresetIfReady();
 

@@ -171,7 +171,7 @@ void AppModel::finishActivation(const FanPreset& preset, const std::optional<Err
 }
 
 void AppModel::enableFansSequentially(std::vector<int> indices, const FanPreset& preset, std::uint64_t generation,
-                                      ErrorCompletion completion) {
+                                      const ErrorCompletion& completion) {
   if (indices.empty()) {
     completion(*this, std::nullopt);
     return;
@@ -194,7 +194,8 @@ void AppModel::enableFansSequentially(std::vector<int> indices, const FanPreset&
             });
 }
 
-void AppModel::enableFan(int index, const FanPreset& preset, std::uint64_t generation, ErrorCompletion completion) {
+void AppModel::enableFan(int index, const FanPreset& preset, std::uint64_t generation,
+                         const ErrorCompletion& completion) {
   helper_->setMode(index, true,
                    onMainWithin(generation, [index, preset, generation, completion](AppModel& self, const PropertyList&,
                                                                                     const std::optional<Error>& error) {
@@ -207,7 +208,7 @@ void AppModel::enableFan(int index, const FanPreset& preset, std::uint64_t gener
 }
 
 void AppModel::setInitialTarget(int index, const FanPreset& preset, std::uint64_t generation,
-                                ErrorCompletion completion) {
+                                const ErrorCompletion& completion) {
   // The reading of now: polls have gone on while the mode latched.
   const FanInfo* fan = publishedFan(index);
   if (fan == nullptr || !hasUsableLimits(*fan)) {

@@ -92,7 +92,7 @@ struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
   void endSession(const std::string& sessionID, ErrorCompletion completion);
   /// Has `send` send a command of the session; without a session completes at once with `withoutSession`.
   template <typename Send>
-  void command(std::optional<Error> withoutSession, DictionaryCompletion completion, Send send);
+  void command(std::optional<Error> withoutSession, const DictionaryCompletion& completion, Send send);
   void handleInvalidation(const std::shared_ptr<MachServiceConnection>& of);
   void invalidate();
   /// No heartbeat starts after this.
@@ -243,7 +243,8 @@ void HelperClient::State::endSession(const std::string& id, ErrorCompletion comp
 }
 
 template <typename Send>
-void HelperClient::State::command(std::optional<Error> withoutSession, DictionaryCompletion completion, Send send) {
+void HelperClient::State::command(std::optional<Error> withoutSession, const DictionaryCompletion& completion,
+                                  Send send) {
   const auto id = storedSessionID();
   if (!id) {
     completion(nullptr, std::move(withoutSession));
@@ -308,7 +309,7 @@ void HelperClient::install() {
   state_->platform.serviceManagement.registerDaemon(daemonPlistName());
 }
 
-void HelperClient::uninstall(ErrorCompletion completion) {
+void HelperClient::uninstall(const ErrorCompletion& completion) {
   const auto prepare = [weak = std::weak_ptr(state_), completion](const std::optional<Error>& endError) {
     const auto state = weak.lock();
     if (endError || !state) {
@@ -338,7 +339,7 @@ void HelperClient::uninstall(ErrorCompletion completion) {
   }
 }
 
-void HelperClient::beginSession(DictionaryCompletion completion) {
+void HelperClient::beginSession(const DictionaryCompletion& completion) {
   const std::string id = UUID::random().string();
   state_->proxy([completion](const Error& error) { completion(nullptr, error); })
       .beginSession(id, [weak = std::weak_ptr(state_), id, completion](PropertyList dictionary,
@@ -369,19 +370,19 @@ void HelperClient::endSession(const std::string& sessionID, ErrorCompletion comp
   }
 }
 
-void HelperClient::setMode(int fan, bool manual, DictionaryCompletion completion) {
-  state_->command(noSession(), std::move(completion), [=](auto& helper, const std::string& id, auto reply) {
+void HelperClient::setMode(int fan, bool manual, const DictionaryCompletion& completion) {
+  state_->command(noSession(), completion, [=](auto& helper, const std::string& id, auto reply) {
     helper.setFanMode(fan, manual, id, std::move(reply));
   });
 }
 
-void HelperClient::setTarget(int fan, std::int64_t rpm, DictionaryCompletion completion) {
-  state_->command(noSession(), std::move(completion), [=](auto& helper, const std::string& id, auto reply) {
+void HelperClient::setTarget(int fan, std::int64_t rpm, const DictionaryCompletion& completion) {
+  state_->command(noSession(), completion, [=](auto& helper, const std::string& id, auto reply) {
     helper.setFanTargetRPM(fan, rpm, id, std::move(reply));
   });
 }
 
-void HelperClient::resetAll(DictionaryCompletion completion) {
+void HelperClient::resetAll(const DictionaryCompletion& completion) {
   state_->command(std::nullopt, std::move(completion),
                   [](auto& helper, const std::string& id, auto reply) { helper.resetAll(id, std::move(reply)); });
 }

@@ -39,19 +39,19 @@ class HelperClient {
   /// Registers the daemon; throws the service management's `LocalizedError`.
   void install();
   /// Ends the session, asks the helper to prepare, unregisters the daemon; stops at the first error.
-  void uninstall(ErrorCompletion completion);
+  void uninstall(const ErrorCompletion& completion);
 
   /// Opens a new session; it replaces a stored one. The dictionary is the helper's status.
-  void beginSession(DictionaryCompletion completion);
+  void beginSession(const DictionaryCompletion& completion);
   /// Ends the session; without one completes with no error at once. Locally the session is over at once.
   void endSession(ErrorCompletion completion);
   /// Ends this session only: nothing happens when the stored session is another one by now.
   void endSession(const std::string& sessionID, ErrorCompletion completion);
   /// Without a session these fail with "No privileged fan-control session is active".
-  void setMode(int fan, bool manual, DictionaryCompletion completion);
-  void setTarget(int fan, std::int64_t rpm, DictionaryCompletion completion);
+  void setMode(int fan, bool manual, const DictionaryCompletion& completion);
+  void setTarget(int fan, std::int64_t rpm, const DictionaryCompletion& completion);
   /// Without a session completes with neither dictionary nor error.
-  void resetAll(DictionaryCompletion completion);
+  void resetAll(const DictionaryCompletion& completion);
   /// Drops connection and session.
   void invalidate();
 
