@@ -59,7 +59,7 @@ std::filesystem::path resolved(const std::filesystem::path& file) {
 
 }  // namespace
 
-JSONUserDefaults::JSONUserDefaults(std::filesystem::path file, LogSink& log)
+JSONUserDefaults::JSONUserDefaults(const std::filesystem::path& file, LogSink& log)
     // Replacing a symbolic link would cut the user's own arrangement.
     : file_(resolved(file)), logger_(log, "com.norwick.Halcyra", "Settings") {
   load();

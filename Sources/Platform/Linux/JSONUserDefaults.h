@@ -20,7 +20,7 @@ namespace halcyra {
 /// aside, is left alone, and the settings then live in memory only. A number with a fraction is no integer.
 class JSONUserDefaults : public UserDefaults {
  public:
-  JSONUserDefaults(std::filesystem::path file, LogSink& log);
+  JSONUserDefaults(const std::filesystem::path& file, LogSink& log);
 
   std::optional<std::int64_t> integer(std::string_view key) const override;
   std::optional<double> number(std::string_view key) const override;

@@ -45,7 +45,7 @@ std::filesystem::path homeFolder() {
 }  // namespace
 
 struct LinuxPlatform::Parts {
-  explicit Parts(LinuxPlatformOptions options)
+  explicit Parts(const LinuxPlatformOptions& options)
       : layout(options.layout),
         ownMainQueue(options.mainQueue == nullptr ? std::make_unique<PlainMainQueue>() : nullptr),
         dispatch(ownMainQueue ? static_cast<Queue&>(*ownMainQueue) : *options.mainQueue),
@@ -110,7 +110,7 @@ struct LinuxPlatform::Parts {
   Platform platform;
 };
 
-LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options) : parts_(std::make_unique<Parts>(std::move(options))) {}
+LinuxPlatform::LinuxPlatform(const LinuxPlatformOptions& options) : parts_(std::make_unique<Parts>(options)) {}
 
 LinuxPlatform::~LinuxPlatform() = default;
 

@@ -34,7 +34,7 @@ struct LinuxPlatformOptions {
 /// thread; destruction waits for the threads that it started.
 class LinuxPlatform {
  public:
-  explicit LinuxPlatform(LinuxPlatformOptions options);
+  explicit LinuxPlatform(const LinuxPlatformOptions& options);
   ~LinuxPlatform();
   LinuxPlatform(const LinuxPlatform&) = delete;
   LinuxPlatform& operator=(const LinuxPlatform&) = delete;

@@ -215,7 +215,7 @@ LogindPowerEvents::LogindPowerEvents(BusThread& bus, Queue& mainQueue, LogSink& 
     : bus_(bus), state_(std::make_shared<State>(bus, mainQueue, log)) {}
 
 LogindPowerEvents::~LogindPowerEvents() {
-  observe(nullptr, nullptr);
+  LogindPowerEvents::observe(nullptr, nullptr);
 }
 
 void LogindPowerEvents::observe(std::function<void(std::function<void()> allowSleep)> willSleep,

@@ -36,7 +36,7 @@ struct SignalWatcher::State {
   std::thread thread;
 };
 
-SignalWatcher::SignalWatcher(Queue& queue, std::vector<int> signals, std::function<void(int)> handler)
+SignalWatcher::SignalWatcher(Queue& queue, const std::vector<int>& signals, std::function<void(int)> handler)
     : state_(std::make_unique<State>()) {
   precondition(signalPipe.load() == -1, "one signal watcher at a time");
   int ends[2];

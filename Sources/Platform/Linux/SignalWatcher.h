@@ -14,7 +14,7 @@ class SignalWatcher {
  public:
   /// `handler` is called on `queue`, which must outlive the watcher, with the number of each signal of `signals` that
   /// comes (SIGINT, SIGTERM, …); signals of one number that come close together may be reported once.
-  SignalWatcher(Queue& queue, std::vector<int> signals, std::function<void(int signal)> handler);
+  SignalWatcher(Queue& queue, const std::vector<int>& signals, std::function<void(int signal)> handler);
   ~SignalWatcher();
   SignalWatcher(const SignalWatcher&) = delete;
   SignalWatcher& operator=(const SignalWatcher&) = delete;

@@ -59,6 +59,7 @@ void VirtualMacProcess::start(const std::string& workload, std::optional<std::ui
     arguments.insert(arguments.end(), {"--seed", std::to_string(*seed)});
   }
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     argv.push_back(argument.data());
   }

@@ -51,6 +51,7 @@ ChildProgram::~ChildProgram() {
 void ChildProgram::start(const std::string& program, std::vector<std::string> arguments, int inherited) {
   arguments.insert(arguments.begin(), program);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     pointers.push_back(argument.data());
   }
