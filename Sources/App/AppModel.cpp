@@ -176,11 +176,11 @@ void AppModel::applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& av
   thermal_.displayPipeline.update(rawTemperature);
   displayTemperature_ = thermal_.displayPipeline.value();
 
-  const Date date = now();
+  const Date date = filterDate();
   updateCriticalOverride(rawTemperature, date);
   updateSustainedDie(average, date);
   updateZones(average, date);
-  lastTemperatureSampleDate_ = date;
+  lastTemperatureSampleDate_ = now();
   noteTelemetryRecovery();
 
   recordHistory(average, readings);

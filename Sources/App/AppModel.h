@@ -226,6 +226,9 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void logFanDecision(int fan, std::int64_t target, std::string_view reason);
   void logDriverTransitionIfNeeded(int fan, std::int64_t target);
   Date now() const { return platform_.clock.now(); }
+  /// For the filters, which look at differences only: goes on evenly when the wall clock is stepped. A clock set back
+  /// an hour would otherwise hold the critical override, and every step down, for that hour.
+  Date filterDate() const { return Date(platform_.clock.steadyNow().time_since_epoch()); }
   void showError(const Error& error) { lastError_ = error.localizedDescription(); }
   void clearErrorUnlessConflict(const char* logMessage);
 

@@ -51,7 +51,7 @@ void AppModel::applySmartAuto() {
   if (!isControllingFans()) {
     return;
   }
-  const Date date = now();
+  const Date date = filterDate();
   const std::optional<double>& sustained = *sustainedDieTemperature_;
   const bool boosting = SmartAutoCurve::isBoosting(thermal_.sustainedDieSamples);
   if (boosting && !smartAuto_.boostActive && sustained) {
