@@ -1,6 +1,7 @@
 #include "Daemon/FanHandBack.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "fmt/format.h"
 
@@ -71,9 +72,7 @@ HandBackReport FanHandBack::run(SMCInterface& smc) {
   }
   try {
     smc.open();
-    for (const int fan : ledger_.owed()) {
-      command(smc, fan);
-    }
+    command(smc, ledger_.owed());
     if (probeOwed_) {
       probe(smc, report);
     }
@@ -91,36 +90,52 @@ HandBackReport FanHandBack::run(SMCInterface& smc) {
   return report;
 }
 
-// Failures are left to `verify`, which meets them again and reports them.
-void FanHandBack::command(SMCInterface& smc, int fan) {
+void FanHandBack::command(SMCInterface& smc, std::vector<int> fans) {
+  Clock& clock = smc.clock();
+  const Instant deadline = clock.steadyNow() + commandTime;
+  for (;;) {
+    std::erase_if(fans, [&](int fan) { return isCommanded(smc, fan); });
+    if (fans.empty() || clock.steadyNow() >= deadline) {
+      return;
+    }
+    clock.sleep(FanController::retryPeriod);
+  }
+}
+
+bool FanHandBack::isCommanded(SMCInterface& smc, int fan) {
   const SMCKey key = SMCKey::fan(fan, "Md");
   try {
     const SMCValue value = smc.readKey(key);
     if (const std::uint8_t* raw = value.asUInt8()) {
       ledger_.modeRead(fan, *raw);
       if (isSystemManagedFanMode(*raw) && !ledger_.needsCountermand(fan)) {
-        return;
+        return true;
       }
     }
   } catch (const SMCError&) {
     if (!ledger_.mayBeManual(fan)) {
-      return;
+      return true;
     }
   }
   try {
     smc.writeKeyUnverified(key, automaticMode);
     ledger_.countermanded(fan);
-  } catch (const SMCError&) {
+    return true;
+  } catch (const SMCError& error) {
+    // Any other failure is left to `verify`, which meets it again and reports it.
+    return !isTransientRefusal(error);
   }
 }
 
 void FanHandBack::probe(SMCInterface& smc, HandBackReport& report) {
+  std::vector<int> found;
   for (const FanCapability& capability : FanCapabilityProbe(smc).probe().fans) {
     if (!ledger_.knows(capability.index)) {
       ledger_.foundUnattended(capability.index, smc.clock().steadyNow());
-      command(smc, capability.index);
+      found.push_back(capability.index);
     }
   }
+  command(smc, std::move(found));
   // The probe takes what it cannot read for absent; only an SMC that answers can have no more fans.
   try {
     smc.getKeyCount();

@@ -38,6 +38,9 @@ class FanHandBack {
  public:
   FanHandBack(FanLedger& ledger, LogSink& log) : ledger_(ledger), log_(log) {}
 
+  /// How long fans that refuse a command for the moment are asked again before any fan is verified.
+  static constexpr Seconds commandTime{1.0};
+
   /// Every fan: first each one is commanded, then each one is verified, so that a fan that does not obey (up to 10 s)
   /// delays no other. The fans are probed anew, since what an earlier probe found may not have been all.
   HandBackReport all(SMCInterface& smc);
@@ -49,7 +52,9 @@ class FanHandBack {
 
  private:
   HandBackReport run(SMCInterface& smc);
-  void command(SMCInterface& smc, int fan);
+  void command(SMCInterface& smc, std::vector<int> fans);
+  /// Commands the fan unless that is needless; false when it is to be tried again.
+  bool isCommanded(SMCInterface& smc, int fan);
   void probe(SMCInterface& smc, HandBackReport& report);
   FanHandBackOutcome verify(SMCInterface& smc, int fan, HandBackReport& report);
   void noteFailure(const SMCError& error, HandBackReport& report);

@@ -9,7 +9,9 @@ void FanLedger::found(int fan) {
 }
 
 // Nothing is known to be manual, so nothing has to be written over as long as the mode reads automatic.
-void FanLedger::foundUnattended(int fan, Instant now) { entries_[fan] = {false, true, now, true}; }
+void FanLedger::foundUnattended(int fan, Instant now) {
+  entries_[fan] = {false, true, now, true};
+}
 
 void FanLedger::manualWritten(int fan, Instant now) {
   entries_[fan] = {true, false, now, false};
@@ -44,7 +46,7 @@ void FanLedger::countermanded(int fan) {
 
 bool FanLedger::needsCountermand(int fan) const {
   const Entry* entry = find(fan);
-  return entry != nullptr && entry->unseenManualWrite && !entry->countermanded;
+  return entry != nullptr && entry->mayBeManual && !entry->countermanded;
 }
 
 bool FanLedger::mayBeManual(int fan) const {

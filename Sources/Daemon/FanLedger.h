@@ -38,8 +38,9 @@ class FanLedger {
   /// Automatic mode was written over an earlier manual write.
   void countermanded(int fan);
 
-  /// Manual mode was written, never seen to take effect and not written over: that the mode key reads automatic proves
-  /// nothing yet, and the fan must be commanded all the same.
+  /// The fan may be under manual control and automatic mode has not been written since: that the mode key reads
+  /// automatic proves nothing (a write may still latch, a reading may lie), and the fan must be commanded all the
+  /// same.
   bool needsCountermand(int fan) const;
   bool mayBeManual(int fan) const;
   bool knows(int fan) const { return find(fan) != nullptr; }

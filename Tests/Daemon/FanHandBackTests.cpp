@@ -60,6 +60,30 @@ TEST_F(ReleaseAllTests, WithoutPrivilegeOrDriverItFails) {
   EXPECT_FALSE(gone.failureText().empty());
 }
 
+TEST(HandBackOrderTests, AFanThatNeverObeysDelaysNoOtherThatRefusesAtFirst) {
+  HelperHarness helper;
+  helper.start();
+  helper.takeFans();
+  helper.fault("never-latch F0Md");
+  helper.fault("result F1Md 0x82 3");
+  helper.end(helper.client, helper.id);
+  helper.run(2);
+  EXPECT_EQ(helper.modes(), (std::vector<int>{1, 0})) << "fan 0 is still waited for, fan 1 is not to wait with it";
+}
+
+TEST(HandBackOrderTests, AFanThatReadsAutomaticIsCommandedAllTheSame) {
+  HelperHarness helper;
+  helper.start();
+  helper.takeFans();
+  helper.fault("value F0Md 0");
+  helper.fault("freeze F1Md");
+  const double asked = helper.now();
+  helper.end(helper.client, helper.id);
+  helper.run(2);
+  EXPECT_FALSE(helper.writesSince(asked, "F0Md").empty());
+  EXPECT_EQ(helper.modes(), (std::vector<int>{0, 0}));
+}
+
 TEST(FanModeKeyTests, OnlyModeKeysNameAFan) {
   EXPECT_EQ(fanOfModeKey(SMCKey::fromString("F0Md")), 0);
   EXPECT_EQ(fanOfModeKey(SMCKey::fromString("F9Md")), 9);
