@@ -16,6 +16,10 @@ namespace {
 constexpr double firstPreset = 10;
 constexpr double firstFault = 20;
 
+double inTenths(double value) {
+  return std::round(value * 10) / 10;
+}
+
 /// The same numbers from the same seed everywhere, which the distributions of the standard library do not promise.
 class Dice {
  public:
@@ -24,7 +28,7 @@ class Dice {
   std::uint64_t below(std::uint64_t limit) { return engine_() % limit; }
   /// In tenths.
   double between(double least, double most) {
-    return std::round((least + (most - least) * static_cast<double>(below(1'000'001)) / 1e6) * 10) / 10;
+    return inTenths(least + (most - least) * static_cast<double>(below(1'000'001)) / 1e6);
   }
   template <typename Items>
   auto pick(const Items& items) {
@@ -257,7 +261,7 @@ FaultScript makeFaultScript(std::uint64_t seed) {
     const bool close = index > 0 && dice.below(2) == 0;
     const double time = close ? std::min(last + dice.between(0, 6), FaultScript::faultsEnd - 1)
                               : dice.between(firstFault, FaultScript::faultsEnd - 1);
-    script.events.push_back({time, anyEvent(dice)});
+    script.events.push_back({inTenths(time), anyEvent(dice)});
     last = time;
   }
   std::stable_sort(script.events.begin(), script.events.end(),

@@ -103,7 +103,12 @@ void InvariantObserver::look(ClosedLoop& loop, Circumstances& circumstances) {
   checkWrites(loop, circumstances, state);
   const VirtualProcess* const helper = loop.helper ? loop.helper->process.get() : nullptr;
   // A new one begins with the hand-back of whatever it finds, and has its time for it.
-  if (std::exchange(lastHelper_, helper) != helper) ownerlessFor_ = {};
+  if (std::exchange(lastHelper_, helper) != helper) {
+    ownerlessFor_ = {};
+    for (std::size_t fan = 0; fan < wasHidden_.size(); ++fan) {
+      wasHidden_.at(fan) = wasHidden_.at(fan) || (helper != nullptr && circumstances.modeLies.at(fan));
+    }
+  }
   for (const VirtualFanState& fan : state.fans) checkOwnership(loop, circumstances, fan);
   for (auto& [process, watched] : watched_) {
     if (!circumstances.applications.contains(process)) continue;
@@ -147,9 +152,11 @@ void InvariantObserver::checkOwnership(ClosedLoop& loop, Circumstances& circumst
   if (fan.mode == 0) circumstances.isForeign.at(index) = false;
   const ObservedSession* const session = sessions_->live();
   const bool isOwned = fan.mode == 0 || (session != nullptr && isFresh(*session));
-  // What another party does is not this program's to undo, what the firmware refuses nobody's.
-  const bool isExcused = circumstances.isForeign.at(index) || circumstances.modeIsObstructed.at(index) ||
-                         !canBeHandedBack(loop, circumstances);
+  if (isOwned) wasHidden_.at(index) = false;
+  // What another party does is not this program's to undo, what the firmware refuses nobody's; and a fan that reads
+  // automatic to a helper that has never commanded it is not to be written to.
+  const bool isExcused = circumstances.isForeign.at(index) || wasHidden_.at(index) ||
+                         circumstances.modeIsObstructed.at(index) || !canBeHandedBack(loop, circumstances);
   if (isOwned || isExcused) {
     ownerless = 0;
     return;
@@ -242,7 +249,8 @@ void InvariantObserver::checkRecovery(const Circumstances& circumstances, const 
   const bool isLive = session != nullptr && isFresh(*session);
   for (const VirtualFanState& fan : state.fans) {
     if (circumstances.appleDefaultIsSelected) {
-      const bool isBack = fan.mode == 0 || circumstances.isForeign.at(static_cast<std::size_t>(fan.index));
+      const auto index = static_cast<std::size_t>(fan.index);
+      const bool isBack = fan.mode == 0 || circumstances.isForeign.at(index) || wasHidden_.at(index);
       if (!isBack) report(Rule::recovery, now_, fmt::format("fan {} is manual under Apple Default", fan.index));
     } else if (fan.mode != 1 || !isLive) {
       report(Rule::recovery, now_, fmt::format("fan {} is not driven by {}", fan.index, circumstances.wantedPreset));

@@ -61,6 +61,8 @@ struct Circumstances {
   /// What stands between a command and this fan: no mode, or no target, can be relied upon to be written or read.
   std::array<bool, 2> modeIsObstructed{};
   bool controlIsObstructed = false;
+  /// The fan's mode reads otherwise than it is.
+  std::array<bool, 2> modeLies{};
   /// Set to manual mode by another party, and not commanded by this program since.
   std::array<bool, 2> isForeign{};
   /// What the user has selected, and what is selected.
@@ -122,6 +124,8 @@ class InvariantObserver {
   std::map<std::int32_t, Watched> watched_;
   std::array<double, 2> ownerlessFor_{};
   const VirtualProcess* lastHelper_ = nullptr;
+  /// A helper that did not command the fan itself found it while its mode read otherwise than it was.
+  std::array<bool, 2> wasHidden_{};
   std::vector<Violation> violations_;
 };
 

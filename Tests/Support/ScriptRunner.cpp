@@ -330,7 +330,13 @@ void ScriptRunner::holdApplication(double seconds, bool hangs) {
 
 void ScriptRunner::startApplication() {
   if (loop_.application) return;
-  if (!isAwake()) {
+  // The driver is opened once, sensors and fans are discovered once: an application that does not find them then
+  // stays without them until it is started again, which is not what is to be judged here.
+  const auto faults = loop_.machine.faults().active();
+  const bool isWhole = std::none_of(faults.begin(), faults.end(), [](const std::string& fault) {
+    return fault.starts_with("vanish") || fault.starts_with("driver-gone");
+  });
+  if (!isAwake() || !isWhole) {
     later(1, [this] { startApplication(); });
     return;
   }
@@ -396,7 +402,11 @@ void ScriptRunner::makeWhole() {
     later_.erase(later_.begin());
     event();
   }
+  if (hasQuit_) endApplication(loop_.application->processID);
+  settings_.ownership.reset();
   startApplication();
+  for (auto* each : applications()) each->doubles->serviceManagement.setDaemonStatus(ServiceManagement::enabled);
+  asUser([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::aerovane); });
 }
 
 void ScriptRunner::later(double seconds, std::function<void()> event) {
@@ -436,6 +446,7 @@ void ScriptRunner::updateCircumstances() {
 void ScriptRunner::noteObstacles() {
   circumstances_.slowCall = 0;
   circumstances_.modeIsObstructed = {};
+  circumstances_.modeLies = {};
   circumstances_.controlIsObstructed = false;
   for (const std::string& fault : loop_.machine.faults().active()) {
     const Words words = wordsIn(fault);
@@ -444,7 +455,10 @@ void ScriptRunner::noteObstacles() {
     if (words[0] == "slow") circumstances_.slowCall = std::stod(words[1]) / 1000;
     if (everywhere) circumstances_.modeIsObstructed = {true, true};
     if (atFan && words[1].ends_with("Md")) {
-      circumstances_.modeIsObstructed.at(static_cast<std::size_t>(words[1][1] - '0')) = true;
+      const auto fan = static_cast<std::size_t>(words[1][1] - '0');
+      circumstances_.modeIsObstructed.at(fan) = true;
+      circumstances_.modeLies.at(fan) =
+          circumstances_.modeLies.at(fan) || words[0] == "value" || words[0] == "freeze" || words[0] == "garbage";
     }
     const bool slows = words[0] == "slow" || words[0] == "latch-delay";
     circumstances_.controlIsObstructed = circumstances_.controlIsObstructed || everywhere || atFan || slows;
