@@ -39,8 +39,7 @@ class MachServiceConnection {
 
   /// Sends a message. `arguments` is an array. Exactly one of the two handlers is called, exactly once: `reply` with
   /// the service's answer, `failure` when the connection broke before there was one.
-  virtual void call(const std::string& selector, PropertyList arguments, ReplyHandler reply,
-                    ErrorHandler failure) = 0;
+  virtual void call(const std::string& selector, PropertyList arguments, ReplyHandler reply, ErrorHandler failure) = 0;
 
   /// Ends the connection; calls that are out fail with `connectionInvalidCode`, and the invalidation handler is called.
   virtual void invalidate() = 0;

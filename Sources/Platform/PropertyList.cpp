@@ -35,8 +35,9 @@ std::optional<bool> booleanEntry(const PropertyList& dictionary, std::string_vie
 
 const PropertyList* dictionaryArrayEntry(const PropertyList& dictionary, std::string_view key) {
   const PropertyList* value = entry(dictionary, key);
-  const bool matches = value != nullptr && value->is_array() &&
-                       std::all_of(value->begin(), value->end(), [](const PropertyList& item) { return item.is_object(); });
+  const bool matches =
+      value != nullptr && value->is_array() &&
+      std::all_of(value->begin(), value->end(), [](const PropertyList& item) { return item.is_object(); });
   return matches ? value : nullptr;
 }
 

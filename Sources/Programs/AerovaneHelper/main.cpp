@@ -29,10 +29,9 @@ namespace {
 int runDaemon(const RuntimeLayout& layout) {
   PlainMainQueue mainQueue;
   std::shared_ptr<HelperDaemon> daemon;
-  const SignalWatcher signals(mainQueue, {SIGTERM, SIGINT, SIGHUP},
-                              [&daemon](int signal) {
-                                if (daemon) daemon->stop(0, fmt::format("signal {}", signal));
-                              });
+  const SignalWatcher signals(mainQueue, {SIGTERM, SIGINT, SIGHUP}, [&daemon](int signal) {
+    if (daemon) daemon->stop(0, fmt::format("signal {}", signal));
+  });
   const auto log = makeLogSink(LogDestination::automatic, LogLevel::info);
   if (!mayStart(layout, *log)) {
     fmt::print(stderr, "aerovane-helper: the helper is not registered, or an administrator has not approved it yet\n");
