@@ -1,0 +1,138 @@
+// Sleep, wake and other fan utilities over the real programs, with the machine's own truth as the judge.
+
+#include <fstream>
+#include <signal.h>
+
+#include "gtest/gtest.h"
+
+#include "Processes/ProcessSupport.h"
+
+namespace halcyra::test {
+namespace {
+
+const std::vector<int> automatic = {0, 0};
+const std::vector<int> manual = {1, 1};
+
+std::size_t occurrences(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
+  return count;
+}
+
+class TrustTests : public testing::Test {
+ protected:
+  void startUnderControl(const std::string& preset) {
+    application = startApplication(machine, {"--preset", preset});
+    ASSERT_FALSE(readUntil(*application, bothManual).is_null()) << application->errors();
+    ASSERT_EQ(machine.modes(), manual);
+  }
+  /// Sends the machine to sleep: what it says once it sleeps.
+  std::string sleep() {
+    ChildProcess control(std::string(AEROVANE_BIN) + "/virtual-mac",
+                         {"ctl", "--runtime-dir", machine.folder().string(), "sleep"});
+    return control.readLine().value_or(control.errors());
+  }
+  void endInOrder() {
+    application->signal(SIGTERM);
+    EXPECT_EQ(application->wait(), 0);
+    EXPECT_EQ(machine.modes(), automatic);
+  }
+
+  MachineProcess machine;
+  std::unique_ptr<ChildProcess> application;
+};
+
+TEST_F(TrustTests, TheFansAreAutomaticBeforeTheMachineSleepsAndThePresetIsBackAfterWaking) {
+  startUnderControl("Full Blast");
+  ASSERT_EQ(sleep(), "asleep");
+  EXPECT_EQ(machine.modes(), automatic) << "the machine fell asleep with a driven fan";
+  EXPECT_EQ(occurrences(application->errors(), "smart control disengaged: system sleep"), 1U);
+  const auto asleep = machine.show().at("writes");
+  ASSERT_EQ(machine.control({"wake"}), 0);
+  ASSERT_TRUE(waitUntil([&] { return machine.modes() == manual; })) << application->errors();
+  EXPECT_GT(machine.show().at("writes"), asleep);
+  // And again: the machine waits at every sleep, not at the first only.
+  ASSERT_EQ(sleep(), "asleep");
+  EXPECT_EQ(machine.modes(), automatic);
+  EXPECT_EQ(occurrences(application->errors(), "smart control disengaged: system sleep"), 2U);
+  ASSERT_EQ(machine.control({"wake"}), 0);
+  ASSERT_TRUE(waitUntil([&] { return machine.modes() == manual; })) << application->errors();
+  endInOrder();
+}
+
+TEST_F(TrustTests, AnApplicationThatHangsDoesNotKeepTheMachineAwake) {
+  startUnderControl("Full Blast");
+  application->signal(SIGSTOP);
+  EXPECT_EQ(sleep(), "asleep (an inhibitor was still held after 5 seconds)");
+  // The session is not served any more; its watchdog takes the fans, asleep or not.
+  EXPECT_TRUE(waitUntil([&] { return machine.modes() == automatic; }));
+  application->signal(SIGCONT);
+  ASSERT_EQ(machine.control({"wake"}), 0);
+  EXPECT_TRUE(waitUntil([&] { return machine.modes() == manual; })) << application->errors();
+  endInOrder();
+}
+
+TEST_F(TrustTests, AnotherFanUtilityGetsTheFansUntilItIsGone) {
+  startUnderControl("Full Blast");
+  ASSERT_EQ(machine.control({"competitor", "on"}), 0);
+  const std::string message =
+      "TG Pro's privileged SMC helper is still running. Open TG Pro and use its uninstall/remove-helper option, or "
+      "unload that service with administrator approval. Aerovane is keeping both fans on Apple Default and will "
+      "automatically reapply Full Blast when the helper is gone.";
+  const Json conflict = readUntil(
+      *application, [&](const Json& line) { return line.at("error") == message && !line.at("session").get<bool>(); });
+  ASSERT_FALSE(conflict.is_null()) << application->errors();
+  EXPECT_EQ(conflict.at("preset"), "Full Blast");
+  EXPECT_EQ(machine.modes(), automatic);
+  // For three more polls nothing is taken back.
+  for (int poll = 0; poll < 3; ++poll) {
+    const auto line = application->readLine();
+    ASSERT_TRUE(line) << application->errors();
+    EXPECT_FALSE(Json::parse(*line).at("session").get<bool>());
+    EXPECT_EQ(machine.modes(), automatic);
+  }
+  ASSERT_EQ(machine.control({"competitor", "off"}), 0);
+  const Json restored = readUntil(*application, bothManual);
+  ASSERT_FALSE(restored.is_null()) << application->errors();
+  EXPECT_TRUE(restored.at("error").is_null());
+  EXPECT_NE(application->errors().find("competing fan controller cleared; saved preset may resume"), std::string::npos);
+  endInOrder();
+}
+
+TEST_F(TrustTests, AFanUtilityThatRunsAlreadyIsMetBeforeAnyFanIsDriven) {
+  ASSERT_EQ(machine.control({"competitor", "on"}), 0);
+  const std::string message = "TG Pro's privileged SMC helper is still running.";
+  // Not even by the supervised test.
+  const auto tested = startApplication(machine, {"--preset", "Full Blast"});
+  EXPECT_EQ(tested->wait(), 1);
+  EXPECT_NE(tested->errors().find("aerovane: The supervised fan test failed: " + message), std::string::npos)
+      << tested->errors();
+  const auto settings = machine.configuration() / "aerovane/defaults.json";
+  std::ofstream(settings) << R"({"supervisedFanTestProtocolVersion": 1})";
+  application = startApplication(machine, {"--preset", "Full Blast"});
+  ASSERT_FALSE(readUntil(*application,
+                         [&](const Json& line) {
+                           return !line.at("error").is_null() &&
+                                  line.at("error").get<std::string>().starts_with(message);
+                         })
+                   .is_null())
+      << application->errors();
+  EXPECT_EQ(machine.show().at("writes"), 0);
+  EXPECT_EQ(machine.modes(), automatic);
+  ASSERT_EQ(machine.control({"competitor", "off"}), 0);
+  EXPECT_FALSE(readUntil(*application, bothManual).is_null()) << application->errors();
+  endInOrder();
+}
+
+TEST(TrustWithoutSleepManagerTests, AMachineWithoutOneIsSaidOnceAndRunsOn) {
+  // No machine and no bus at all: nothing to poll, nobody to announce sleep.
+  TemporaryFolder nowhere;
+  ChildProcess application(std::string(AEROVANE_BIN) + "/aerovane",
+                           {"--console", "--json", "--seconds", "5", "--runtime-dir", nowhere.path().string()},
+                           {{"XDG_CONFIG_HOME", nowhere.path().string()}, {"HOME", nowhere.path().string()}});
+  EXPECT_EQ(application.wait(), 0) << application.errors();
+  EXPECT_EQ(occurrences(application.errors(), "no notice of sleep and wake"), 1U) << application.errors();
+}
+
+}  // namespace
+}  // namespace halcyra::test
