@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "App/AppModel.h"
+#include "Platform/Clock.h"
+
+namespace halcyra {
+
+/// What a view may ask of the application beside the model's commands. Actions may be empty; main thread only.
+struct ViewContext {
+  std::shared_ptr<AppModel> model;
+  std::function<void()> openDashboard;
+  std::function<void()> openSensors;
+  std::function<void()> openSettings;
+  std::function<void()> quit;
+  std::function<void()> checkForUpdates;
+  /// Null where the view needs no time.
+  Clock* clock = nullptr;
+  /// The application's version, as "1.2.3".
+  std::string version;
+};
+
+}  // namespace halcyra
