@@ -1,0 +1,77 @@
+#include "App/AppDelegate.h"
+
+#include <utility>
+
+#include "fmt/format.h"
+
+#include "XPC/FanControlXPC.h"
+
+namespace halcyra {
+
+namespace {
+
+std::string helperName() {
+  return std::string(FanControlXPC::daemonPlistName);
+}
+
+}  // namespace
+
+AppDelegate::AppDelegate(Platform& platform, std::shared_ptr<AppModel> model, LaunchFlags flags,
+                         AppDelegateSurroundings surroundings)
+    : platform_(platform), model_(std::move(model)), flags_(flags), surroundings_(std::move(surroundings)) {}
+
+void AppDelegate::applicationDidFinishLaunching() {
+  if (flags_.refreshHelperRegistration) {
+    refreshRegistration();
+    return;
+  }
+  surroundings_.startUpdates();
+  if (flags_.installHelper) model_->installHelper();
+}
+
+TerminateReply AppDelegate::applicationShouldTerminate() {
+  if (flags_.refreshHelperRegistration) return TerminateReply::terminateNow;
+  if (!terminationPending_) {
+    terminationPending_ = true;
+    platform_.dispatch.mainQueue().async([self = shared_from_this()] {
+      self->model_->prepareForTermination([self] { self->surroundings_.terminate(); });
+    });
+  }
+  return TerminateReply::terminateLater;
+}
+
+void AppDelegate::refreshRegistration() {
+  try {
+    platform_.serviceManagement.unregisterDaemon(helperName());
+  } catch (...) {
+    surroundings_.standardError(
+        fmt::format("Aerovane helper unregister failed: {}\n", currentExceptionAsError().localizedDescription()));
+    surroundings_.terminate();
+    return;
+  }
+  platform_.dispatch.mainQueue().async([self = shared_from_this()] { self->registerHelper(1); });
+}
+
+void AppDelegate::registerHelper(int attempt) {
+  try {
+    platform_.serviceManagement.registerDaemon(helperName());
+    surroundings_.standardOutput(fmt::format("Aerovane helper registration refreshed: {}\n",
+                                             platform_.serviceManagement.daemonStatus(helperName())));
+    surroundings_.terminate();
+  } catch (...) {
+    surroundings_.standardError(fmt::format("Aerovane helper register failed (attempt {}): {}\n", attempt,
+                                            currentExceptionAsError().localizedDescription()));
+    if (attempt == registrationAttempts) {
+      surroundings_.terminate();
+      return;
+    }
+    const std::weak_ptr<AppDelegate> weak = weak_from_this();
+    retry_ = platform_.dispatch.mainQueue().startTimer(registrationRetryDelay, Seconds{0}, Seconds{0}, [weak, attempt] {
+      if (const auto self = weak.lock()) {
+        self->registerHelper(attempt + 1);
+      }
+    });
+  }
+}
+
+}  // namespace halcyra

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+namespace halcyra {
+
+class AppModel;
+
+/// The text beside the menu bar icon: the temperature of each fan zone, or the displayed one, and the fan speeds.
+std::string menuBarTitle(const AppModel& model);
+
+}  // namespace halcyra
