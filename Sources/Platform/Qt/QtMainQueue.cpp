@@ -1,0 +1,132 @@
+#include "Platform/Qt/QtMainQueue.h"
+
+#include <QMetaObject>
+#include <QPointer>
+#include <QThread>
+#include <QTimer>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <future>
+#include <stdexcept>
+#include <utility>
+
+#include "Platform/Precondition.h"
+
+namespace halcyra {
+
+namespace {
+
+/// Qt counts milliseconds in an int.
+int milliseconds(Seconds seconds) {
+  constexpr double longest = 2.0e9;
+  return static_cast<int>(std::ceil(std::clamp(seconds.count() * 1000.0, 0.0, longest)));
+}
+
+/// One timer, on the main thread. Firings hold it, so that one may cancel itself.
+class QtTimerState : public std::enable_shared_from_this<QtTimerState> {
+ public:
+  QtTimerState(Seconds period, Seconds leeway, std::function<void()> fire)
+      : period_(period), leeway_(leeway), fire_(std::move(fire)) {}
+
+  void start(QObject* owner, Seconds first) {
+    if (isCancelled_) return;
+    timer_ = new QTimer(owner);
+    timer_->setTimerType(leeway_.count() > 0 ? Qt::CoarseTimer : Qt::PreciseTimer);
+    timer_->setSingleShot(true);
+    QObject::connect(timer_, &QTimer::timeout, timer_, [weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->run();
+    });
+    due_ = std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::nanoseconds>(first);
+    timer_->start(milliseconds(first));
+  }
+
+  void cancel() {
+    isCancelled_ = true;
+    if (timer_) timer_->deleteLater();
+    timer_.clear();
+  }
+
+ private:
+  void run() {
+    if (isCancelled_) return;
+    if (period_.count() > 0) {
+      // From the time that was due, so that lateness does not add up; missed firings are left out.
+      const auto period = std::chrono::duration_cast<std::chrono::nanoseconds>(period_);
+      const auto now = std::chrono::steady_clock::now();
+      do {
+        due_ += period;
+      } while (due_ <= now);
+      timer_->start(milliseconds(due_ - now));
+    }
+    fire_();
+  }
+
+  Seconds period_;
+  Seconds leeway_;
+  std::function<void()> fire_;
+  QPointer<QTimer> timer_;
+  std::chrono::steady_clock::time_point due_;
+  bool isCancelled_ = false;
+};
+
+class QtTimerHandle : public Timer {
+ public:
+  QtTimerHandle(QPointer<QObject> target, std::shared_ptr<QtTimerState> state)
+      : target_(std::move(target)), state_(std::move(state)) {}
+  ~QtTimerHandle() override {
+    if (!target_ || target_->thread() == QThread::currentThread()) {
+      state_->cancel();
+    } else {
+      QMetaObject::invokeMethod(
+          target_, [state = state_] { state->cancel(); }, Qt::QueuedConnection);
+    }
+  }
+
+ private:
+  QPointer<QObject> target_;
+  std::shared_ptr<QtTimerState> state_;
+};
+
+}  // namespace
+
+QtMainQueue::QtMainQueue() : target_(std::make_unique<QObject>()) {}
+
+QtMainQueue::~QtMainQueue() = default;
+
+void QtMainQueue::async(std::function<void()> work) {
+  QMetaObject::invokeMethod(target_.get(), std::move(work), Qt::QueuedConnection);
+}
+
+void QtMainQueue::sync(const std::function<void()>& work) {
+  precondition(target_->thread() != QThread::currentThread(), "a queue cannot wait for itself");
+  auto promise = std::make_shared<std::promise<void>>();
+  std::future<void> result = promise->get_future();
+  // Only the queue holds the promise from here on, so that dropped work wakes the waiter.
+  async([done = std::move(promise), &work] {
+    try {
+      work();
+      done->set_value();
+    } catch (...) {
+      done->set_exception(std::current_exception());
+    }
+  });
+  try {
+    result.get();
+  } catch (const std::future_error&) {
+    throw std::runtime_error("the queue ended before the work began");
+  }
+}
+
+std::unique_ptr<Timer> QtMainQueue::startTimer(Seconds first, Seconds period, Seconds leeway,
+                                               std::function<void()> fire) {
+  auto state = std::make_shared<QtTimerState>(period, leeway, std::move(fire));
+  if (target_->thread() == QThread::currentThread()) {
+    state->start(target_.get(), first);
+  } else {
+    async([state, first, target = target_.get()] { state->start(target, first); });
+  }
+  return std::make_unique<QtTimerHandle>(target_.get(), std::move(state));
+}
+
+}  // namespace halcyra
