@@ -383,7 +383,7 @@ void HelperClient::setTarget(int fan, std::int64_t rpm, const DictionaryCompleti
 }
 
 void HelperClient::resetAll(const DictionaryCompletion& completion) {
-  state_->command(std::nullopt, std::move(completion),
+  state_->command(std::nullopt, completion,
                   [](auto& helper, const std::string& id, auto reply) { helper.resetAll(id, std::move(reply)); });
 }
 
