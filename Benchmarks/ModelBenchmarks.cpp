@@ -8,18 +8,12 @@
 #include "fmt/format.h"
 
 #include "App/AppModel.h"
+#include "AppModelAccess.h"
 #include "Support/TestPlatform.h"
 #include "Support/VirtualMacIOKit.h"
 #include "Support/VirtualScheduler.h"
 
 namespace halcyra {
-
-/// The model's way in past its poller.
-struct AppModelAccess {
-  static void apply(AppModel& model, TelemetrySnapshot snapshot) {
-    model.applySnapshot(std::move(snapshot.fans), snapshot.average, std::move(snapshot.readings));
-  }
-};
 
 namespace benchmarks {
 namespace {

@@ -32,7 +32,6 @@ void AppModel::recordHistory(const CPUCoreAverage& average, const std::vector<Se
                        .rpms = {}};
   std::vector<FanInfo> fans = *fans_;
   std::sort(fans.begin(), fans.end(), [](const FanInfo& a, const FanInfo& b) { return a.index < b.index; });
-  sample.rpms.reserve(fans.size());
   for (const FanInfo& fan : fans) {
     sample.rpms.push_back(fan.actualRPM);
   }

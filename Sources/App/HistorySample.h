@@ -1,9 +1,8 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
-#include <vector>
 
+#include "App/FanSpeeds.h"
 #include "Platform/Time.h"
 
 namespace halcyra {
@@ -19,7 +18,7 @@ struct HistorySample {
   std::optional<double> gpuCoreAverage;
   double controlTemp = 0;
   /// The actual speed of every fan, by fan index.
-  std::vector<std::int64_t> rpms;
+  FanSpeeds rpms;
 
   bool operator==(const HistorySample&) const = default;
 };
