@@ -37,13 +37,14 @@ void InProcessMachServices::Connection::call(const std::string& selector, Proper
   if (!bus || !process_->isAlive()) {
     return;
   }
-  const std::uint64_t call = ++lastCall_;
-  pending_[call] = {std::move(reply), std::move(failure)};
   (*bus)->sent_.push_back(selector);
   if (!isValid_) {
-    fail(call, invalid(), Seconds{0});
+    // Not among the calls that are out: the caller is answered even when this is gone before.
+    queue_->async([failure = std::move(failure)] { failure(invalid()); });
     return;
   }
+  const std::uint64_t call = ++lastCall_;
+  pending_[call] = {std::move(reply), std::move(failure)};
   hasSent_ = true;
   fail(call, timedOut(), (*bus)->callTimeout_);
   (*bus)->send({weak_from_this(), call, serviceName_, caller_, selector, std::move(arguments), std::nullopt});

@@ -150,6 +150,7 @@ void InvariantObserver::checkOwnership(ClosedLoop& loop, Circumstances& circumst
   const auto index = static_cast<std::size_t>(fan.index);
   double& ownerless = ownerlessFor_.at(index);
   if (fan.mode == 0) circumstances.isForeign.at(index) = false;
+  if (fan.mode == 1) circumstances.isTaken.at(index) = false;
   const ObservedSession* const session = sessions_->live();
   const bool isOwned = fan.mode == 0 || (session != nullptr && isFresh(*session));
   if (isOwned) wasHidden_.at(index) = false;
@@ -176,7 +177,8 @@ bool InvariantObserver::canBeHandedBack(ClosedLoop& loop, const Circumstances& c
   if (!circumstances.busIsUp || !messagesAreReliable_) return false;
   return std::any_of(circumstances.applications.begin(), circumstances.applications.end(), [&](const auto& each) {
     const ObservedSession* const session = sessions_->lastOf(each.first);
-    return !each.second.isHeld && session != nullptr && !session->helper->isAlive();
+    return !each.second.isHeld && session != nullptr && !session->helper->isAlive() &&
+           session->begun > circumstances.lastConnectionLoss;
   });
 }
 
@@ -252,7 +254,8 @@ void InvariantObserver::checkRecovery(const Circumstances& circumstances, const 
       const auto index = static_cast<std::size_t>(fan.index);
       const bool isBack = fan.mode == 0 || circumstances.isForeign.at(index) || wasHidden_.at(index);
       if (!isBack) report(Rule::recovery, now_, fmt::format("fan {} is manual under Apple Default", fan.index));
-    } else if (fan.mode != 1 || !isLive) {
+    } else if ((fan.mode != 1 && !circumstances.isTaken.at(static_cast<std::size_t>(fan.index))) || !isLive) {
+      // A fan that another party has taken is noticed by its target, and only where that is not the wanted one.
       report(Rule::recovery, now_, fmt::format("fan {} is not driven by {}", fan.index, circumstances.wantedPreset));
     }
   }

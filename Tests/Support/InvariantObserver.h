@@ -65,6 +65,11 @@ struct Circumstances {
   std::array<bool, 2> modeLies{};
   /// Set to manual mode by another party, and not commanded by this program since.
   std::array<bool, 2> isForeign{};
+  /// Set to automatic mode by another party, and not back in manual mode since.
+  std::array<bool, 2> isTaken{};
+  /// When connections to the helper were last invalidated, or the bus was lost: sessions from before are gone, as their
+  /// applications know.
+  double lastConnectionLoss = -1;
   /// What the user has selected, and what is selected.
   std::string wantedPreset;
   std::string selectedPreset;

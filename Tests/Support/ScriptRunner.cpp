@@ -162,6 +162,7 @@ bool ScriptRunner::performMachine(const Words& words, const std::string& command
     const bool wasAutomatic = loop_.truth().fans.at(fan).mode == 0;
     loop_.fault(fmt::format("set-mode {} {}", words[1], words.at(2)));
     if (wasAutomatic) circumstances_.isForeign.at(fan) = words[2] == "1";
+    circumstances_.isTaken.at(fan) = !wasAutomatic && words[2] == "0";
   } else if (words[0] == "message") {
     layMessageFault(words);
   } else {
@@ -176,9 +177,11 @@ bool ScriptRunner::performSystem(const Words& words) {
   } else if (words[0] == "clock") {
     loop_.scheduler.stepWallClock(Seconds{std::stod(words.at(1))});
   } else if (words[0] == "invalidate") {
+    circumstances_.lastConnectionLoss = now_;
     loop_.bus.invalidateConnections(std::string(FanControlXPC::machServiceName));
   } else if (words[0] == "lose-bus") {
     if (!std::exchange(circumstances_.busIsUp, false)) return true;
+    circumstances_.lastConnectionLoss = now_;
     loop_.bus.loseBus();
     later(std::stod(words.at(1)), [this] {
       circumstances_.busIsUp = true;
