@@ -84,6 +84,20 @@ TEST(CompetitorTests, AppearsDuringActivation) {
   }
 }
 
+TEST(CompetitorTests, AppearsWhileTheStartOfTheSessionIsOut) {
+  FaultBench bench;
+  bench.start();
+  bench.loop.bus.addFault(std::string(Selector::beginSession), {MessageFault::Kind::lateReply, Seconds{5}, {}});
+  bench.loop.activate(FanPreset::fullBlast());
+  ASSERT_TRUE(bench.untilSent(Selector::beginSession));
+  startCompetitor(bench);
+  const auto before = bench.mark();
+  bench.expectStaysHandedBack(30);
+  EXPECT_EQ(bench.driveWritesSince(before), 0u);
+  EXPECT_FALSE(bench.loop.model().hasHelperSession()) << "none is left that nobody drives";
+  EXPECT_FALSE(bench.loop.model().isBusy());
+}
+
 TEST(CompetitorTests, ComesAndGoesQuickly) {
   FaultBench bench;
   bench.startDriving(FanPreset::fullBlast());
