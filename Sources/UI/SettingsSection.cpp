@@ -1,0 +1,114 @@
+#include "UI/SettingsSection.h"
+
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "UI/SettingsFlowLayout.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr int rowHeight = 28;
+constexpr int rowSpacing = 8;
+constexpr int horizontalPadding = 16;
+constexpr int verticalPadding = 14;
+constexpr int buttonGap = 6;
+constexpr int labelToControl = 16;
+
+}  // namespace
+
+QString toQString(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+SettingsSection::SettingsSection(std::string_view heading, QWidget* parent) : QWidget(parent) {
+  auto* const layout = new QVBoxLayout(this);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(rowSpacing);
+  auto* const title = new QLabel(toQString(heading), this);
+  title->setProperty("role", "headline");
+  layout->addWidget(title);
+  auto* const card = new QFrame(this);
+  card->setProperty("card", true);
+  card->setProperty("settings", true);
+  card->setAccessibleName(toQString(heading));
+  layout->addWidget(card);
+  rows_ = new QVBoxLayout(card);
+  rows_->setContentsMargins(horizontalPadding, verticalPadding, horizontalPadding, verticalPadding);
+  rows_->setSpacing(rowSpacing);
+}
+
+QWidget* SettingsSection::addRow(std::string_view label, QWidget* control) {
+  auto* const row = new QWidget;
+  row->setMinimumHeight(rowHeight);
+  auto* const layout = new QHBoxLayout(row);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(labelToControl);
+  layout->addWidget(new QLabel(toQString(label), row));
+  if (control->sizePolicy().hasHeightForWidth()) {
+    layout->addWidget(control, 1);
+  } else {
+    layout->addStretch(1);
+    layout->addWidget(control);
+  }
+  rows_->addWidget(row);
+  return row;
+}
+
+QWidget* SettingsSection::addValue(std::string_view label, const char* objectName, QLabel** value) {
+  auto* const text = new QLabel;
+  text->setObjectName(objectName);
+  text->setProperty("role", "value");
+  text->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  text->setWordWrap(true);
+  text->setTextFormat(Qt::PlainText);
+  text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  *value = text;
+  return addRow(label, text);
+}
+
+void SettingsSection::addWidget(QWidget* widget) {
+  rows_->addWidget(widget);
+}
+
+QLabel* SettingsSection::addCaption(std::string_view text, const char* objectName) {
+  auto* const caption = new QLabel(toQString(text));
+  if (objectName != nullptr) {
+    caption->setObjectName(objectName);
+  }
+  caption->setProperty("role", "secondary");
+  caption->setTextFormat(Qt::PlainText);
+  caption->setWordWrap(true);
+  rows_->addWidget(caption);
+  return caption;
+}
+
+void SettingsSection::addButtons(std::initializer_list<QPushButton*> buttons, Qt::Alignment alignment) {
+  if (buttons.size() == 1) {
+    rows_->addWidget(*buttons.begin(), 0, alignment);
+    return;
+  }
+  auto* const row = new QWidget;
+  auto* const layout = new SettingsFlowLayout(row, buttonGap);
+  for (QPushButton* const button : buttons) {
+    layout->addWidget(button);
+  }
+  QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
+  policy.setHeightForWidth(true);
+  row->setSizePolicy(policy);
+  rows_->addWidget(row);
+}
+
+QWidget* SettingsSection::addLine() {
+  auto* const line = new QFrame;
+  line->setProperty("line", true);
+  line->setFixedHeight(1);
+  rows_->addWidget(line);
+  return line;
+}
+
+}  // namespace halcyra

@@ -1,0 +1,52 @@
+#include "UI/SettingsState.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "fmt/format.h"
+
+#include "App/AppModel.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr double stepsPerSecond = 2.0;
+constexpr std::string_view missing = "—";
+
+static_assert(firstIntervalStep == AppModel::minimumPollingInterval * stepsPerSecond);
+static_assert(lastIntervalStep == AppModel::maximumPollingInterval * stepsPerSecond);
+
+}  // namespace
+
+double settingsInterval(int step) {
+  return std::clamp(step, firstIntervalStep, lastIntervalStep) / stepsPerSecond;
+}
+
+int settingsIntervalStep(double seconds) {
+  const double limited = std::clamp(seconds, AppModel::minimumPollingInterval, AppModel::maximumPollingInterval);
+  return static_cast<int>(std::lround(limited * stepsPerSecond));
+}
+
+SettingsState makeSettingsState(const AppModel& model, const BundleVersion& version) {
+  SettingsState state;
+  state.owner = model.fanControlOwnership();
+  state.ownerDetail = detail(state.owner);
+  state.detectedWriter = model.competingController();
+  state.helperStatus = rawValue(model.helperState());
+  state.helperApproved = model.helperState() == HelperInstallState::enabled;
+  state.supervisedTest = model.supervisedTestPassed() ? "Passed" : "Required";
+  state.canChangeHelper = !model.isBusy();
+  state.startAtLogin = model.launchAtLogin();
+  state.intervalStep = settingsIntervalStep(model.pollingInterval());
+  state.applyInterval = fmt::format("Apply {:.1f} second interval", model.pollingInterval());
+  state.spokenInterval = fmt::format("{:.1f} seconds", model.pollingInterval());
+  state.overheatAlerts = model.overheatAlertsEnabled();
+  state.threshold = static_cast<int>(std::lround(model.overheatThreshold()));
+  state.thresholdText = fmt::format("{} °C", state.threshold);
+  state.version = fmt::format("{} ({})", version.shortVersion.value_or(std::string(missing)),
+                              version.build.value_or(std::string(missing)));
+  return state;
+}
+
+}  // namespace halcyra
