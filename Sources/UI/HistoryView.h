@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QWidget>
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "UI/HistoryViewState.h"
+
+class QComboBox;
+class QGridLayout;
+class QLabel;
+
+namespace halcyra {
+
+class FigureLabel;
+class HistoryFigure;
+class LineChart;
+
+/// The panel's full-history chart with its picker, figures and peak speeds. Passive: the owner refreshes it, keeps the
+/// selection, and closes it on `collapseRequested`.
+class ExpandedSensorHistoryView : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit ExpandedSensorHistoryView(QWidget* parent = nullptr);
+
+  /// Shows the model's present history. Touches only what has changed.
+  void refresh(const AppModel& model, const std::string& selectedSensorID);
+  void refresh(const SessionHistory& history, const std::string& selectedSensorID);
+
+ signals:
+  /// The user has chosen another entry of the picker.
+  void sensorSelected(const QString& id);
+  void collapseRequested();
+
+ private:
+  struct FanLine {
+    QLabel* name = nullptr;
+    FigureLabel* speed = nullptr;
+    FigureLabel* peak = nullptr;
+  };
+
+  QWidget* makeHeader();
+  QWidget* makeEmptyState();
+  QWidget* makeFigures();
+  void apply(const ExpandedSensorHistoryState& state);
+  void applyOptions(const ExpandedSensorHistoryState& state);
+  void applyFans(const std::vector<ExpandedSensorHistoryState::FanRow>& fans);
+
+  ExpandedSensorHistory history_;
+  std::optional<ExpandedSensorHistoryState> shown_;
+  QLabel* description_ = nullptr;
+  QComboBox* picker_ = nullptr;
+  LineChart* chart_ = nullptr;
+  QWidget* emptyState_ = nullptr;
+  std::array<HistoryFigure*, 3> figures_{};
+  QWidget* fanRows_ = nullptr;
+  QGridLayout* fanGrid_ = nullptr;
+  std::vector<FanLine> fanLines_;
+};
+
+}  // namespace halcyra

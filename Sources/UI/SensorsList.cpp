@@ -1,0 +1,148 @@
+#include "UI/SensorsList.h"
+
+#include <QPainter>
+#include <algorithm>
+
+#include "UI/Fonts.h"
+#include "UI/Theme.h"
+#include "UI/ZoneGaugeColors.h"
+
+namespace halcyra {
+
+namespace {
+
+/// Pixels.
+constexpr int readingHeight = 25;
+constexpr int headerHeight = 28;
+constexpr int spaceAboveHeader = 11;
+constexpr int margin = 16;
+constexpr int dotDistance = 90;
+constexpr double dotDiameter = 7;
+
+}  // namespace
+
+std::vector<SensorsListModel::Item> SensorsListModel::flatten(const std::vector<SensorsState::Group>& groups) {
+  std::vector<Item> items;
+  for (const SensorsState::Group& group : groups) {
+    items.push_back({QString::fromStdString(group.title), {}, std::nullopt, true});
+    for (const SensorsState::Row& row : group.rows) {
+      items.push_back({QString::fromStdString(row.name), QString::fromStdString(row.value), row.color, false});
+    }
+  }
+  return items;
+}
+
+void SensorsListModel::setGroups(const std::vector<SensorsState::Group>& groups) {
+  std::vector<Item> items = flatten(groups);
+  const bool sameRows = std::ranges::equal(items, items_, [](const Item& a, const Item& b) { return a.isSameRow(b); });
+  if (!sameRows) {
+    beginResetModel();
+    items_ = std::move(items);
+    endResetModel();
+    return;
+  }
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (items[i] == items_[i]) continue;
+    items_[i] = std::move(items[i]);
+    const QModelIndex changed = index(static_cast<int>(i));
+    emit dataChanged(changed, changed, {valueRole, zoneRole, Qt::AccessibleTextRole});
+  }
+}
+
+int SensorsListModel::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(items_.size());
+}
+
+QVariant SensorsListModel::data(const QModelIndex& index, int role) const {
+  if (!index.isValid() || index.row() >= rowCount()) return {};
+  const Item& item = items_[static_cast<std::size_t>(index.row())];
+  switch (role) {
+    case Qt::DisplayRole:
+      return item.text;
+    case Qt::AccessibleTextRole:
+      return accessibleText(item);
+    case valueRole:
+      return item.value;
+    case zoneRole:
+      return item.color ? QVariant(static_cast<int>(*item.color)) : QVariant();
+    case isHeaderRole:
+      return item.isHeader;
+    default:
+      return {};
+  }
+}
+
+QString SensorsListModel::accessibleText(const Item& item) const {
+  return item.isHeader ? item.text : item.text + QStringLiteral(", ") + item.value;
+}
+
+Qt::ItemFlags SensorsListModel::flags(const QModelIndex& index) const {
+  if (!index.isValid()) return Qt::NoItemFlags;
+  const Qt::ItemFlags readable = Qt::ItemIsEnabled | Qt::ItemNeverHasChildren;
+  return index.data(isHeaderRole).toBool() ? readable : readable | Qt::ItemIsSelectable;
+}
+
+QSize SensorsListDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const {
+  if (!index.data(SensorsListModel::isHeaderRole).toBool()) return {0, readingHeight};
+  return {0, index.row() == 0 ? headerHeight : headerHeight + spaceAboveHeader};
+}
+
+void SensorsListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
+  painter->save();
+  if (index.data(SensorsListModel::isHeaderRole).toBool()) {
+    paintHeader(*painter, option.rect, index);
+  } else {
+    paintReading(*painter, option, index);
+  }
+  painter->restore();
+}
+
+void SensorsListDelegate::paintHeader(QPainter& painter, const QRect& rect, const QModelIndex& index) const {
+  const Theme& theme = Theme::current();
+  if (index.row() > 0) painter.fillRect(rect.left(), rect.top() + spaceAboveHeader, rect.width(), 1, theme.hair);
+  QFont font = textFont(TextStyle::caption);
+  font.setWeight(QFont::DemiBold);
+  painter.setFont(font);
+  painter.setPen(theme.text2);
+  const QRect text(rect.left() + margin, rect.bottom() + 1 - headerHeight, rect.width() - 2 * margin, headerHeight);
+  painter.drawText(text, Qt::AlignLeft | Qt::AlignVCenter, index.data().toString());
+}
+
+void SensorsListDelegate::paintReading(QPainter& painter, const QStyleOptionViewItem& option,
+                                       const QModelIndex& index) const {
+  const Theme& theme = Theme::current();
+  const QRect& rect = option.rect;
+  const bool isSelected = option.state.testFlag(QStyle::State_Selected);
+  if (isSelected) {
+    painter.fillRect(rect, theme.accentTint);
+  } else if (option.state.testFlag(QStyle::State_MouseOver)) {
+    painter.fillRect(rect, theme.btn);
+  }
+  if (isSelected && option.state.testFlag(QStyle::State_KeyboardFocusChange)) {
+    painter.setPen(QPen(theme.accent, 2));
+    painter.drawRect(QRectF(rect).adjusted(1, 1, -1, -1));
+  }
+
+  painter.setPen(theme.text);
+  painter.setFont(textFont(TextStyle::body));
+  const int nameWidth = rect.width() - margin - dotDistance - margin;
+  const QString name = painter.fontMetrics().elidedText(index.data().toString(), Qt::ElideRight, nameWidth);
+  painter.drawText(QRect(rect.left() + margin, rect.top(), nameWidth, rect.height()), Qt::AlignLeft | Qt::AlignVCenter,
+                   name);
+  const QVariant zone = index.data(SensorsListModel::zoneRole);
+  if (zone.isValid()) {
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(zoneFill(static_cast<ZoneColor>(zone.toInt())));
+    painter.drawEllipse(QPointF(rect.right() + 1 - dotDistance, rect.top() + rect.height() / 2.0), dotDiameter / 2,
+                        dotDiameter / 2);
+  }
+  QFont valueFont = textFont(TextStyle::body);
+  valueFont.setWeight(QFont::Medium);
+  painter.setFont(valueFont);
+  painter.setPen(theme.text);
+  drawFigures(painter, rect.adjusted(0, 0, -margin, 0), Qt::AlignRight | Qt::AlignVCenter,
+              index.data(SensorsListModel::valueRole).toString());
+}
+
+}  // namespace halcyra

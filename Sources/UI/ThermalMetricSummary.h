@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QWidget>
+#include <vector>
+
+#include "UI/TemperatureGaugeState.h"
+
+namespace halcyra {
+
+class AppModel;
+class FigureLabel;
+
+/// The table of die aggregates, "Live sensor comparison".
+class ThermalMetricSummary : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit ThermalMetricSummary(QWidget* parent = nullptr);
+
+  void setMetrics(const ThermalMetrics& metrics);
+  /// Shows the model's present aggregates.
+  void refresh(const AppModel& model);
+
+ private:
+  QWidget* makeRow(const ThermalMetricRow& row);
+
+  std::vector<FigureLabel*> values_;
+};
+
+}  // namespace halcyra

@@ -1,0 +1,185 @@
+#include <QComboBox>
+#include <QLabel>
+#include <QPaintEvent>
+#include <QSignalSpy>
+#include <QTest>
+#include <QToolButton>
+#include <memory>
+
+#include "gtest/gtest.h"
+
+#include "UI/Charts/LineChart.h"
+#include "UI/HistoryGraphView.h"
+#include "UI/HistoryView.h"
+#include "UI/Sparkline.h"
+#include "UI/Theme.h"
+
+namespace halcyra::test {
+
+namespace {
+
+/// Counts how often a widget is painted.
+class PaintCounter : public QObject {
+ public:
+  explicit PaintCounter(QWidget* widget) { widget->installEventFilter(this); }
+  int take() {
+    QApplication::processEvents();
+    return std::exchange(count_, 0);
+  }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::Paint) ++count_;
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  int count_ = 0;
+};
+
+struct Session {
+  std::vector<HistorySample> samples;
+  AppModel::SensorHistory sensors;
+  std::vector<SensorReading> readings{{"TCMz", "TCMz", 60}, {"Te05", "Te05", 40}};
+  std::vector<FanInfo> fans{{0, 2040, 1350, 5950}, {1, 1980, 1350, 6200}};
+
+  void add(double control) {
+    const double seconds = 1'700'000'000.0 + 2.0 * static_cast<double>(samples.size());
+    samples.push_back({.date = Date(Seconds(seconds)),
+                       .cpuTemp = control,
+                       .cpuCoreAverage = control - 5,
+                       .gpuCoreAverage = std::nullopt,
+                       .controlTemp = control,
+                       .rpms = std::vector<std::int64_t>{2000 + 10 * static_cast<int>(control), 1500}});
+    sensors["TCMz"].push_back(static_cast<float>(control + 10));
+    sensors["Te05"].push_back(static_cast<float>(control - 10));
+  }
+  SessionHistory history() const { return {samples, sensors, readings, fans}; }
+};
+
+/// Pixels of `widget` that are closer to `color` than to anything grey.
+int pixelsOf(QWidget& widget, const QColor& color) {
+  const QImage image = widget.grab().toImage();
+  int count = 0;
+  for (int y = 0; y < image.height(); ++y) {
+    for (int x = 0; x < image.width(); ++x) {
+      const QColor pixel = image.pixelColor(x, y);
+      const int distance = std::abs(pixel.red() - color.red()) + std::abs(pixel.green() - color.green()) +
+                           std::abs(pixel.blue() - color.blue());
+      if (distance < 60) ++count;
+    }
+  }
+  return count;
+}
+
+constexpr const char* zone = ExpandedSensorHistory::fanControlSignalID;
+
+}  // namespace
+
+TEST(ExpandedSensorHistoryView, turnsFromCollectingToAChart) {
+  Session session;
+  ExpandedSensorHistoryView view;
+  view.resize(318, 420);
+  view.show();
+  auto* const chart = view.findChild<LineChart*>("sessionHistoryChart");
+  auto* const note = view.findChild<QWidget*>("historyEmptyState");
+  auto* const description = view.findChild<QLabel*>("historyDescription");
+  session.add(50);
+  view.refresh(session.history(), zone);
+  EXPECT_FALSE(chart->isVisible());
+  EXPECT_TRUE(note->isVisible());
+  EXPECT_EQ(description->text(), "Warmest Fan Zone (curve input) · 1 samples · 0s");
+
+  for (int i = 0; i < 45; ++i) session.add(50 + i % 20);
+  view.refresh(session.history(), zone);
+  EXPECT_TRUE(chart->isVisible());
+  EXPECT_FALSE(note->isVisible());
+  EXPECT_EQ(description->text(), "Warmest Fan Zone (curve input) · 46 samples · 1m 30s");
+  EXPECT_EQ(chart->accessibleName(), "Warmest Fan Zone (curve input) full session chart");
+  EXPECT_EQ(view.findChild<QWidget*>("historyFigurePeak")->accessibleDescription(), "69.0");
+  EXPECT_EQ(view.findChild<QWidget*>("historyFigureLow")->accessibleDescription(), "50.0");
+  EXPECT_GT(pixelsOf(*chart, Theme::current().data), 100);
+
+  view.refresh(session.history(), "Tzzz");
+  EXPECT_FALSE(chart->isVisible());
+  EXPECT_EQ(view.findChild<QWidget*>("historyFigurePeak")->accessibleDescription(), "—");
+}
+
+TEST(ExpandedSensorHistoryView, thePickerAsksForAnotherSensorAndKeepsItsPlace) {
+  Session session;
+  for (int i = 0; i < 10; ++i) session.add(50 + i);
+  ExpandedSensorHistoryView view;
+  view.show();
+  view.refresh(session.history(), zone);
+  auto* const picker = view.findChild<QComboBox*>("sensorPicker");
+  QSignalSpy selected(&view, &ExpandedSensorHistoryView::sensorSelected);
+  EXPECT_EQ(picker->accessibleName(), "Sensor");
+  EXPECT_EQ(picker->currentText(), "Warmest Fan Zone (curve input)");
+  EXPECT_EQ(picker->count(), 4);
+
+  picker->setFocus();
+  QTest::keyClick(picker, Qt::Key_Down);
+  QTest::keyClick(picker, Qt::Key_Down);
+  ASSERT_EQ(selected.count(), 2);
+  EXPECT_EQ(selected.last().first().toString(), "TCMz");
+
+  view.refresh(session.history(), "TCMz");
+  EXPECT_EQ(picker->currentText(), "CPU Die Hotspot (TCMz)");
+  session.readings.push_back({"TA00", "TA00", 30});
+  view.refresh(session.history(), "TCMz");
+  EXPECT_EQ(picker->count(), 5);
+  EXPECT_EQ(picker->currentText(), "CPU Die Hotspot (TCMz)");
+  EXPECT_EQ(selected.count(), 2) << "only the user selects";
+}
+
+TEST(ExpandedSensorHistoryView, collapses) {
+  ExpandedSensorHistoryView view;
+  view.show();
+  auto* const button = view.findChild<QToolButton*>("collapseHistory");
+  QSignalSpy collapsed(&view, &ExpandedSensorHistoryView::collapseRequested);
+  EXPECT_EQ(button->accessibleName(), "Collapse session chart");
+  QTest::mouseClick(button, Qt::LeftButton);
+  QTest::keyClick(button, Qt::Key_Space);
+  EXPECT_EQ(collapsed.count(), 2);
+}
+
+TEST(HistoryGraphView, paintsOnlyWhatIsNew) {
+  Session session;
+  HistoryGraphView view;
+  view.resize(700, 330);
+  view.show();
+  auto* const zoneChart = view.findChild<LineChart*>("fanZoneChart");
+  auto* const speedChart = view.findChild<LineChart*>("fanSpeedChart");
+  EXPECT_EQ(zoneChart->accessibleName(), "Fan curve temperature history");
+  for (int i = 0; i < 20; ++i) session.add(50 + i);
+  view.setSamples(session.samples);
+  const Theme& theme = Theme::current();
+  EXPECT_GT(pixelsOf(*zoneChart, theme.data), 100);
+  EXPECT_GT(pixelsOf(*speedChart, theme.series0), 100);
+  EXPECT_GT(pixelsOf(*speedChart, theme.series1), 100);
+  EXPECT_EQ(pixelsOf(*speedChart, theme.data), 0);
+  EXPECT_EQ(view.findChild<QWidget*>("fanSeriesKey")->accessibleName(), "Fan: Left, Right");
+
+  PaintCounter paints(zoneChart);
+  paints.take();
+  view.setSamples(session.samples);
+  EXPECT_EQ(paints.take(), 0) << "nothing has changed";
+  session.add(40);
+  view.setSamples(session.samples);
+  EXPECT_EQ(paints.take(), 1);
+}
+
+TEST(MenuBarSparkline, isEmptyForAFlatTrend) {
+  Session session;
+  MenuBarSparkline sparkline;
+  EXPECT_EQ(sparkline.size(), QSize(72, 18));
+  EXPECT_EQ(sparkline.accessibleName(), "Fan curve temperature trend");
+  for (int i = 0; i < 20; ++i) session.add(50);
+  sparkline.setSamples(session.samples);
+  EXPECT_EQ(pixelsOf(sparkline, Theme::current().data), 0);
+  for (int i = 0; i < 20; ++i) session.add(50 + i);
+  sparkline.setSamples(session.samples);
+  EXPECT_GT(pixelsOf(sparkline, Theme::current().data), 20);
+}
+
+}  // namespace halcyra::test

@@ -1,0 +1,98 @@
+#include <QLabel>
+#include <QVariantAnimation>
+#include <cmath>
+
+#include "gtest/gtest.h"
+
+#include "UI/TemperatureGauge.h"
+#include "UI/TemperatureGaugeCompact.h"
+#include "UI/TemperatureGaugeLegend.h"
+#include "UI/Theme.h"
+#include "UI/ThermalMetricSummary.h"
+
+namespace halcyra::test {
+
+namespace {
+
+QColor pixel(QWidget& widget, double fraction) {
+  const QImage image = widget.grab().toImage();
+  return image.pixelColor(static_cast<int>(image.width() * fraction), image.height() / 2);
+}
+
+}  // namespace
+
+TEST(TemperatureGaugeBar, showsTheZonesAndFadesThemWithoutAValue) {
+  TemperatureGaugeBar bar(22);
+  bar.resize(500, bar.height());
+  bar.setTemperature(67.5);
+  const Theme& theme = Theme::current();
+  EXPECT_EQ(bar.accessibleName(), "Hottest sensor temperature gauge");
+  EXPECT_EQ(bar.accessibleDescription(), "67.5 degrees Celsius");
+  EXPECT_EQ(pixel(bar, 0.1), theme.cool);
+  EXPECT_EQ(pixel(bar, 0.3), theme.normal);
+  EXPECT_EQ(pixel(bar, 0.5), theme.text) << "the marker";
+  EXPECT_EQ(pixel(bar, 0.55), theme.warm);
+  EXPECT_EQ(pixel(bar, 0.9), theme.vhot);
+  bar.setTemperature(std::nullopt);
+  EXPECT_EQ(bar.accessibleDescription(), "unavailable");
+  EXPECT_NE(pixel(bar, 0.1), theme.cool);
+  EXPECT_NE(pixel(bar, 0.5), theme.text);
+}
+
+TEST(TemperatureGaugeBar, movesWithTheSpringAndStopsAtOnceWithoutAValue) {
+  TemperatureGaugeBar bar(6);
+  bar.resize(500, bar.height());
+  bar.show();
+  bar.setTemperature(40);
+  EXPECT_EQ(bar.animatedTemperature(), 40) << "the first value has nowhere to come from";
+
+  auto* const animation = bar.findChild<QVariantAnimation*>();
+  bar.setTemperature(100);
+  EXPECT_EQ(bar.temperature(), 100);
+  EXPECT_EQ(bar.animatedTemperature(), 40);
+  animation->setCurrentTime(animation->duration() / 4);
+  // After 135 ms the spring of 0.36 s has gone 1 − (1 + 2.36) e^−2.36 of its way.
+  EXPECT_NEAR(*bar.animatedTemperature(), 40 + 60 * 0.682, 0.5);
+  double before = *bar.animatedTemperature();
+  for (int time = animation->duration() / 4; time < animation->duration(); time += 20) {
+    animation->setCurrentTime(time);
+    EXPECT_GE(*bar.animatedTemperature(), before) << "no overshoot, no way back";
+    EXPECT_LE(*bar.animatedTemperature(), 100);
+    before = *bar.animatedTemperature();
+  }
+  animation->setCurrentTime(animation->duration());
+  EXPECT_EQ(bar.animatedTemperature(), 100);
+
+  bar.setTemperature(50);
+  bar.setTemperature(std::nullopt);
+  EXPECT_EQ(bar.animatedTemperature(), std::nullopt);
+  EXPECT_EQ(animation->state(), QAbstractAnimation::Stopped);
+
+  bar.setTemperature(50);
+  bar.hide();
+  bar.setTemperature(90);
+  EXPECT_EQ(bar.animatedTemperature(), 90) << "nobody sees it";
+}
+
+TEST(TemperatureGaugeView, saysTheStatusAndWrapsItsLegend) {
+  TemperatureGaugeView view;
+  view.setActivePresetName("Quiet Desk");
+  EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugeStatus")->text(), "Temperature sensor unavailable");
+  view.setTemperature(44.99);
+  EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugeStatus")->text(), "Cool — idle or light work");
+  EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugePreset")->text(), "Quiet Desk");
+  auto* const legend = view.findChild<TemperatureGaugeLegend*>("temperatureGaugeLegend");
+  EXPECT_TRUE(legend->accessibleName().contains("Warm 60–75°, Hot 75–90°"));
+  EXPECT_EQ(legend->heightForWidth(2000), legend->sizeHint().height());
+  EXPECT_GE(legend->heightForWidth(200), 3 * legend->sizeHint().height());
+}
+
+TEST(ThermalMetricSummary, showsWhatIsPresent) {
+  ThermalMetricSummary summary;
+  summary.setMetrics({.cpuAverage = 52.34});
+  EXPECT_EQ(summary.findChild<QWidget*>("thermalMetric0")->accessibleName(), "52.3 °C");
+  EXPECT_EQ(summary.findChild<QWidget*>("thermalMetric5")->accessibleName(), "Unavailable");
+  EXPECT_GE(summary.findChild<QWidget*>("thermalMetric0")->minimumWidth(), 84);
+}
+
+}  // namespace halcyra::test
