@@ -45,7 +45,7 @@ class HelperClient {
   void beginSession(const DictionaryCompletion& completion);
   /// Ends the session; without one completes with no error at once. Locally the session is over at once.
   void endSession(ErrorCompletion completion);
-  /// Ends this session only: nothing happens when the stored session is another one by now.
+  /// Ends the named session only: nothing happens when the stored session is another one by now.
   void endSession(const std::string& sessionID, ErrorCompletion completion);
   /// Without a session these fail with "No privileged fan-control session is active".
   void setMode(int fan, bool manual, const DictionaryCompletion& completion);
