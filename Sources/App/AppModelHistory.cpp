@@ -40,7 +40,7 @@ void AppModel::recordHistory(const CPUCoreAverage& average, const std::vector<Se
     if (history.empty()) {
       history.reserve(seriesCapacity);
     }
-    history.push_back(std::move(sample));
+    history.push_back(sample);
     recordSensors(readings, position);
     HistoryRetention::trim(history, sensorHistory_, historySampleLimit, historyTrimBatchSize);
   });
