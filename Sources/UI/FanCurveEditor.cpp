@@ -1,0 +1,284 @@
+#include "UI/FanCurveEditor.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+#include <cmath>
+#include <utility>
+
+#include "UI/FanCurveEditorBlock.h"
+#include "UI/MainWidgets.h"
+#include "UI/PresetListState.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr int cardPadding = 18;
+constexpr int rowSpacing = 14;
+constexpr int labelSpacing = 4;
+constexpr int boxPadding = 14;
+constexpr int nameWidth = 240;
+/// Under the toggle's text, not its box.
+constexpr int captionIndent = 25;
+
+bool haveSameFans(const std::vector<FanCurveEditorBlock*>& shown, const std::vector<EditorBlock>& wanted) {
+  if (shown.size() != wanted.size()) return false;
+  for (std::size_t each = 0; each < shown.size(); ++each) {
+    if (shown[each]->fan() != wanted[each].fan) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+FanCurveEditor::FanCurveEditor(Callback onSave, Callback onDelete, QWidget* parent)
+    : QWidget(parent),
+      onSave_(std::move(onSave)),
+      onDelete_(std::move(onDelete)),
+      preset_(FanPreset::cpuCoreDefault()) {
+  setObjectName(QStringLiteral("fanCurveEditor"));
+  auto* const column = new QVBoxLayout(this);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(8);
+  column->addWidget(makeLabel(this, "editorTitle", TextRole::headline, EditorText::title));
+  auto* const card = new QFrame(this);
+  card->setProperty("card", true);
+  auto* const rows = new QVBoxLayout(card);
+  rows->setContentsMargins(cardPadding, rowSpacing, cardPadding, rowSpacing);
+  rows->setSpacing(rowSpacing);
+  column->addWidget(card);
+  rows->addWidget(makeNameAndSource());
+  link_ = makeLink();
+  rows->addWidget(link_);
+  blockRow_ = new QHBoxLayout;
+  blockRow_->setSpacing(rowSpacing);
+  rows->addLayout(blockRow_);
+  rows->addWidget(makeButtons());
+  refresh();
+}
+
+QWidget* FanCurveEditor::makeNameAndSource() {
+  auto* const row = new QWidget(this);
+  nameAndSource_ = new QHBoxLayout(row);
+  nameAndSource_->setContentsMargins(0, 0, 0, 0);
+  nameAndSource_->setSpacing(rowSpacing);
+  auto* const cell = new QVBoxLayout;
+  cell->setSpacing(labelSpacing);
+  QLabel* const caption = makeLabel(row, "", TextRole::secondary, EditorText::name);
+  cell->addWidget(caption);
+  name_ = new QLineEdit(row);
+  name_->setObjectName(QStringLiteral("presetName"));
+  name_->setPlaceholderText(textOf(EditorText::namePrompt));
+  name_->setAccessibleName(textOf(EditorText::name));
+  name_->setMaximumWidth(nameWidth);
+  caption->setBuddy(name_);
+  connect(name_, &QLineEdit::textEdited, this,
+          [this](const QString& text) { change([&](FanPreset& preset) { preset.name = text.toStdString(); }); });
+  cell->addWidget(name_);
+  nameAndSource_->addLayout(cell, 1);
+  source_ = makeSource();
+  nameAndSource_->addWidget(source_, 0, Qt::AlignBottom | Qt::AlignRight);
+  return row;
+}
+
+QWidget* FanCurveEditor::makeSource() {
+  auto* const segmented = new QFrame(this);
+  // The stylesheet knows segmented controls by this name.
+  segmented->setObjectName(QStringLiteral("segmented"));
+  segmented->setAccessibleName(textOf(EditorText::source));
+  auto* const row = new QHBoxLayout(segmented);
+  row->setContentsMargins(2, 2, 2, 2);
+  row->setSpacing(0);
+  auto* const group = new QButtonGroup(segmented);
+  const auto makeSegment = [&](std::string_view text, const char* name, ControlStrategy strategy) {
+    auto* const segment = new QPushButton(textOf(text), segmented);
+    segment->setObjectName(QString::fromLatin1(name));
+    segment->setAccessibleDescription(textOf(EditorText::source));
+    segment->setCheckable(true);
+    segment->setAutoDefault(false);
+    group->addButton(segment);
+    row->addWidget(segment);
+    connect(segment, &QPushButton::toggled, this, [this, strategy](bool isOn) {
+      if (isOn) change([&](FanPreset& preset) { preset.strategy = strategy; });
+    });
+    return segment;
+  };
+  curveSegment_ = makeSegment(EditorText::curve, "sourceCurve", ControlStrategy::cpuCoreAverage);
+  constantSegment_ = makeSegment(EditorText::constant, "sourceConstant", ControlStrategy::constantRPM);
+  return segmented;
+}
+
+QWidget* FanCurveEditor::makeLink() {
+  auto* const cell = new QWidget(this);
+  auto* const rows = new QVBoxLayout(cell);
+  rows->setContentsMargins(0, 0, 0, 0);
+  rows->setSpacing(labelSpacing);
+  linkToggle_ = new QCheckBox(cell);
+  linkToggle_->setObjectName(QStringLiteral("linkFans"));
+  connect(linkToggle_, &QCheckBox::toggled, this,
+          [this](bool linked) { change([&](FanPreset& preset) { setLinked(preset, linked); }); });
+  rows->addWidget(linkToggle_);
+  linkCaption_ = makeLabel(cell, "linkCaption", TextRole::caption2);
+  makeShrinkable(linkCaption_);
+  linkCaption_->setContentsMargins(captionIndent, 0, 0, 0);
+  rows->addWidget(linkCaption_);
+  return cell;
+}
+
+QWidget* FanCurveEditor::makeButtons() {
+  auto* const cell = new QWidget(this);
+  auto* const row = new QHBoxLayout(cell);
+  row->setContentsMargins(0, 0, 0, 0);
+  delete_ = new QPushButton(textOf(EditorText::remove), cell);
+  delete_->setObjectName(QStringLiteral("deletePreset"));
+  delete_->setProperty("kind", QStringLiteral("destructive"));
+  delete_->setAutoDefault(false);
+  connect(delete_, &QPushButton::clicked, this, &FanCurveEditor::askForDeletion);
+  row->addWidget(delete_);
+  row->addStretch(1);
+  save_ = new QPushButton(textOf(EditorText::save), cell);
+  save_->setObjectName(QStringLiteral("saveAndApply"));
+  save_->setProperty("kind", QStringLiteral("primary"));
+  save_->setAutoDefault(false);
+  connect(save_, &QPushButton::clicked, this, &FanCurveEditor::save);
+  row->addWidget(save_);
+  return cell;
+}
+
+void FanCurveEditor::setPreset(const FanPreset& preset) {
+  preset_ = preset;
+  refresh();
+}
+
+void FanCurveEditor::setName(const std::string& name) {
+  change([&](FanPreset& preset) { preset.name = name; });
+}
+
+void FanCurveEditor::setFanIndices(const std::vector<int>& indices) {
+  if (indices == fanIndices_) return;
+  fanIndices_ = indices;
+  refresh();
+}
+
+void FanCurveEditor::setNarrow(bool narrow) {
+  if (narrow == isNarrow_) return;
+  isNarrow_ = narrow;
+  nameAndSource_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+  nameAndSource_->setAlignment(source_, Qt::AlignBottom | (narrow ? Qt::AlignLeft : Qt::AlignRight));
+  for (QPushButton* const segment : {curveSegment_, constantSegment_}) {
+    segment->setStyleSheet(narrow ? QStringLiteral("font-size: 11px; padding: 0 5px;") : QString());
+  }
+  layOutBlocks();
+}
+
+void FanCurveEditor::change(const std::function<void(FanPreset&)>& edit) {
+  edit(preset_);
+  refresh();
+}
+
+void FanCurveEditor::refresh() {
+  const FanCurveEditorState state = makeFanCurveEditorState(preset_, fanIndices_);
+  // Typing moves the cursor; only a name from elsewhere is set.
+  if (name_->text().toStdString() != state.name) name_->setText(textOf(state.name));
+  {
+    const QSignalBlocker quietCurve(curveSegment_);
+    const QSignalBlocker quietConstant(constantSegment_);
+    const QSignalBlocker quietLink(linkToggle_);
+    (state.isConstant ? constantSegment_ : curveSegment_)->setChecked(true);
+    linkToggle_->setChecked(state.isLinked);
+  }
+  link_->setVisible(state.showsLink);
+  linkToggle_->setText(textOf(state.linkLabel));
+  setLabelText(linkCaption_, state.linkCaption);
+  if (!haveSameFans(blocks_, state.blocks)) makeBlocks(state.blocks);
+  for (std::size_t each = 0; each < blocks_.size(); ++each) {
+    blocks_[each]->apply(state.blocks[each], state.isConstant, state.hysteresis, state.hysteresisText);
+  }
+  delete_->setVisible(state.showsDelete);
+  save_->setEnabled(state.canSave);
+}
+
+void FanCurveEditor::makeBlocks(const std::vector<EditorBlock>& blocks) {
+  for (QWidget* const box : boxes_) {
+    box->hide();
+    // A field of it may be telling of its change just now.
+    box->deleteLater();
+    box->setParent(nullptr);
+  }
+  boxes_.clear();
+  blocks_.clear();
+  for (const EditorBlock& each : blocks) {
+    auto* const box = new QWidget(this);
+    auto* const column = new QVBoxLayout(box);
+    column->setContentsMargins(0, 0, 0, 0);
+    auto* const block = new FanCurveEditorBlock(each.fan, box);
+    if (each.fan) {
+      column->addWidget(makeLabel(box, "editorBlockTitle", TextRole::headline, each.title));
+      auto* const frame = new QFrame(box);
+      frame->setProperty("inner", true);
+      frame->setAccessibleName(textOf(each.title));
+      auto* const inner = new QVBoxLayout(frame);
+      inner->setContentsMargins(boxPadding, boxPadding, boxPadding, boxPadding);
+      inner->addWidget(block);
+      column->addWidget(frame, 1);
+    } else {
+      column->addWidget(block);
+    }
+    connectBlock(block);
+    boxes_.push_back(box);
+    blocks_.push_back(block);
+    blockRow_->addWidget(box, 1);
+    box->show();
+  }
+  QWidget* last = linkToggle_;
+  for (const FanCurveEditorBlock* const block : blocks_) {
+    for (QWidget* const next : block->focusOrder()) {
+      setTabOrder(last, next);
+      last = next;
+    }
+  }
+  setTabOrder(last, delete_);
+  setTabOrder(delete_, save_);
+  layOutBlocks();
+}
+
+void FanCurveEditor::connectBlock(FanCurveEditorBlock* block) {
+  const std::optional<int> fan = block->fan();
+  connect(block, &FanCurveEditorBlock::temperatureChanged, this, [this, fan](EditorBound bound, double temperature) {
+    change([&](FanPreset& preset) { setTemperature(preset, fan, bound, temperature); });
+  });
+  connect(block, &FanCurveEditorBlock::rpmChanged, this, [this, fan](double rpm) {
+    change([&](FanPreset& preset) { setConstantRPM(preset, fan, std::llround(rpm)); });
+  });
+  connect(block, &FanCurveEditorBlock::hysteresisChanged, this,
+          [this](double hysteresis) { change([&](FanPreset& preset) { preset.hysteresis = hysteresis; }); });
+}
+
+void FanCurveEditor::layOutBlocks() {
+  blockRow_->setDirection(isNarrow_ ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+  // Beside each other, two blocks have no room for fields beside their curves.
+  for (FanCurveEditorBlock* const block : blocks_) block->setNarrow(isNarrow_ || blocks_.size() > 1);
+}
+
+void FanCurveEditor::save() {
+  for (FanCurveEditorBlock* const block : blocks_) block->submit();
+  if (!preset_.isValidCustomConfiguration()) return;
+  // A copy: saving may well put another preset into this editor.
+  const FanPreset edited = preset_;
+  onSave_(edited);
+}
+
+void FanCurveEditor::askForDeletion() {
+  const FanPreset asked = preset_;
+  askToDelete(this, textOf(deletionTitle(asked.name)), textOf(EditorText::removeMessage), textOf(EditorText::remove),
+              [this, asked] { onDelete_(asked); });
+}
+
+}  // namespace halcyra

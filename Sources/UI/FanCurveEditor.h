@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QWidget>
+#include <functional>
+#include <vector>
+
+#include "Helpers/FanPreset.h"
+#include "UI/FanCurveEditorState.h"
+
+class QAbstractButton;
+class QBoxLayout;
+class QCheckBox;
+class QFrame;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+
+namespace halcyra {
+
+class FanCurveEditorBlock;
+
+/// The form for one custom preset. It changes a working copy of its own and saves nothing itself.
+class FanCurveEditor : public QWidget {
+  Q_OBJECT
+
+ public:
+  using Callback = std::function<void(const FanPreset&)>;
+
+  /// `onSave` is called with the edited preset by "Save and Apply", `onDelete` once the user has confirmed.
+  FanCurveEditor(Callback onSave, Callback onDelete, QWidget* parent = nullptr);
+
+  /// Edits `preset` from now on; what was not saved is dropped.
+  void setPreset(const FanPreset& preset);
+  /// The working copy.
+  const FanPreset& preset() const { return preset_; }
+  /// The preset has been renamed elsewhere.
+  void setName(const std::string& name);
+  /// Indices of the controllable fans, ascending.
+  void setFanIndices(const std::vector<int>& indices);
+  void setNarrow(bool narrow);
+
+ private:
+  QWidget* makeNameAndSource();
+  QWidget* makeSource();
+  QWidget* makeLink();
+  QWidget* makeButtons();
+  void change(const std::function<void(FanPreset&)>& edit);
+  void refresh();
+  void makeBlocks(const std::vector<EditorBlock>& blocks);
+  void connectBlock(FanCurveEditorBlock* block);
+  void layOutBlocks();
+  void save();
+  void askForDeletion();
+
+  Callback onSave_;
+  Callback onDelete_;
+  FanPreset preset_;
+  std::vector<int> fanIndices_;
+  bool isNarrow_ = false;
+  QBoxLayout* nameAndSource_ = nullptr;
+  QWidget* source_ = nullptr;
+  QLineEdit* name_ = nullptr;
+  QPushButton* curveSegment_ = nullptr;
+  QPushButton* constantSegment_ = nullptr;
+  QWidget* link_ = nullptr;
+  QCheckBox* linkToggle_ = nullptr;
+  QLabel* linkCaption_ = nullptr;
+  QBoxLayout* blockRow_ = nullptr;
+  std::vector<QWidget*> boxes_;
+  std::vector<FanCurveEditorBlock*> blocks_;
+  QPushButton* delete_ = nullptr;
+  QPushButton* save_ = nullptr;
+};
+
+}  // namespace halcyra

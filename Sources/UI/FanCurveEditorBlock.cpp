@@ -1,0 +1,203 @@
+#include "UI/FanCurveEditorBlock.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSignalBlocker>
+#include <QSlider>
+#include <QVBoxLayout>
+#include <cmath>
+
+#include "UI/CurvePreview.h"
+#include "UI/FanCurveEditorField.h"
+#include "UI/Icons.h"
+#include "UI/MainWidgets.h"
+#include "UI/Theme.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr int rowSpacing = 14;
+constexpr int labelSpacing = 4;
+constexpr int columnSpacing = 20;
+constexpr int temperatureWidth = 88;
+constexpr int rpmWidth = 84;
+constexpr int hysteresisWidth = 52;
+
+int sliderPosition(double hysteresis) {
+  return static_cast<int>(std::lround(hysteresis / EditorLimits::hysteresisStep));
+}
+
+QVBoxLayout* makeColumn(QWidget* owner, int spacing) {
+  auto* const column = new QVBoxLayout(owner);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(spacing);
+  return column;
+}
+
+QLabel* makeCaption(QWidget* parent, const char* name, std::string_view text) {
+  QLabel* const label = makeLabel(parent, name, TextRole::caption2, text);
+  makeShrinkable(label);
+  return label;
+}
+
+}  // namespace
+
+FanCurveEditorBlock::FanCurveEditorBlock(std::optional<int> fan, QWidget* parent) : QWidget(parent), fan_(fan) {
+  setObjectName(fan ? QStringLiteral("editorBlock%1").arg(*fan) : QStringLiteral("editorBlock"));
+  QVBoxLayout* const column = makeColumn(this, 0);
+  curve_ = makeCurve();
+  constant_ = makeConstant();
+  column->addWidget(curve_);
+  column->addWidget(constant_);
+  column->addStretch(1);
+}
+
+QWidget* FanCurveEditorBlock::makeCurve() {
+  auto* const curve = new QWidget(this);
+  QVBoxLayout* const rows = makeColumn(curve, rowSpacing);
+  fieldsAndPreview_ = new QHBoxLayout;
+  fieldsAndPreview_->setSpacing(columnSpacing);
+  fields_ = new QVBoxLayout;
+  fields_->setSpacing(rowSpacing);
+  fields_->addWidget(makeField(curve, EditorText::rampStart, "rampStart", EditorBound::low, &low_));
+  fields_->addWidget(makeField(curve, EditorText::fullSpeed, "fullSpeed", EditorBound::high, &high_));
+  fields_->addStretch(1);
+  fieldsAndPreview_->addLayout(fields_);
+  preview_ = new CurvePreview(curve);
+  preview_->setObjectName(QStringLiteral("curvePreview"));
+  fieldsAndPreview_->addWidget(preview_, 1, Qt::AlignTop);
+  rows->addLayout(fieldsAndPreview_);
+  warning_ = makeWarning(curve);
+  rows->addWidget(warning_);
+  rows->addWidget(makeCaption(curve, "curveCaption", EditorText::curveCaption));
+  rows->addWidget(makeHysteresis(curve));
+  return curve;
+}
+
+QWidget* FanCurveEditorBlock::makeField(QWidget* parent, std::string_view label, const char* name, EditorBound bound,
+                                        FanCurveEditorField** field) {
+  auto* const cell = new QWidget(parent);
+  QVBoxLayout* const column = makeColumn(cell, labelSpacing);
+  QLabel* const caption = makeLabel(cell, "", TextRole::secondary, label);
+  column->addWidget(caption);
+  *field = new FanCurveEditorField(EditorLimits::lowestTemperature, EditorLimits::highestTemperature, 1, cell);
+  (*field)->setObjectName(QString::fromLatin1(name));
+  (*field)->setAccessibleName(textOf(label));
+  (*field)->setFixedWidth(temperatureWidth);
+  caption->setBuddy(*field);
+  connect(*field, &FanCurveEditorField::numberChanged, this,
+          [this, bound](double temperature) { emit temperatureChanged(bound, temperature); });
+  column->addWidget(*field);
+  return cell;
+}
+
+QWidget* FanCurveEditorBlock::makeWarning(QWidget* parent) {
+  auto* const warning = new QWidget(parent);
+  warning->setObjectName(QStringLiteral("rangeWarning"));
+  auto* const row = new QHBoxLayout(warning);
+  row->setContentsMargins(0, 0, 0, 0);
+  row->setSpacing(8);
+  auto* const sign = new IconLabel(QStringLiteral("warning-fill"), warning);
+  sign->setColor([] { return Theme::current().warn; });
+  row->addWidget(sign);
+  QLabel* const text = makeLabel(warning, "rangeWarningText", TextRole::body, EditorText::rangeWarning);
+  text->setProperty("role", QStringLiteral("conflict"));
+  makeShrinkable(text);
+  row->addWidget(text, 1);
+  return warning;
+}
+
+QWidget* FanCurveEditorBlock::makeHysteresis(QWidget* parent) {
+  auto* const cell = new QWidget(parent);
+  QVBoxLayout* const rows = makeColumn(cell, labelSpacing);
+  auto* const row = new QHBoxLayout;
+  row->setSpacing(rowSpacing);
+  row->addWidget(makeLabel(cell, "", TextRole::body, EditorText::hysteresis));
+  slider_ = new QSlider(Qt::Horizontal, cell);
+  slider_->setObjectName(QStringLiteral("hysteresis"));
+  slider_->setAccessibleName(textOf(EditorText::hysteresis));
+  slider_->setRange(sliderPosition(EditorLimits::lowestHysteresis), sliderPosition(EditorLimits::highestHysteresis));
+  slider_->setPageStep(2);
+  slider_->setMinimumWidth(60);
+  slider_->setFocusPolicy(Qt::StrongFocus);
+  // The wheel belongs to the pane that scrolls.
+  slider_->installEventFilter(this);
+  connect(slider_, &QSlider::valueChanged, this,
+          [this](int position) { emit hysteresisChanged(position * EditorLimits::hysteresisStep); });
+  row->addWidget(slider_, 1);
+  hysteresis_ = new QLineEdit(cell);
+  hysteresis_->setObjectName(QStringLiteral("hysteresisValue"));
+  hysteresis_->setAccessibleName(QStringLiteral("Hysteresis in degrees"));
+  hysteresis_->setReadOnly(true);
+  hysteresis_->setFocusPolicy(Qt::ClickFocus);
+  hysteresis_->setAlignment(Qt::AlignCenter);
+  hysteresis_->setFixedWidth(hysteresisWidth);
+  row->addWidget(hysteresis_);
+  rows->addLayout(row);
+  rows->addWidget(makeCaption(cell, "hysteresisCaption", EditorText::hysteresisCaption));
+  return cell;
+}
+
+QWidget* FanCurveEditorBlock::makeConstant() {
+  auto* const constant = new QWidget(this);
+  QVBoxLayout* const rows = makeColumn(constant, labelSpacing + 4);
+  auto* const row = new QHBoxLayout;
+  row->setSpacing(rowSpacing);
+  row->addWidget(makeLabel(constant, "", TextRole::body, EditorText::targetSpeed));
+  rpm_ = new FanCurveEditorField(static_cast<double>(EditorLimits::lowestRPM),
+                                 static_cast<double>(EditorLimits::highestRPM),
+                                 static_cast<double>(EditorLimits::stepRPM), constant);
+  rpm_->setObjectName(QStringLiteral("targetRPM"));
+  rpm_->setAccessibleName(textOf(EditorText::targetRPM));
+  rpm_->setFixedWidth(rpmWidth);
+  connect(rpm_, &FanCurveEditorField::numberChanged, this, &FanCurveEditorBlock::rpmChanged);
+  row->addWidget(rpm_);
+  row->addStretch(1);
+  rows->addLayout(row);
+  rows->addWidget(makeCaption(constant, "constantCaption", EditorText::constantCaption));
+  return constant;
+}
+
+void FanCurveEditorBlock::apply(const EditorBlock& block, bool isConstant, double hysteresis,
+                                const std::string& hysteresisText) {
+  curve_->setVisible(!isConstant);
+  constant_->setVisible(isConstant);
+  low_->showNumber(block.low);
+  high_->showNumber(block.high);
+  rpm_->showNumber(static_cast<double>(block.rpm));
+  preview_->setCurve(block.low, block.high);
+  warning_->setVisible(block.hasEmptyRange);
+  const QSignalBlocker quiet(slider_);
+  slider_->setValue(sliderPosition(hysteresis));
+  const QString text = textOf(hysteresisText);
+  if (hysteresis_->text() != text) {
+    hysteresis_->setText(text);
+    slider_->setAccessibleDescription(text + QStringLiteral(" degrees"));
+  }
+}
+
+void FanCurveEditorBlock::setNarrow(bool narrow) {
+  fieldsAndPreview_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+  fields_->setDirection(narrow ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+}
+
+std::vector<QWidget*> FanCurveEditorBlock::focusOrder() const {
+  return {low_, high_, slider_, rpm_};
+}
+
+void FanCurveEditorBlock::submit() {
+  for (FanCurveEditorField* const field : {low_, high_, rpm_}) field->interpretText();
+}
+
+bool FanCurveEditorBlock::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::Wheel) {
+    event->ignore();
+    return true;
+  }
+  return QWidget::eventFilter(watched, event);
+}
+
+}  // namespace halcyra

@@ -1,0 +1,238 @@
+#include "UI/MainView.h"
+
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QScrollArea>
+#include <QSplitter>
+#include <QVBoxLayout>
+
+#include "UI/FanCard.h"
+#include "UI/FanCurveEditor.h"
+#include "UI/Fonts.h"
+#include "UI/HistoryGraphView.h"
+#include "UI/Icons.h"
+#include "UI/MainWidgets.h"
+#include "UI/ModelObserver.h"
+#include "UI/PresetList.h"
+#include "UI/TemperatureGauge.h"
+#include "UI/Theme.h"
+#include "UI/ThermalMetricSummary.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr int detailWidth = 720;
+constexpr int blockGap = 16;
+constexpr int cardGap = 12;
+constexpr int gaugeHeight = 6;
+constexpr int disclosurePadding = 11;
+
+}  // namespace
+
+MainView::MainView(const ViewContext& context, QWidget* parent) : QWidget(parent), model_(context.model) {
+  setObjectName(QStringLiteral("page"));
+  setAttribute(Qt::WA_StyledBackground);
+  auto* const whole = new QHBoxLayout(this);
+  whole->setContentsMargins(0, 0, 0, 0);
+  splitter_ = new QSplitter(Qt::Horizontal, this);
+  splitter_->setObjectName(QStringLiteral("mainSplitter"));
+  splitter_->setHandleWidth(1);
+  splitter_->setChildrenCollapsible(false);
+  sidebar_ = makeSidebar();
+  splitter_->addWidget(sidebar_);
+  splitter_->addWidget(makeDetail());
+  splitter_->setStretchFactor(1, 1);
+  splitter_->setSizes({sidebarWidth_, detailWidth});
+  whole->addWidget(splitter_);
+  new ModelObserver(*model_, this, [this] { refresh(); });
+}
+
+MainView::~MainView() = default;
+
+const FanPreset& MainView::editingPreset() const {
+  return editor_->preset();
+}
+
+QWidget* MainView::makeSidebar() {
+  auto* const sidebar = new QWidget(this);
+  sidebar->setObjectName(QStringLiteral("sidebar"));
+  sidebar->setAttribute(Qt::WA_StyledBackground);
+  sidebar->setMinimumWidth(narrowestSidebar);
+  sidebar->setMaximumWidth(widestSidebar);
+  auto* const column = new QVBoxLayout(sidebar);
+  column->setContentsMargins(0, 16, 0, 0);
+  column->setSpacing(8);
+  QLabel* const section = makeLabel(sidebar, "presetsHeader", TextRole::caption2, PresetListText::section);
+  section->setStyleSheet(QStringLiteral("font-weight: 600;"));
+  section->setContentsMargins(20, 0, 0, 0);
+  column->addWidget(section);
+  presets_ = new PresetList({[this](const UUID& id) { choosePreset(id); },
+                             [this](const UUID& id) {
+                               if (const auto preset = listedPreset(model_->customPresets(), id)) {
+                                 model_->duplicatePreset(*preset);
+                               }
+                             },
+                             [this](const UUID& id, const std::string& name) { renamePreset(id, name); },
+                             [this](const UUID& id) { askForDeletion(id); }},
+                            sidebar);
+  auto* const inset = new QHBoxLayout;
+  inset->setContentsMargins(12, 0, 12, 0);
+  inset->addWidget(presets_);
+  column->addLayout(inset, 1);
+  column->addWidget(makeLine(sidebar));
+  auto* const create = new QToolButton(sidebar);
+  create->setObjectName(QStringLiteral("newCustomPreset"));
+  create->setText(textOf(PresetListText::create));
+  create->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  create->setFocusPolicy(Qt::StrongFocus);
+  create->setStyleSheet(QStringLiteral("font-weight: 500; min-height: 28px; padding: 0 6px;"));
+  setThemedIcon(create, "plus");
+  connect(create, &QToolButton::clicked, this, [this] { model_->createCustomPreset(); });
+  auto* const footer = new QHBoxLayout;
+  footer->setContentsMargins(8, 2, 8, 10);
+  footer->addWidget(create);
+  footer->addStretch(1);
+  column->addLayout(footer);
+  return sidebar;
+}
+
+QWidget* MainView::makeDetail() {
+  auto* const scroll = new QScrollArea(this);
+  scroll->setObjectName(QStringLiteral("detail"));
+  scroll->setWidgetResizable(true);
+  scroll->setFrameShape(QFrame::NoFrame);
+  scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  scroll->setFocusPolicy(Qt::NoFocus);
+  auto* const page = new QWidget;
+  page->setObjectName(QStringLiteral("page"));
+  column_ = new QVBoxLayout(page);
+  column_->setSpacing(blockGap);
+  column_->addWidget(makeHeader(page));
+  error_ = makeLabel(page, "error", TextRole::error);
+  makeShrinkable(error_);
+  error_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  column_->addWidget(error_);
+  gauge_ = new TemperatureGaugeView(TemperatureGaugeView::Header::hidden, gaugeHeight, page);
+  column_->addWidget(gauge_);
+  banner_ = makeBanner(page);
+  column_->addWidget(banner_);
+  cardRow_ = new QHBoxLayout;
+  cardRow_->setSpacing(cardGap);
+  column_->addLayout(cardRow_);
+  addRawThermals(column_, page);
+  history_ = new HistoryGraphView(page);
+  history_->setObjectName(QStringLiteral("historyGraph"));
+  column_->addWidget(history_);
+  editor_ = makeEditor(page);
+  column_->addWidget(editor_);
+  column_->addStretch(1);
+  scroll->setWidget(page);
+  return scroll;
+}
+
+QWidget* MainView::makeHeader(QWidget* parent) {
+  auto* const header = new QWidget(parent);
+  headerRow_ = new QHBoxLayout(header);
+  headerRow_->setContentsMargins(0, 0, 0, 0);
+  headerRow_->setSpacing(cardGap);
+  auto* const names = new QVBoxLayout;
+  names->setSpacing(4);
+  title_ = makeLabel(header, "activePresetName", TextRole::title);
+  makeShrinkable(title_);
+  names->addWidget(title_);
+  subtitle_ = makeLabel(header, "activePresetSubtitle", TextRole::secondary);
+  names->addWidget(subtitle_);
+  names->addSpacing(4);
+  helper_ = makeLabel(header, "helperState", TextRole::body);
+  helper_->setProperty("capsule", QStringLiteral("warn"));
+  names->addWidget(helper_, 0, Qt::AlignLeft);
+  names->addStretch(1);
+  headerRow_->addLayout(names, 1);
+  headerRow_->addWidget(makeHottest(header), 0, Qt::AlignTop);
+  return header;
+}
+
+QWidget* MainView::makeHottest(QWidget* parent) {
+  auto* const block = new QWidget(parent);
+  auto* const column = new QVBoxLayout(block);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  hottestCaption_ = makeLabel(block, "hottestCaption", TextRole::secondary, MainViewText::hottest);
+  column->addWidget(hottestCaption_);
+  hottest_ = new FigureLabel(TextStyle::hero, block);
+  hottest_->setObjectName(QStringLiteral("hottestTemperature"));
+  column->addWidget(hottest_);
+  return block;
+}
+
+QWidget* MainView::makeBanner(QWidget* parent) {
+  auto* const banner = new QFrame(parent);
+  // The stylesheet knows the banner by this name.
+  banner->setObjectName(QStringLiteral("banner"));
+  banner->setMinimumHeight(40);
+  banner->hide();
+  auto* const row = new QHBoxLayout(banner);
+  row->setContentsMargins(14, 8, 14, 8);
+  row->setSpacing(10);
+  auto* const sign = new IconLabel(QStringLiteral("warning-fill"), banner);
+  sign->setColor([] { return Theme::current().onAccent; });
+  row->addWidget(sign);
+  QLabel* const text = makeLabel(banner, "bannerText", TextRole::body, MainViewText::critical);
+  makeShrinkable(text);
+  row->addWidget(text, 1);
+  return banner;
+}
+
+void MainView::addRawThermals(QVBoxLayout* column, QWidget* parent) {
+  rawThermals_ = new DisclosureButton(textOf(MainViewText::rawThermals), parent);
+  rawThermals_->setObjectName(QStringLiteral("rawThermals"));
+  auto* const row = new QHBoxLayout;
+  // The button's own padding hangs out, so that its arrow stands in line with what is above.
+  row->setContentsMargins(-disclosurePadding, 0, 0, 0);
+  row->addWidget(rawThermals_);
+  row->addStretch(1);
+  column->addLayout(row);
+  metrics_ = new ThermalMetricSummary(parent);
+  metrics_->setObjectName(QStringLiteral("rawThermalSummary"));
+  metrics_->hide();
+  column->addWidget(metrics_);
+  connect(rawThermals_, &QToolButton::toggled, this, [this](bool isOpen) {
+    metrics_->setVisible(isOpen);
+    refresh();
+  });
+}
+
+FanCurveEditor* MainView::makeEditor(QWidget* parent) {
+  return new FanCurveEditor(
+      [this](const FanPreset& preset) {
+        model_->savePreset(preset);
+        model_->activate(preset, false);
+      },
+      [this](const FanPreset& preset) { model_->deletePreset(preset); }, parent);
+}
+
+void MainView::choosePreset(const UUID& id) {
+  if (const auto preset = listedPreset(model_->customPresets(), id)) model_->activate(*preset, false);
+}
+
+void MainView::renamePreset(const UUID& id, const std::string& name) {
+  const auto before = listedPreset(model_->customPresets(), id);
+  const auto renamed = renamedPreset(model_->customPresets(), id, name);
+  if (!before || !renamed) return;
+  model_->savePreset(*renamed);
+  // Else "Save and Apply" would silently undo the renaming.
+  const FanPreset& edited = editor_->preset();
+  if (renamed->isValidCustomConfiguration() && edited.id == id && edited.name == before->name) {
+    editor_->setName(renamed->name);
+  }
+}
+
+void MainView::askForDeletion(const UUID& id) {
+  const auto preset = listedPreset(model_->customPresets(), id);
+  if (!preset) return;
+  askToDelete(this, textOf(deletionTitle(preset->name)), textOf(PresetListText::removeMessage),
+              textOf(PresetListText::remove), [this, preset = *preset] { model_->deletePreset(preset); });
+}
+
+}  // namespace halcyra

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <QWidget>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Helpers/FanPreset.h"
+#include "UI/MainViewState.h"
+#include "UI/ViewContext.h"
+
+class QBoxLayout;
+class QFrame;
+class QLabel;
+class QSplitter;
+class QVBoxLayout;
+
+namespace halcyra {
+
+class DisclosureButton;
+class FanCard;
+class FanCurveEditor;
+class FigureLabel;
+class HistoryGraphView;
+class PresetList;
+class TemperatureGaugeView;
+class ThermalMetricSummary;
+
+/// The dashboard: the preset library beside the active preset, the fans and the editor. What it keeps for itself is
+/// forgotten when its window is closed. While nobody sees it, it is not refreshed.
+class MainView : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit MainView(const ViewContext& context, QWidget* parent = nullptr);
+  ~MainView() override;
+
+  /// The editor's working copy.
+  const FanPreset& editingPreset() const;
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+
+  static constexpr int narrowestSidebar = 180;
+  static constexpr int widestSidebar = 260;
+
+ private:
+  QWidget* makeSidebar();
+  QWidget* makeDetail();
+  QWidget* makeHeader(QWidget* parent);
+  QWidget* makeHottest(QWidget* parent);
+  QWidget* makeBanner(QWidget* parent);
+  void addRawThermals(QVBoxLayout* column, QWidget* parent);
+  FanCurveEditor* makeEditor(QWidget* parent);
+  void choosePreset(const UUID& id);
+  void renamePreset(const UUID& id, const std::string& name);
+  void askForDeletion(const UUID& id);
+  void refresh();
+  void apply(const MainViewState& state);
+  void applyFans(const std::vector<FanCardState>& fans);
+  void followActivePreset();
+  /// As when the view was first shown.
+  void reset();
+  void setNarrow(bool narrow);
+  void setSidebarNarrow(bool narrow);
+
+  std::shared_ptr<AppModel> model_;
+  std::optional<UUID> followedID_;
+  std::optional<bool> isNarrow_;
+  QSplitter* splitter_ = nullptr;
+  QWidget* sidebar_ = nullptr;
+  /// Pixels, when there is room.
+  int sidebarWidth_ = 216;
+  PresetList* presets_ = nullptr;
+  QVBoxLayout* column_ = nullptr;
+  QBoxLayout* headerRow_ = nullptr;
+  QLabel* title_ = nullptr;
+  QLabel* subtitle_ = nullptr;
+  QLabel* helper_ = nullptr;
+  QLabel* error_ = nullptr;
+  QLabel* hottestCaption_ = nullptr;
+  FigureLabel* hottest_ = nullptr;
+  TemperatureGaugeView* gauge_ = nullptr;
+  QWidget* banner_ = nullptr;
+  QBoxLayout* cardRow_ = nullptr;
+  std::vector<FanCard*> cards_;
+  DisclosureButton* rawThermals_ = nullptr;
+  ThermalMetricSummary* metrics_ = nullptr;
+  HistoryGraphView* history_ = nullptr;
+  FanCurveEditor* editor_ = nullptr;
+};
+
+}  // namespace halcyra

@@ -1,0 +1,130 @@
+#include <QHBoxLayout>
+#include <QResizeEvent>
+#include <QSplitter>
+#include <QStyle>
+
+#include "UI/FanCard.h"
+#include "UI/FanCurveEditor.h"
+#include "UI/Fonts.h"
+#include "UI/HistoryGraphView.h"
+#include "UI/MainView.h"
+#include "UI/MainWidgets.h"
+#include "UI/PresetList.h"
+#include "UI/TemperatureGauge.h"
+#include "UI/ThermalMetricSummary.h"
+
+namespace halcyra {
+
+namespace {
+
+/// Below this width of the window everything stands in one column.
+constexpr int widthForColumns = 720;
+constexpr int sideMargin = 28;
+constexpr int narrowSideMargin = 12;
+constexpr int endMargin = 20;
+
+void setCapsule(QLabel* label, const std::string& text, bool isGood) {
+  setLabelText(label, text);
+  const QString kind = isGood ? QStringLiteral("ok") : QStringLiteral("warn");
+  if (label->property("capsule").toString() == kind) return;
+  label->setProperty("capsule", kind);
+  // The stylesheet looks at properties only when told to.
+  label->style()->unpolish(label);
+  label->style()->polish(label);
+}
+
+}  // namespace
+
+void MainView::refresh() {
+  if (!isVisible()) return;
+  presets_->apply(makePresetListState(*model_));
+  followActivePreset();
+  apply(makeMainViewState(*model_));
+  gauge_->setSamplingInterval(model_->pollingInterval());
+  gauge_->setTemperature(model_->displayTemperature());
+  if (rawThermals_->isChecked()) metrics_->refresh(*model_);
+  history_->setSamples(model_->history());
+}
+
+void MainView::followActivePreset() {
+  const FanPreset& active = model_->activePreset();
+  if (!followedID_) {
+    editor_->setPreset(firstEditingPreset(active));
+  } else if (*followedID_ != active.id && active.kind == PresetKind::custom) {
+    editor_->setPreset(active);
+  }
+  followedID_ = active.id;
+}
+
+void MainView::apply(const MainViewState& state) {
+  setLabelText(title_, state.title);
+  title_->setToolTip(toolTipOf(state.title));
+  subtitle_->setVisible(state.subtitle.has_value());
+  setLabelText(subtitle_, state.subtitle.value_or(""));
+  setCapsule(helper_, state.helper, state.helperIsApproved);
+  error_->setVisible(state.error.has_value());
+  setLabelText(error_, state.error.value_or(""));
+  hottest_->setText(textOf(state.hottest));
+  banner_->setVisible(state.isCritical);
+  applyFans(state.fans);
+  editor_->setFanIndices(state.controllableFans);
+  editor_->setVisible(state.showsEditor);
+}
+
+void MainView::applyFans(const std::vector<FanCardState>& fans) {
+  while (cards_.size() > fans.size()) {
+    delete cards_.back();
+    cards_.pop_back();
+  }
+  while (cards_.size() < fans.size()) {
+    auto* const card = new FanCard;
+    cards_.push_back(card);
+    cardRow_->addWidget(card, 1);
+  }
+  for (std::size_t each = 0; each < fans.size(); ++each) cards_[each]->apply(fans[each]);
+}
+
+void MainView::showEvent(QShowEvent* event) {
+  refresh();
+  QWidget::showEvent(event);
+}
+
+void MainView::hideEvent(QHideEvent* event) {
+  // A minimized window is not a closed one.
+  if (!event->spontaneous()) reset();
+  QWidget::hideEvent(event);
+}
+
+void MainView::reset() {
+  presets_->cancelRenaming();
+  rawThermals_->setChecked(false);
+  followedID_.reset();
+}
+
+void MainView::resizeEvent(QResizeEvent* event) {
+  setNarrow(event->size().width() < widthForColumns);
+  QWidget::resizeEvent(event);
+}
+
+void MainView::setNarrow(bool narrow) {
+  if (isNarrow_ == narrow) return;
+  isNarrow_ = narrow;
+  const int side = narrow ? narrowSideMargin : sideMargin;
+  column_->setContentsMargins(side, endMargin, side, endMargin);
+  headerRow_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+  const Qt::Alignment alignment = (narrow ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter;
+  hottestCaption_->setAlignment(alignment);
+  hottest_->setAlignment(alignment);
+  cardRow_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+  editor_->setNarrow(narrow);
+  setSidebarNarrow(narrow);
+}
+
+void MainView::setSidebarNarrow(bool narrow) {
+  if (narrow) sidebarWidth_ = splitter_->sizes().value(0, sidebarWidth_);
+  sidebar_->setMaximumWidth(narrow ? narrowestSidebar : widestSidebar);
+  const int sidebar = narrow ? narrowestSidebar : sidebarWidth_;
+  splitter_->setSizes({sidebar, width() - sidebar});
+}
+
+}  // namespace halcyra

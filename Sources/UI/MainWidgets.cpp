@@ -1,0 +1,116 @@
+#include "UI/MainWidgets.h"
+
+#include <QFrame>
+#include <QMessageBox>
+#include <QPushButton>
+#include <utility>
+
+#include "UI/Fonts.h"
+#include "UI/Icons.h"
+
+namespace halcyra {
+
+namespace {
+
+const char* propertyOf(TextRole role) {
+  switch (role) {
+    case TextRole::secondary:
+      return "secondary";
+    case TextRole::caption2:
+      return "caption2";
+    case TextRole::headline:
+      return "headline";
+    case TextRole::title:
+      return "title";
+    case TextRole::error:
+      return "error";
+    case TextRole::link:
+      return "link";
+    case TextRole::body:
+    case TextRole::captionBold:
+      break;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+QString textOf(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QString toolTipOf(std::string_view text) {
+  const QString plain = textOf(text);
+  return Qt::mightBeRichText(plain) ? plain.toHtmlEscaped() : plain;
+}
+
+QLabel* makeLabel(QWidget* parent, const char* objectName, TextRole role, std::string_view text) {
+  auto* const label = new QLabel(parent);
+  label->setTextFormat(Qt::PlainText);
+  label->setObjectName(QString::fromLatin1(objectName));
+  if (const char* const property = propertyOf(role)) label->setProperty("role", QString::fromLatin1(property));
+  if (role == TextRole::captionBold) label->setStyleSheet(QStringLiteral("font-size: 12px; font-weight: 700;"));
+  label->setText(textOf(text));
+  return label;
+}
+
+void setLabelText(QLabel* label, std::string_view text) {
+  const QString wanted = textOf(text);
+  if (label->text() != wanted) label->setText(wanted);
+}
+
+void makeShrinkable(QLabel* label) {
+  label->setWordWrap(true);
+  label->setMinimumWidth(1);
+  QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+  policy.setHeightForWidth(true);
+  label->setSizePolicy(policy);
+}
+
+QWidget* makeLine(QWidget* parent) {
+  auto* const line = new QFrame(parent);
+  line->setProperty("line", true);
+  return line;
+}
+
+void askToDelete(QWidget* parent, const QString& title, const QString& message, const QString& button,
+                 std::function<void()> confirmed) {
+  auto* const box = new QMessageBox(parent);
+  box->setObjectName(QStringLiteral("deleteConfirmation"));
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->setTextFormat(Qt::PlainText);
+  box->setText(title);
+  box->setInformativeText(message);
+  auto* const agree = box->addButton(button, QMessageBox::DestructiveRole);
+  agree->setObjectName(QStringLiteral("confirmDelete"));
+  agree->setProperty("kind", QStringLiteral("destructive"));
+  agree->setAutoDefault(false);
+  QPushButton* const cancel = box->addButton(QMessageBox::Cancel);
+  cancel->setText(QStringLiteral("Cancel"));
+  cancel->setObjectName(QStringLiteral("cancelDelete"));
+  box->setDefaultButton(cancel);
+  box->setEscapeButton(cancel);
+  QObject::connect(agree, &QPushButton::clicked, parent, [confirmed = std::move(confirmed)] { confirmed(); });
+  box->open();
+}
+
+DisclosureButton::DisclosureButton(const QString& title, QWidget* parent) : QToolButton(parent) {
+  setText(title);
+  setCheckable(true);
+  setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  setFocusPolicy(Qt::StrongFocus);
+  setFont(textFont(TextStyle::headline));
+  // Pressed-in looks of a checked button would say that it is pressed, not that it is open.
+  setStyleSheet(
+      QStringLiteral("QToolButton { font-weight: 600; padding: 0 6px 0 0; }"
+                     "QToolButton:checked:!hover { background: transparent; }"));
+  connect(this, &QToolButton::toggled, this, &DisclosureButton::showState);
+  showState();
+}
+
+void DisclosureButton::showState() {
+  setThemedIcon(this, isChecked() ? "chevron-down" : "chevron-right");
+  setAccessibleDescription(isChecked() ? QStringLiteral("Expanded") : QStringLiteral("Collapsed"));
+}
+
+}  // namespace halcyra

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QLabel>
+#include <QString>
+#include <QToolButton>
+#include <functional>
+#include <string_view>
+
+namespace halcyra {
+
+/// What a text is on the dashboard; the stylesheet gives it its looks.
+enum class TextRole { body, secondary, caption2, headline, title, error, captionBold, link };
+
+QString textOf(std::string_view text);
+/// For a tool tip that may hold a name that the user has given: never read as markup.
+QString toolTipOf(std::string_view text);
+
+/// Plain text; names of users are never read as markup.
+QLabel* makeLabel(QWidget* parent, const char* objectName, TextRole role, std::string_view text = {});
+void setLabelText(QLabel* label, std::string_view text);
+/// Wraps, and never asks for more width than there is.
+void makeShrinkable(QLabel* label);
+/// A hairline across.
+QWidget* makeLine(QWidget* parent);
+
+/// Asks before something is deleted, in a dialog over the parent's window that leaves the rest of the program running.
+/// Cancel is the default and what Escape chooses. `confirmed` is called when the user agrees, while `parent` lives.
+void askToDelete(QWidget* parent, const QString& title, const QString& message, const QString& button,
+                 std::function<void()> confirmed);
+
+/// The title row of something that can be folded away.
+class DisclosureButton : public QToolButton {
+  Q_OBJECT
+
+ public:
+  explicit DisclosureButton(const QString& title, QWidget* parent = nullptr);
+
+ private:
+  void showState();
+};
+
+}  // namespace halcyra

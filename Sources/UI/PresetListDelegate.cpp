@@ -1,0 +1,103 @@
+#include "UI/PresetListDelegate.h"
+
+#include <QLineEdit>
+#include <QPainter>
+
+#include "UI/Fonts.h"
+#include "UI/Icons.h"
+#include "UI/MainWidgets.h"
+#include "UI/PresetListModel.h"
+#include "UI/Theme.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr int rowHeight = 30;
+constexpr int rowGap = 1;
+/// With the line between the built-in presets and the user's own.
+constexpr int groupGap = 13;
+constexpr double radius = 6;
+constexpr int padding = 9;
+constexpr int iconSize = 16;
+constexpr int textLeft = padding + iconSize + 10;
+
+const char* const filledProperty = "isFilled";
+
+}  // namespace
+
+PresetListDelegate::PresetListDelegate(const PresetListModel& model, QObject* parent)
+    : QStyledItemDelegate(parent), model_(model) {}
+
+QRect PresetListDelegate::rowRect(const QRect& item, const QModelIndex& index) const {
+  const PresetListRow* const row = model_.row(index);
+  const int top = row != nullptr && row->startsUserPresets ? groupGap : 0;
+  return item.adjusted(0, top + rowGap, 0, -rowGap);
+}
+
+QSize PresetListDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const {
+  const PresetListRow* const row = model_.row(index);
+  const int extra = row != nullptr && row->startsUserPresets ? groupGap : 0;
+  return {100, rowHeight + 2 * rowGap + extra};
+}
+
+void PresetListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
+  const PresetListRow* const row = model_.row(index);
+  if (row == nullptr) return;
+  const Theme& theme = Theme::current();
+  const QRect place = rowRect(option.rect, index);
+  painter->save();
+  painter->setRenderHint(QPainter::Antialiasing);
+  if (row->startsUserPresets) {
+    const double y = option.rect.top() + groupGap / 2 + 0.5;
+    painter->setPen(QPen(theme.hairStrong, 1));
+    painter->drawLine(QPointF(place.left() + padding, y), QPointF(place.right() - padding, y));
+  }
+  const bool isSelected = option.state & QStyle::State_Selected;
+  const bool isHovered = option.state & QStyle::State_MouseOver;
+  const bool isWindowActive = option.widget == nullptr || option.widget->isActiveWindow();
+  painter->setPen(Qt::NoPen);
+  if (isSelected || isHovered) {
+    painter->setBrush(!isSelected ? theme.rowHover : isWindowActive ? theme.accentTint : theme.hairStrong);
+    painter->drawRoundedRect(place, radius, radius);
+  }
+  if (showsFocus_ && (option.state & QStyle::State_HasFocus)) {
+    painter->setBrush(Qt::NoBrush);
+    painter->setPen(QPen(theme.accent, 2));
+    painter->drawRoundedRect(QRectF(place).adjusted(1, 1, -1, -1), radius - 1, radius - 1);
+  }
+  const double ratio = painter->device()->devicePixelRatioF();
+  painter->drawPixmap(
+      place.left() + padding, place.center().y() - iconSize / 2 + 1,
+      iconPixmap(textOf(row->icon), isSelected && isWindowActive ? theme.accent : theme.text2, iconSize, ratio));
+  painter->setFont(textFont(isSelected ? TextStyle::headline : TextStyle::body));
+  painter->setPen(theme.text);
+  const QRect text = place.adjusted(textLeft, 0, -padding, 0);
+  const QString name = QFontMetrics(painter->font()).elidedText(textOf(row->name), Qt::ElideRight, text.width());
+  painter->drawText(text, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, name);
+  painter->restore();
+}
+
+QWidget* PresetListDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem&, const QModelIndex&) const {
+  auto* const field = new QLineEdit(parent);
+  field->setObjectName(QStringLiteral("renameField"));
+  field->setPlaceholderText(textOf(PresetListText::renamePrompt));
+  field->setAccessibleName(textOf(PresetListText::renamePrompt));
+  return field;
+}
+
+void PresetListDelegate::setEditorData(QWidget* editor, const QModelIndex& index) const {
+  // Once: a change of the library meanwhile must not take away what is being typed.
+  if (editor->property(filledProperty).toBool()) return;
+  editor->setProperty(filledProperty, true);
+  auto* const field = static_cast<QLineEdit*>(editor);
+  field->setText(index.data(Qt::EditRole).toString());
+  field->selectAll();
+}
+
+void PresetListDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                                              const QModelIndex& index) const {
+  editor->setGeometry(rowRect(option.rect, index).adjusted(textLeft - padding, 0, 0, 0));
+}
+
+}  // namespace halcyra
