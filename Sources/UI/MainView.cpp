@@ -48,7 +48,10 @@ MainView::MainView(const ViewContext& context, QWidget* parent) : QWidget(parent
   new ModelObserver(*model_, this, [this] { refresh(); });
 }
 
-MainView::~MainView() = default;
+MainView::~MainView() {
+  // The field would save its text when it loses the focus to nobody, through a view that is half gone.
+  presets_->cancelRenaming();
+}
 
 const FanPreset& MainView::editingPreset() const {
   return editor_->preset();

@@ -8,6 +8,7 @@
 #include <QSlider>
 #include <QTest>
 #include <QToolButton>
+#include <memory>
 
 #include "gtest/gtest.h"
 
@@ -222,6 +223,23 @@ TEST_F(MainViewTest, renamingInPlace) {
 
   doubleClickRow(1);
   EXPECT_EQ(renameField(), nullptr) << "built-in presets keep their names";
+}
+
+TEST_F(MainViewTest, aViewThatEndsWhileANameIsTypedSavesNothing) {
+  addPreset();
+  auto other = std::make_unique<MainView>(context(ui));
+  other->resize(980, 900);
+  other->show();
+  other->activateWindow();
+  UIHarness::pumpEvents();
+  auto& presets = child<PresetList>(*other, "presets");
+  presets.setCurrentIndex(presets.model()->index(5, 0));
+  presets.setFocus();
+  QTest::keyClick(&presets, Qt::Key_F2);
+  QTest::keyClicks(&child<QLineEdit>(*other, "renameField"), "Half a na");
+  other.reset();
+  settle();
+  EXPECT_EQ(ui.model().customPresets().back().name, "30–50 °C Cooling Copy");
 }
 
 TEST_F(MainViewTest, theMenuOffersWhatAPresetAllows) {
