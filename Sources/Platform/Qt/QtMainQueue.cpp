@@ -72,34 +72,47 @@ class QtTimerState : public std::enable_shared_from_this<QtTimerState> {
 
 class QtTimerHandle : public Timer {
  public:
-  QtTimerHandle(QPointer<QObject> target, std::shared_ptr<QtTimerState> state)
-      : target_(std::move(target)), state_(std::move(state)) {}
+  QtTimerHandle(QtMainQueue& queue, const QThread* mainThread, std::shared_ptr<QtTimerState> state)
+      : queue_(queue), mainThread_(mainThread), state_(std::move(state)) {}
   ~QtTimerHandle() override {
-    if (!target_ || target_->thread() == QThread::currentThread()) {
+    if (mainThread_ == QThread::currentThread()) {
       state_->cancel();
     } else {
-      QMetaObject::invokeMethod(
-          target_, [state = state_] { state->cancel(); }, Qt::QueuedConnection);
+      queue_.async([state = state_] { state->cancel(); });
     }
   }
 
  private:
-  QPointer<QObject> target_;
+  QtMainQueue& queue_;
+  const QThread* mainThread_;
   std::shared_ptr<QtTimerState> state_;
 };
 
 }  // namespace
 
-QtMainQueue::QtMainQueue() : target_(std::make_unique<QObject>()) {}
+QtMainQueue::QtMainQueue() : mainThread_(QThread::currentThread()), target_(std::make_unique<QObject>()) {}
 
-QtMainQueue::~QtMainQueue() = default;
+QtMainQueue::~QtMainQueue() {
+  close();
+}
+
+void QtMainQueue::close() {
+  // Destroyed outside the lock: what the work owns may come back here.
+  std::unique_ptr<QObject> target;
+  {
+    const std::lock_guard lock(mutex_);
+    target = std::move(target_);
+  }
+}
 
 void QtMainQueue::async(std::function<void()> work) {
+  const std::lock_guard lock(mutex_);
+  if (!target_) return;
   QMetaObject::invokeMethod(target_.get(), std::move(work), Qt::QueuedConnection);
 }
 
 void QtMainQueue::sync(const std::function<void()>& work) {
-  precondition(target_->thread() != QThread::currentThread(), "a queue cannot wait for itself");
+  precondition(mainThread_ != QThread::currentThread(), "a queue cannot wait for itself");
   auto promise = std::make_shared<std::promise<void>>();
   std::future<void> result = promise->get_future();
   // Only the queue holds the promise from here on, so that dropped work wakes the waiter.
@@ -121,12 +134,12 @@ void QtMainQueue::sync(const std::function<void()>& work) {
 std::unique_ptr<Timer> QtMainQueue::startTimer(Seconds first, Seconds period, Seconds leeway,
                                                std::function<void()> fire) {
   auto state = std::make_shared<QtTimerState>(period, leeway, std::move(fire));
-  if (target_->thread() == QThread::currentThread()) {
-    state->start(target_.get(), first);
+  if (mainThread_ == QThread::currentThread()) {
+    if (target_) state->start(target_.get(), first);
   } else {
     async([state, first, target = target_.get()] { state->start(target, first); });
   }
-  return std::make_unique<QtTimerHandle>(target_.get(), std::move(state));
+  return std::make_unique<QtTimerHandle>(*this, mainThread_, std::move(state));
 }
 
 }  // namespace halcyra

@@ -2,9 +2,12 @@
 
 #include <QObject>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "Platform/Dispatch.h"
+
+class QThread;
 
 namespace halcyra {
 
@@ -17,6 +20,9 @@ class QtMainQueue : public Queue {
   QtMainQueue(const QtMainQueue&) = delete;
   QtMainQueue& operator=(const QtMainQueue&) = delete;
 
+  /// Drops all work and timers, and whatever is handed in later. On the main thread.
+  void close();
+
   const std::string& label() const override { return label_; }
   void async(std::function<void()> work) override;
   /// Throws `std::runtime_error` when the queue ends before the work has begun.
@@ -25,7 +31,10 @@ class QtMainQueue : public Queue {
 
  private:
   std::string label_ = "main";
-  /// Receives the work as events; what is queued for it goes with it.
+  QThread* const mainThread_;
+  /// Guards the target's end against work from other threads.
+  std::mutex mutex_;
+  /// Receives the work as events; what is queued for it goes with it. Null once closed.
   std::unique_ptr<QObject> target_;
 };
 

@@ -45,6 +45,16 @@ void describe(CLI::App& app, CommandLine& line) {
       ->group(library);
 }
 
+void describeWindows(CLI::App& app, CommandLine& line) {
+  app.add_flag("--refresh-helper-registration", line.refreshHelperRegistration,
+               "Register the privileged helper anew and end");
+  app.add_option("--appearance", line.appearance, "Colours of the windows")
+      ->check(CLI::IsMember({"system", "light", "dark"}))
+      ->capture_default_str();
+  app.add_option("--screenshots", line.screenshots, "Write a picture of every window into DIR after a minute, and quit")
+      ->type_name("DIR");
+}
+
 /// What would be ignored is refused.
 void check(const CommandLine& line) {
   const bool runs = line.preset || line.seconds || line.record || line.virtualMac || line.installHelper ||
@@ -61,6 +71,7 @@ CommandLine CommandLine::parse(int argc, char** argv) {
   CommandLine line;
   CLI::App app{"Aerovane: fan control for Apple-silicon Macs", "aerovane"};
   describe(app, line);
+  describeWindows(app, line);
   try {
     app.parse(argc, argv);
     check(line);

@@ -23,6 +23,10 @@ struct CommandLine {
   std::optional<std::string> exportPresets;
   bool listPresets = false;
   std::optional<std::string> record;
+  bool refreshHelperRegistration = false;
+  /// "system", "light" or "dark".
+  std::string appearance = "system";
+  std::optional<std::string> screenshots;
 
   bool usesLibrary() const { return importPresets || exportPresets || listPresets; }
 

@@ -18,6 +18,7 @@
 #include "Platform/Linux/LinuxServiceManagement.h"
 #include "Platform/Linux/SignalWatcher.h"
 #include "Programs/Aerovane/CommandLine.h"
+#include "Programs/Aerovane/DesktopApplication.h"
 #include "Programs/Aerovane/RecordingFile.h"
 #include "Programs/Aerovane/VirtualMacProcess.h"
 #include "XPC/FanControlXPC.h"
@@ -142,13 +143,24 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
   return runSession(linux, std::move(model), std::move(options), recording);
 }
 
-int run(const CommandLine& line) {
+/// In windows where there is a display and nothing asks for the console: the exit status.
+int runApplication(const CommandLine& line, const RuntimeLayout& layout, [[maybe_unused]] int& argc,
+                   [[maybe_unused]] char** argv) {
+#ifdef AEROVANE_HAS_WINDOWS
+  const bool wantsConsole = line.console || line.json || line.record || line.usesLibrary();
+  if (!wantsConsole && hasDisplay()) return runDesktop(line, layout, argc, argv);
+#endif
+  return runConsole(line, layout);
+}
+
+int run(const CommandLine& line, int& argc, char** argv) {
   if (line.virtualMac) {
     const VirtualMacProcess machine(line.workload, line.seed);
     std::cerr << fmt::format("aerovane: simulated Mac in {}", machine.runtimeFolder().string()) << std::endl;
-    return runConsole(line, RuntimeLayout::inFolder(machine.runtimeFolder()));
+    return runApplication(line, RuntimeLayout::inFolder(machine.runtimeFolder()), argc, argv);
   }
-  return runConsole(line, line.runtimeFolder ? RuntimeLayout::inFolder(*line.runtimeFolder) : RuntimeLayout::system());
+  return runApplication(
+      line, line.runtimeFolder ? RuntimeLayout::inFolder(*line.runtimeFolder) : RuntimeLayout::system(), argc, argv);
 }
 
 }  // namespace
@@ -159,7 +171,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   const halcyra::CommandLine line = halcyra::CommandLine::parse(argc, argv);
   try {
-    return halcyra::run(line);
+    return halcyra::run(line, argc, argv);
   } catch (const std::exception& error) {
     halcyra::complain(error.what());
     return 1;

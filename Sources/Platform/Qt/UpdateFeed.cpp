@@ -1,0 +1,103 @@
+#include "Platform/Qt/UpdateFeed.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMessageBox>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QStringList>
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace halcyra {
+
+namespace {
+
+constexpr int timeoutMilliseconds = 15'000;
+/// Bytes; a feed is a few lines.
+constexpr qint64 longestFeed = 64 * 1024;
+
+std::optional<std::vector<int>> numbersOf(const std::string& version) {
+  std::vector<int> numbers;
+  for (const QString& part : QString::fromStdString(version).split('.')) {
+    bool isNumber = false;
+    numbers.push_back(part.toInt(&isNumber));
+    if (!isNumber || numbers.back() < 0) return std::nullopt;
+  }
+  return numbers;
+}
+
+}  // namespace
+
+std::optional<UpdateOffer> parseUpdateFeed(const QByteArray& content) {
+  const QJsonObject feed = QJsonDocument::fromJson(content).object();
+  const std::string version = feed.value(QStringLiteral("version")).toString().toStdString();
+  if (!numbersOf(version)) return std::nullopt;
+  return UpdateOffer{version, feed.value(QStringLiteral("page")).toString().toStdString()};
+}
+
+bool isNewerVersion(const std::string& offered, const std::string& installed) {
+  auto left = numbersOf(offered);
+  auto right = numbersOf(installed);
+  if (!left || !right) return false;
+  const std::size_t length = std::max(left->size(), right->size());
+  left->resize(length);
+  right->resize(length);
+  return *left > *right;
+}
+
+UpdateFeed::UpdateFeed(const std::string& address, std::string version, QObject* parent)
+    : QObject(parent),
+      feed_(address.empty()
+                ? QUrl()
+                : QUrl::fromUserInput(QString::fromStdString(address), QDir::currentPath(), QUrl::AssumeLocalFile)),
+      version_(std::move(version)),
+      network_(new QNetworkAccessManager(this)) {
+  network_->setTransferTimeout(timeoutMilliseconds);
+}
+
+void UpdateFeed::check() {
+  if (!canCheck()) return;
+  isChecking_ = true;
+  QNetworkReply* reply = network_->get(QNetworkRequest(feed_));
+  connect(reply, &QNetworkReply::finished, this, [this, reply] {
+    isChecking_ = false;
+    reply->deleteLater();
+    if (reply->error() != QNetworkReply::NoError) {
+      show(QStringLiteral("The check for updates failed."), reply->errorString());
+    } else {
+      showResult(reply->read(longestFeed));
+    }
+  });
+}
+
+void UpdateFeed::showResult(const QByteArray& content) {
+  const auto offer = parseUpdateFeed(content);
+  if (!offer) {
+    show(QStringLiteral("The check for updates failed."), QStringLiteral("The list of updates can’t be read."));
+  } else if (isNewerVersion(offer->version, version_)) {
+    show(QStringLiteral("Aerovane %1 is available.").arg(QString::fromStdString(offer->version)),
+         QStringLiteral("You have version %1. %2")
+             .arg(QString::fromStdString(version_), QString::fromStdString(offer->page)));
+  } else {
+    show(QStringLiteral("Aerovane is up to date."),
+         QStringLiteral("Version %1 is the newest.").arg(QString::fromStdString(version_)));
+  }
+}
+
+void UpdateFeed::show(const QString& message, const QString& informativeText) {
+  auto* box = new QMessageBox(QMessageBox::Information, QStringLiteral("Aerovane"), message, QMessageBox::Ok,
+                              QApplication::activeWindow());
+  box->setObjectName(QStringLiteral("updateResult"));
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  // The feed is not ours: its text must not be taken for markup.
+  box->setTextFormat(Qt::PlainText);
+  box->setInformativeText(informativeText.toHtmlEscaped());
+  box->open();
+}
+
+}  // namespace halcyra

@@ -1,0 +1,231 @@
+#include "Programs/Aerovane/DesktopApplication.h"
+
+#include <QApplication>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QSessionManager>
+#include <QTimer>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <signal.h>
+#include <string>
+#include <unistd.h>
+#include <utility>
+
+#include "App/AppDelegate.h"
+#include "App/ConsoleSession.h"
+#include "App/UpdateManager.h"
+#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxServiceManagement.h"
+#include "Platform/Linux/SignalWatcher.h"
+#include "Platform/Qt/QtMainQueue.h"
+#include "Platform/Qt/QtWorkspace.h"
+#include "Platform/Qt/UpdateFeed.h"
+#include "Programs/Aerovane/Screenshots.h"
+#include "UI/Application.h"
+#include "UI/Style.h"
+#include "XPC/FanControlXPC.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr int firstAnswerMilliseconds = 1000;
+
+/// One application per user and machine: the name of its socket.
+QString instanceName(const RuntimeLayout& layout) {
+  const QByteArray machine = QByteArray::fromStdString(layout.smcSocket.string());
+  const QString hash =
+      QString::fromLatin1(QCryptographicHash::hash(machine, QCryptographicHash::Sha1).toHex().left(12));
+  return QStringLiteral("aerovane-%1-%2").arg(geteuid()).arg(hash);
+}
+
+/// True when another application is running, whose dashboard now comes to the front.
+bool wakeOtherInstance(const QString& name) {
+  QLocalSocket socket;
+  socket.connectToServer(name);
+  return socket.waitForConnected(firstAnswerMilliseconds);
+}
+
+class FeedUpdater : public Updater {
+ public:
+  FeedUpdater(std::string address, std::string version) : address_(std::move(address)), version_(std::move(version)) {}
+  void start() override { feed_ = std::make_unique<UpdateFeed>(address_, version_); }
+  bool canCheckForUpdates() const override { return feed_ && feed_->canCheck(); }
+  void checkForUpdates() override { feed_->check(); }
+
+ private:
+  std::string address_;
+  std::string version_;
+  std::unique_ptr<UpdateFeed> feed_;
+};
+
+std::string feedAddress() {
+  const char* address = std::getenv("AEROVANE_UPDATE_FEED");
+  return address != nullptr ? address : "";
+}
+
+/// The application while it runs. Its parts go in the reverse order.
+class Desktop {
+ public:
+  Desktop(const CommandLine& line, const RuntimeLayout& layout)
+      : line_(line), linux_(platformOptions(layout)), updater_(feedAddress(), AEROVANE_VERSION) {
+    AppModelOptions options;
+    options.refreshHelperRegistration = line.refreshHelperRegistration;
+    model_ = AppModel::make(linux_.platform(), options);
+    AppDelegateSurroundings surroundings;
+    surroundings.terminate = [] { QCoreApplication::exit(0); };
+    surroundings.standardOutput = [](const std::string& text) { std::cout << text << std::flush; };
+    surroundings.standardError = [](const std::string& text) { std::cerr << text << std::flush; };
+    surroundings.startUpdates = [this] {
+      updates_ = std::make_unique<UpdateManager>(updater_, [](const Warning& warning) {
+        QtWorkspace::showWarning(warning.message, warning.informativeText, warning.button);
+      });
+    };
+    delegate_ = std::make_shared<AppDelegate>(linux_.platform(), model_,
+                                              LaunchFlags{line.refreshHelperRegistration, line.installHelper},
+                                              std::move(surroundings));
+  }
+
+  ~Desktop() {
+    scenes_.reset();
+    delegate_.reset();
+    model_.reset();
+    // Work that waits may hold what uses the platform.
+    mainQueue_.close();
+  }
+  Desktop(const Desktop&) = delete;
+  Desktop& operator=(const Desktop&) = delete;
+
+  /// False when the command line cannot be carried out.
+  bool start() {
+    if (line_.preset && !rememberPreset()) return false;
+    mainQueue_.async([this] {
+      delegate_->applicationDidFinishLaunching();
+      if (!line_.refreshHelperRegistration) startScenes();
+    });
+    return true;
+  }
+
+  void quit() {
+    if (delegate_->applicationShouldTerminate() == TerminateReply::terminateNow) QCoreApplication::exit(0);
+  }
+
+  void showDashboard() {
+    if (scenes_) scenes_->openDashboard();
+  }
+
+  Queue& mainQueue() { return mainQueue_; }
+
+ private:
+  LinuxPlatformOptions platformOptions(const RuntimeLayout& layout) {
+    LinuxPlatformOptions options;
+    options.layout = layout;
+    options.mainQueue = &mainQueue_;
+    options.workspace = &workspace_;
+    return options;
+  }
+
+  bool rememberPreset() {
+    preset_ = findPreset(FanPreset::menuOrder(model_->customPresets()), *line_.preset);
+    if (!preset_) std::cerr << "aerovane: --preset: there is no preset named “" << *line_.preset << "”" << std::endl;
+    return preset_.has_value();
+  }
+
+  void startScenes() {
+    ViewContext context;
+    context.model = model_;
+    context.quit = [this] { quit(); };
+    context.checkForUpdates = [this] { updates_->checkForUpdates(); };
+    context.clock = &linux_.platform().clock;
+    context.version = AEROVANE_VERSION;
+    scenes_ = std::make_unique<HalcyraApp>(std::move(context));
+    workspace_.setActivation([this] { scenes_->activate(); });
+    scenes_->start();
+    if (line_.approveHelper) linux_.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName));
+    steps_ = std::make_unique<QTimer>();
+    QObject::connect(steps_.get(), &QTimer::timeout, steps_.get(), [this] { takeNextStep(); });
+    steps_->start(200);
+    if (line_.screenshots) {
+      takeScreenshots(*scenes_, *line_.screenshots, [this] { quit(); });
+    }
+    if (line_.seconds) {
+      QTimer::singleShot(static_cast<int>(*line_.seconds * 1000), scenes_.get(), [this] { quit(); });
+    }
+  }
+
+  /// What the command line asks for beyond the start, each as soon as the model is ready for it.
+  void takeNextStep() {
+    const bool isReady = !model_->isBusy() && !model_->fans().empty() && model_->lastTemperatureSampleDate();
+    if (!isReady) return;
+    if (line_.supervisedTest && !model_->supervisedTestPassed()) {
+      if (testWasStarted_) {
+        steps_->stop();
+      } else if (model_->helperState() == HelperInstallState::enabled) {
+        testWasStarted_ = true;
+        model_->runSupervisedFan0Test();
+      }
+      return;
+    }
+    if (preset_) model_->activate(*preset_, false);
+    steps_->stop();
+  }
+
+  CommandLine line_;
+  QtMainQueue mainQueue_;
+  QtWorkspace workspace_;
+  LinuxPlatform linux_;
+  FeedUpdater updater_;
+  std::unique_ptr<UpdateManager> updates_;
+  std::shared_ptr<AppModel> model_;
+  std::shared_ptr<AppDelegate> delegate_;
+  std::unique_ptr<HalcyraApp> scenes_;
+  std::optional<FanPreset> preset_;
+  std::unique_ptr<QTimer> steps_;
+  bool testWasStarted_ = false;
+};
+
+}  // namespace
+
+bool hasDisplay() {
+  for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+    const char* value = std::getenv(name);
+    if (value != nullptr && *value != '\0') return true;
+  }
+  return false;
+}
+
+int runDesktop(const CommandLine& line, const RuntimeLayout& layout, int& argc, char** argv) {
+  QApplication application(argc, argv);
+  QApplication::setApplicationName(QStringLiteral("aerovane"));
+  QApplication::setApplicationDisplayName(QStringLiteral("Aerovane"));
+  QApplication::setQuitOnLastWindowClosed(false);
+  const QString name = instanceName(layout);
+  QLocalServer server;
+  server.setSocketOptions(QLocalServer::UserAccessOption);
+  if (!line.refreshHelperRegistration) {
+    if (wakeOtherInstance(name)) return 0;
+    // What an instance that was killed has left.
+    QLocalServer::removeServer(name);
+    server.listen(name);
+  }
+  const Appearance appearance = line.appearance == "light"  ? Appearance::light
+                                : line.appearance == "dark" ? Appearance::dark
+                                                            : Appearance::system;
+  applyStyle(application, appearance);
+  Desktop desktop(line, layout);
+  QObject::connect(&server, &QLocalServer::newConnection, &application, [&] {
+    while (QLocalSocket* socket = server.nextPendingConnection()) socket->deleteLater();
+    desktop.showDashboard();
+  });
+  QObject::connect(&application, &QGuiApplication::commitDataRequest, &application,
+                   [&](QSessionManager&) { desktop.quit(); });
+  const SignalWatcher watcher(desktop.mainQueue(), {SIGINT, SIGTERM, SIGHUP}, [&](int) { desktop.quit(); });
+  return desktop.start() ? QApplication::exec() : 2;
+}
+
+}  // namespace halcyra

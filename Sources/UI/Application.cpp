@@ -1,0 +1,193 @@
+#include "UI/Application.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QLayout>
+#include <QMenu>
+#include <QSettings>
+#include <QStackedLayout>
+#include <QVBoxLayout>
+#include <utility>
+
+#include "App/MenuBarTitle.h"
+#include "UI/Icons.h"
+#include "UI/MainView.h"
+#include "UI/MenuBarPanel.h"
+#include "UI/ModelObserver.h"
+#include "UI/SensorsView.h"
+#include "UI/SettingsView.h"
+#include "UI/Theme.h"
+
+namespace halcyra {
+
+namespace {
+
+QSettings windowSettings() {
+  return QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("aerovane"), QStringLiteral("windows"));
+}
+
+/// A top-level window whose size is remembered.
+class SceneWindow : public QWidget {
+ public:
+  SceneWindow(QString identifier, QSize minimum, QSize ideal) : identifier_(std::move(identifier)) {
+    setObjectName(identifier_);
+    setMinimumSize(minimum);
+    const QSize remembered = windowSettings().value(identifier_ + QStringLiteral("/size")).toSize();
+    resize(remembered.isValid() ? remembered : ideal);
+  }
+
+ protected:
+  void hideEvent(QHideEvent* event) override {
+    if (!isMaximized() && !isFullScreen()) windowSettings().setValue(identifier_ + QStringLiteral("/size"), size());
+    QWidget::hideEvent(event);
+  }
+
+ private:
+  QString identifier_;
+};
+
+void bringToFront(QWidget& window) {
+  window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+  window.show();
+  window.raise();
+  window.activateWindow();
+}
+
+}  // namespace
+
+HalcyraApp::HalcyraApp(ViewContext context, QObject* parent) : QObject(parent), context_(std::move(context)) {
+  context_.openDashboard = [this] { openDashboard(); };
+  context_.openSensors = [this] { openSensors(); };
+  context_.openSettings = [this] { openSettings(); };
+}
+
+HalcyraApp::~HalcyraApp() {
+  delete panel_;
+  for (const auto& [identifier, window] : windows_) delete window;
+}
+
+void HalcyraApp::start() {
+  QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setWindowIcon(icon(QStringLiteral("fan"), Theme::current().accent, 64));
+  // A visible icon says nothing: the icon counts as visible also where nobody shows it.
+  if (QSystemTrayIcon::isSystemTrayAvailable()) {
+    startTray();
+  } else {
+    openDashboard();
+  }
+}
+
+void HalcyraApp::startTray() {
+  tray_ = std::make_unique<QSystemTrayIcon>();
+  trayMenu_ = std::make_unique<QMenu>();
+  trayTitle_ = trayMenu_->addAction(QString());
+  trayTitle_->setEnabled(false);
+  trayMenu_->addSeparator();
+  const auto add = [&](const char* text, const std::function<void()>& action) {
+    const QAction* entry = trayMenu_->addAction(QString::fromUtf8(text));
+    connect(entry, &QAction::triggered, this, [action] {
+      if (action) action();
+    });
+  };
+  add("Open Panel", [this] { openPanel(); });
+  add(MenuBarText::openDashboard, context_.openDashboard);
+  add(MenuBarText::sensors, context_.openSensors);
+  add("Settings && Helper…", context_.openSettings);
+  add(MenuBarText::checkForUpdates, context_.checkForUpdates);
+  trayMenu_->addSeparator();
+  add(MenuBarText::quit, context_.quit);
+  tray_->setContextMenu(trayMenu_.get());
+  connect(tray_.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+    if (reason == QSystemTrayIcon::Context) return;
+    if (panel_ && panel_->isVisible()) {
+      panel_->hide();
+    } else {
+      openPanel();
+    }
+  });
+  new ModelObserver(*context_.model, this, [this] { updateTray(); });
+  QIcon picture;
+  for (const int size : {16, 22, 24, 32, 44}) {
+    // Panels of Linux desktops are dark far more often than light, whatever the windows are.
+    picture.addPixmap(iconPixmap(QStringLiteral("fan"), QColor("#E8EBEA"), size));
+  }
+  tray_->setIcon(picture);
+  updateTray();
+  tray_->show();
+}
+
+void HalcyraApp::updateTray() {
+  const QString title = QString::fromStdString(menuBarTitle(*context_.model));
+  if (trayTitle_->text() == title) return;
+  trayTitle_->setText(title);
+  tray_->setToolTip(title);
+}
+
+QWidget& HalcyraApp::window(const QString& identifier, const std::function<QWidget*()>& make) {
+  QPointer<QWidget>& window = windows_[identifier];
+  if (!window) window = make();
+  return *window;
+}
+
+QWidget* HalcyraApp::makeWindow(const QString& identifier, const QString& title, QWidget* content, QSize minimum,
+                                QSize ideal) {
+  auto* window = new SceneWindow(identifier, minimum, ideal);
+  window->setWindowTitle(title);
+  auto* layout = new QVBoxLayout(window);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->addWidget(content);
+  addCommands(window);
+  return window;
+}
+
+void HalcyraApp::addCommands(QWidget* window) {
+  const auto add = [&](const QKeySequence& keys, const std::function<void()>& action) {
+    auto* command = new QAction(window);
+    command->setShortcut(keys);
+    connect(command, &QAction::triggered, this, [action] {
+      if (action) action();
+    });
+    window->addAction(command);
+  };
+  add(QKeySequence::Quit, context_.quit);
+  add(QKeySequence(Qt::CTRL | Qt::Key_Comma), context_.openSettings);
+  add(QKeySequence::Close, [window] { window->close(); });
+}
+
+void HalcyraApp::openDashboard() {
+  bringToFront(window(QStringLiteral("dashboard"), [this] {
+    return makeWindow(QStringLiteral("dashboard"), QStringLiteral("Aerovane"), new MainView(context_), {520, 430},
+                      {960, 720});
+  }));
+}
+
+void HalcyraApp::openSensors() {
+  bringToFront(window(QStringLiteral("sensors"), [this] {
+    return makeWindow(QStringLiteral("sensors"), QStringLiteral("Temperature Sensors"), new SensorsView(context_.model),
+                      {340, 420}, {420, 620});
+  }));
+}
+
+void HalcyraApp::openSettings() {
+  bringToFront(window(QStringLiteral("settings"), [this] {
+    return makeWindow(QStringLiteral("settings"), QStringLiteral("Settings"), new SettingsView(context_), {450, 520},
+                      {470, 640});
+  }));
+}
+
+void HalcyraApp::openPanel() {
+  if (!panel_) {
+    panel_ = new MenuBarPanel(context_, tray_ ? MenuBarPanel::Kind::popup : MenuBarPanel::Kind::window);
+  }
+  panel_->openNear(tray_ ? tray_->geometry() : QRect());
+}
+
+MenuBarView* HalcyraApp::panelView() {
+  return panel_ ? &panel_->view() : nullptr;
+}
+
+void HalcyraApp::activate() {
+  openDashboard();
+}
+
+}  // namespace halcyra

@@ -1,0 +1,75 @@
+#include "UI/MenuBarPanel.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QScreen>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <utility>
+
+namespace halcyra {
+
+namespace {
+
+/// Pixels that the panel leaves free of the screen's height.
+constexpr int screenMargin = 24;
+
+Qt::WindowFlags flagsOf(MenuBarPanel::Kind kind) {
+  return kind == MenuBarPanel::Kind::popup ? Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint
+                                           : Qt::WindowFlags(Qt::Window);
+}
+
+}  // namespace
+
+MenuBarPanel::MenuBarPanel(ViewContext context, Kind kind, QWidget* parent)
+    : QWidget(parent, flagsOf(kind)), kind_(kind), frame_(new QFrame(this)) {
+  setObjectName(QStringLiteral("menuBarWindow"));
+  setWindowTitle(QStringLiteral("Aerovane"));
+  frame_->setObjectName(QStringLiteral("menuBarPanel"));
+  // Without a compositor the corners beside a rounded frame would stay black.
+  frame_->setProperty("square", true);
+  view_ = new MenuBarView(std::move(context), frame_);
+  auto* inner = new QVBoxLayout(frame_);
+  inner->setContentsMargins(1, 1, 1, 1);
+  inner->addWidget(view_);
+  auto* outer = new QVBoxLayout(this);
+  outer->setContentsMargins(0, 0, 0, 0);
+  outer->addWidget(frame_);
+  connect(view_, &MenuBarView::heightChanged, this, &MenuBarPanel::fit);
+  connect(view_, &MenuBarView::leaving, this, [this] {
+    if (kind_ == Kind::popup) hide();
+  });
+  fit();
+}
+
+void MenuBarPanel::fit() {
+  const int room = screen()->availableGeometry().height() - screenMargin;
+  setFixedSize(MenuBarView::panelWidth + 2, std::min(view_->wholeHeight() + 2, room));
+}
+
+void MenuBarPanel::openNear(const QRect& icon) {
+  const QScreen* place = icon.isValid() ? QGuiApplication::screenAt(icon.center()) : nullptr;
+  const QRect room = (place != nullptr ? place : QGuiApplication::primaryScreen())->availableGeometry();
+  view_->refresh();
+  fit();
+  const QPoint anchor = icon.isValid() ? icon.center() : QPoint(room.right(), room.top());
+  const bool isBelow = anchor.y() < room.center().y();
+  const int x =
+      std::clamp(anchor.x() - width() / 2, room.left() + 8, std::max(room.left() + 8, room.right() - width() - 8));
+  const int y =
+      isBelow ? std::max(room.top() + 4, icon.bottom() + 4) : std::min(room.bottom(), icon.top()) - height() - 4;
+  move(x, std::clamp(y, room.top(), std::max(room.top(), room.bottom() - height())));
+  show();
+  raise();
+  activateWindow();
+}
+
+void MenuBarPanel::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Escape) {
+    hide();
+    return;
+  }
+  QWidget::keyPressEvent(event);
+}
+
+}  // namespace halcyra

@@ -1,0 +1,160 @@
+#include "UI/MenuBarPresetRow.h"
+
+#include <QContextMenuEvent>
+#include <QFocusEvent>
+#include <QLabel>
+#include <QMenu>
+#include <QPainter>
+#include <QResizeEvent>
+#include <QVBoxLayout>
+
+#include "UI/Controls/Popover.h"
+#include "UI/Fonts.h"
+#include "UI/Icons.h"
+#include "UI/Theme.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr int rowHeight = 28;
+constexpr int popoverWidth = 250;
+constexpr int infoSize = 26;
+
+QWidget* makePopoverContent(const FanPreset& preset) {
+  auto* content = new QWidget;
+  auto* layout = new QVBoxLayout(content);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(4);
+  auto* name = new QLabel(QString::fromStdString(preset.name), content);
+  name->setTextFormat(Qt::PlainText);
+  name->setProperty("role", "headline");
+  auto* description = new QLabel(QString::fromStdString(longDescription(preset)), content);
+  description->setObjectName(QStringLiteral("presetDescription"));
+  description->setTextFormat(Qt::PlainText);
+  description->setProperty("role", "secondary");
+  for (QLabel* label : {name, description}) {
+    label->setWordWrap(true);
+    label->setFixedWidth(popoverWidth - 30);
+    layout->addWidget(label);
+  }
+  return content;
+}
+
+}  // namespace
+
+PresetInfoButton::PresetInfoButton(QWidget* parent) : QToolButton(parent) {
+  setObjectName(QStringLiteral("presetInfo"));
+  setToolTip(QString::fromUtf8(MenuBarText::presetHelp));
+  setAccessibleName(QString::fromUtf8(MenuBarText::presetHelp));
+  setFocusPolicy(Qt::StrongFocus);
+  setThemedIcon(this, "help-circle");
+  connect(this, &QToolButton::clicked, this, &PresetInfoButton::togglePopover);
+}
+
+void PresetInfoButton::togglePopover() {
+  if (popover_) {
+    popover_->close();
+    return;
+  }
+  popover_ = new Popover(makePopoverContent(preset_), this);
+  popover_->openAt(*this);
+}
+
+PresetButton::PresetButton(QWidget* parent) : QAbstractButton(parent) {
+  setFocusPolicy(Qt::StrongFocus);
+  setAttribute(Qt::WA_Hover);
+  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void PresetButton::setActive(bool active) {
+  if (isActive_ == active) return;
+  isActive_ = active;
+  setAccessibleDescription(active ? QStringLiteral("Active") : QString());
+  update();
+}
+
+bool PresetButton::event(QEvent* event) {
+  // Return does nothing on a plain button; here it activates, as Space does.
+  if (event->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+      click();
+      return true;
+    }
+  }
+  return QAbstractButton::event(event);
+}
+
+void PresetButton::focusInEvent(QFocusEvent* event) {
+  showsFocus_ = event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason ||
+                event->reason() == Qt::ShortcutFocusReason;
+  QAbstractButton::focusInEvent(event);
+}
+
+void PresetButton::paintEvent(QPaintEvent*) {
+  const Theme& theme = Theme::current();
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+  if (isActive_) {
+    painter.setBrush(isEnabled() ? theme.accentTint : theme.btn);
+    painter.drawRoundedRect(rect(), 6, 6);
+  } else if (isEnabled() && (underMouse() || isDown())) {
+    painter.setBrush(theme.accentTintSoft);
+    painter.drawRoundedRect(rect(), 6, 6);
+  }
+  if (hasFocus() && showsFocus_) {
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(theme.accent, 2));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 6, 6);
+  }
+  const QColor mark = !isEnabled() ? theme.textDis : isActive_ ? theme.accent : theme.control;
+  const QString name = isActive_ ? QStringLiteral("check-circle-fill") : QStringLiteral("circle");
+  painter.drawPixmap(8, (height() - 16) / 2, iconPixmap(name, mark, 16, devicePixelRatioF()));
+  painter.setPen(isEnabled() ? theme.text : theme.textDis);
+  painter.setFont(textFont(isActive_ ? TextStyle::headline : TextStyle::body));
+  const QRect place = rect().adjusted(33, 0, -infoSize - 10, 0);
+  painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
+                   painter.fontMetrics().elidedText(text(), Qt::ElideRight, place.width()));
+}
+
+MenuBarPresetRow::MenuBarPresetRow(QWidget* parent)
+    : QWidget(parent), button_(new PresetButton(this)), info_(new PresetInfoButton(this)) {
+  setFixedHeight(rowHeight);
+  button_->setObjectName(QStringLiteral("presetButton"));
+  connect(button_, &QAbstractButton::clicked, this, [this] { emit activated(row_.preset); });
+}
+
+void MenuBarPresetRow::setRow(const MenuBarState::PresetRow& row) {
+  if (row_ == row && !button_->text().isEmpty()) return;
+  row_ = row;
+  const QString name = QString::fromStdString(row.preset.name);
+  button_->setText(name);
+  button_->setAccessibleName(name);
+  button_->setToolTip(QString::fromStdString(row.helpText).toHtmlEscaped());
+  button_->setActive(row.isActive);
+  button_->setEnabled(row.isEnabled);
+  info_->setPreset(row.preset);
+}
+
+void MenuBarPresetRow::resizeEvent(QResizeEvent*) {
+  button_->setGeometry(rect());
+  info_->setGeometry(width() - infoSize - 4, (height() - infoSize) / 2, infoSize, infoSize);
+  info_->raise();
+}
+
+void MenuBarPresetRow::contextMenuEvent(QContextMenuEvent* event) {
+  auto* menu = new QMenu(this);
+  menu->setObjectName(QStringLiteral("presetMenu"));
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  const QAction* duplicate = menu->addAction(QString::fromUtf8(MenuBarText::duplicatePreset));
+  connect(duplicate, &QAction::triggered, this, [this] { emit duplicateRequested(row_.preset); });
+  if (row_.canDelete) {
+    const QAction* remove = menu->addAction(QString::fromUtf8(MenuBarText::deletePreset));
+    connect(remove, &QAction::triggered, this, [this] { emit deletionRequested(row_.preset); });
+  }
+  menu->popup(event->globalPos());
+}
+
+}  // namespace halcyra

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QAbstractButton>
+#include <QPointer>
+#include <QToolButton>
+#include <QWidget>
+
+#include "UI/MenuBarState.h"
+
+namespace halcyra {
+
+class Popover;
+
+/// Opens and closes the explanation of one preset. Enabled also where the preset is not.
+class PresetInfoButton : public QToolButton {
+  Q_OBJECT
+
+ public:
+  explicit PresetInfoButton(QWidget* parent = nullptr);
+  void setPreset(const FanPreset& preset) { preset_ = preset; }
+
+ private:
+  void togglePopover();
+
+  FanPreset preset_;
+  QPointer<Popover> popover_;
+};
+
+/// The button of one preset: a mark, the name, a fill while it is active or under the pointer.
+class PresetButton : public QAbstractButton {
+  Q_OBJECT
+
+ public:
+  explicit PresetButton(QWidget* parent = nullptr);
+  void setActive(bool active);
+  QSize sizeHint() const override { return {200, 28}; }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void focusInEvent(QFocusEvent* event) override;
+  bool event(QEvent* event) override;
+
+ private:
+  bool isActive_ = false;
+  bool showsFocus_ = false;
+};
+
+/// One preset of the panel: its button, with the help button on it, and its context menu.
+class MenuBarPresetRow : public QWidget {
+  Q_OBJECT
+
+ public:
+  explicit MenuBarPresetRow(QWidget* parent = nullptr);
+  void setRow(const MenuBarState::PresetRow& row);
+
+ signals:
+  void activated(const FanPreset& preset);
+  void duplicateRequested(const FanPreset& preset);
+  void deletionRequested(const FanPreset& preset);
+
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+  void contextMenuEvent(QContextMenuEvent* event) override;
+
+ private:
+  MenuBarState::PresetRow row_;
+  PresetButton* button_;
+  PresetInfoButton* info_;
+};
+
+}  // namespace halcyra

@@ -1,0 +1,266 @@
+#include "UI/MenuBarView.h"
+
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <utility>
+
+#include "UI/Fonts.h"
+#include "UI/HistoryView.h"
+#include "UI/Icons.h"
+#include "UI/MenuBarPresetRow.h"
+#include "UI/ModelObserver.h"
+#include "UI/Sparkline.h"
+#include "UI/TemperatureGaugeCompact.h"
+#include "UI/Theme.h"
+#include "UI/ZoneRail.h"
+
+namespace halcyra {
+
+namespace {
+
+/// Setting a label's text lays the panel out anew even where it is the same text.
+void setText(QLabel* label, const std::string& text) {
+  const QString value = QString::fromStdString(text);
+  if (label->text() != value) label->setText(value);
+}
+
+QString text(const char* utf8) {
+  return QString::fromUtf8(utf8);
+}
+
+QWidget* makeCritical(QWidget* parent) {
+  auto* box = new QWidget(parent);
+  box->setObjectName(QStringLiteral("criticalOverride"));
+  auto* layout = new QHBoxLayout(box);
+  layout->setContentsMargins(16, 0, 16, 10);
+  layout->setSpacing(8);
+  auto* picture = new IconLabel(QStringLiteral("warning-fill"), box);
+  picture->setColor([] { return Theme::current().err; });
+  auto* label = new QLabel(text(MenuBarText::criticalOverride), box);
+  label->setProperty("role", "critical");
+  layout->addWidget(picture);
+  layout->addWidget(label, 1);
+  return box;
+}
+
+}  // namespace
+
+MenuBarView::MenuBarView(ViewContext context, QWidget* parent) : QWidget(parent), context_(std::move(context)) {
+  setObjectName(QStringLiteral("menuBarView"));
+  setFixedWidth(panelWidth);
+  content_ = new QWidget;
+  content_->setObjectName(QStringLiteral("panelContent"));
+  auto* column = new QVBoxLayout(content_);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  header_ = makeHeader();
+  column->addWidget(header_);
+  critical_ = makeCritical(content_);
+  column->addWidget(critical_);
+  auto* line = new QFrame(content_);
+  line->setProperty("line", true);
+  line->setFixedHeight(1);
+  column->addWidget(line);
+  history_ = new ExpandedSensorHistoryView(content_);
+  historyBox_ = new QWidget(content_);
+  auto* historyLayout = new QVBoxLayout(historyBox_);
+  historyLayout->setContentsMargins(16, 12, 16, 12);
+  historyLayout->addWidget(history_);
+  column->addWidget(historyBox_);
+  column->addWidget(makeNormalContent());
+  column->addStretch(1);
+  scroll_ = new QScrollArea(this);
+  scroll_->setWidgetResizable(true);
+  scroll_->setFrameShape(QFrame::NoFrame);
+  scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  scroll_->setFocusPolicy(Qt::NoFocus);
+  scroll_->setWidget(content_);
+  scroll_->viewport()->setAutoFillBackground(false);
+  content_->setAutoFillBackground(false);
+  buttons_ = makeButtons();
+  auto* outer = new QVBoxLayout(this);
+  outer->setContentsMargins(0, 0, 0, 0);
+  outer->setSpacing(0);
+  outer->addWidget(scroll_, 1);
+  outer->addWidget(buttons_);
+  connectCommands();
+  setHistoryExpanded(false);
+  // A panel that nobody sees costs nothing: it is brought up to date when it opens.
+  new ModelObserver(*context_.model, this, [this] {
+    if (isVisible()) refresh();
+  });
+  refresh();
+}
+
+void MenuBarView::connectCommands() {
+  connect(expand_, &QToolButton::clicked, this, [this] { setHistoryExpanded(!isHistoryExpanded_); });
+  connect(sparklineCard_, &QPushButton::clicked, this, [this] { setHistoryExpanded(true); });
+  connect(history_, &ExpandedSensorHistoryView::collapseRequested, this, [this] { setHistoryExpanded(false); });
+  connect(history_, &ExpandedSensorHistoryView::sensorSelected, this, [this](const QString& id) {
+    selectedSensorID_ = id.toStdString();
+    refresh();
+  });
+  connect(helperSetup_.button, &QPushButton::clicked, this, [this] { context_.model->installHelper(); });
+  connect(supervisedTest_.button, &QPushButton::clicked, this, [this] { context_.model->runSupervisedFan0Test(); });
+}
+
+void MenuBarView::setHistoryExpanded(bool expanded) {
+  isHistoryExpanded_ = expanded;
+  setThemedIcon(expand_, expanded ? "collapse" : "expand");
+  const QString help = text(expanded ? MenuBarText::collapseChart : MenuBarText::expandChart);
+  expand_->setToolTip(help);
+  expand_->setAccessibleName(help);
+  historyBox_->setVisible(expanded);
+  normal_->setVisible(!expanded);
+  if (expanded) history_->refresh(*context_.model, selectedSensorID_);
+  scroll_->verticalScrollBar()->setValue(0);
+  updateHeight();
+}
+
+void MenuBarView::showEvent(QShowEvent* event) {
+  refresh();
+  QWidget::showEvent(event);
+}
+
+void MenuBarView::refresh() {
+  const MenuBarState state = makeMenuBarState(*context_.model);
+  if (shown_ != state) {
+    apply(state);
+    shown_ = state;
+  }
+  if (isHistoryExpanded_) {
+    history_->refresh(*context_.model, selectedSensorID_);
+  } else {
+    sparkline_->setSamples(context_.model->history());
+  }
+  updateHeight();
+}
+
+void MenuBarView::apply(const MenuBarState& state) {
+  header_->setToolTip(QString::fromStdString(state.rawThermalTooltip));
+  applyZones(state);
+  std::string details;
+  for (const std::string& line : state.rawDetails) details += (details.empty() ? "" : "\n") + line;
+  setText(rawDetails_, details);
+  critical_->setVisible(state.criticalOverride);
+  applyFans(state);
+  applyPresets(state);
+  hottest_->setText(QString::fromStdString(state.hottestText));
+  gauge_->setTemperature(state.hottest);
+  gauge_->setSamplingInterval(state.samplingInterval);
+  applyNotices(state);
+}
+
+void MenuBarView::applyZones(const MenuBarState& state) {
+  while (zones_.size() < state.zones.size()) zones_.push_back(makeZoneLine(static_cast<int>(zones_.size())));
+  for (std::size_t index = 0; index < zones_.size(); ++index) {
+    const bool isUsed = index < state.zones.size();
+    zones_[index].row->setVisible(isUsed);
+    if (!isUsed) continue;
+    setText(zones_[index].name, state.zones[index].name);
+    zones_[index].rail->setTemperature(state.zones[index].temperature);
+    zones_[index].value->setText(QString::fromStdString(state.zones[index].value));
+  }
+}
+
+void MenuBarView::applyFans(const MenuBarState& state) {
+  while (fans_.size() < state.fans.size()) fans_.push_back(makeFanLine(static_cast<int>(fans_.size())));
+  for (std::size_t index = 0; index < fans_.size(); ++index) {
+    const bool isUsed = index < state.fans.size();
+    fans_[index].row->setVisible(isUsed);
+    if (!isUsed) continue;
+    const MenuBarState::FanRow& fan = state.fans[index];
+    setText(fans_[index].name, fan.name);
+    fans_[index].speed->setText(QString::fromStdString(fan.speed));
+    setText(fans_[index].mode, fan.mode);
+    fans_[index].curveInput->setText(QString::fromStdString(fan.curveInput));
+    fans_[index].curveInput->setVisible(!fan.curveInput.empty());
+  }
+}
+
+void MenuBarView::applyPresets(const MenuBarState& state) {
+  while (presets_.size() < state.presets.size()) {
+    auto* row = new MenuBarPresetRow(normal_);
+    row->setObjectName(QStringLiteral("preset%1").arg(presets_.size()));
+    connect(row, &MenuBarPresetRow::activated, this,
+            [this](const FanPreset& preset) { context_.model->activate(preset, false); });
+    connect(row, &MenuBarPresetRow::duplicateRequested, this,
+            [this](const FanPreset& preset) { context_.model->duplicatePreset(preset); });
+    connect(row, &MenuBarPresetRow::deletionRequested, this, &MenuBarView::askToDelete);
+    presets_.push_back(row);
+    presetRows_->addWidget(row);
+  }
+  presetRows_->removeWidget(presetLine_);
+  bool hasLine = false;
+  for (std::size_t index = 0; index < presets_.size(); ++index) {
+    const bool isUsed = index < state.presets.size();
+    presets_[index]->setVisible(isUsed);
+    if (!isUsed) continue;
+    presets_[index]->setRow(state.presets[index]);
+    if (state.presets[index].startsGroup) {
+      presetRows_->insertWidget(static_cast<int>(index), presetLine_);
+      hasLine = true;
+    }
+  }
+  presetLine_->setVisible(hasLine);
+}
+
+void MenuBarView::applyNotices(const MenuBarState& state) {
+  monitoringNote_->setVisible(state.monitoringNote.has_value());
+  setText(monitoringNote_, state.monitoringNote.value_or(""));
+  anotherApp_.box->setVisible(state.anotherAppOwnsFans);
+  helperSetup_.box->setVisible(state.showsHelperSetup);
+  helperSetup_.button->setEnabled(state.canSetUpHelper);
+  supervisedTest_.box->setVisible(state.showsSupervisedTestCaption);
+  supervisedTest_.button->setVisible(state.showsSupervisedTest);
+  supervisedTest_.button->setEnabled(state.canRunSupervisedTest);
+  conflict_.box->setVisible(state.conflict.has_value());
+  if (state.conflict) {
+    setText(conflict_.title, state.conflict->title);
+    setText(conflict_.note, state.conflict->explanation);
+  }
+  error_->setVisible(state.error.has_value());
+  setText(error_, state.error.value_or(""));
+}
+
+void MenuBarView::askToDelete(const FanPreset& preset) {
+  delete deletion_;
+  deletion_ = new QMessageBox(QMessageBox::Warning, QStringLiteral("Aerovane"),
+                              QString::fromStdString(MenuBarText::deleteQuestion(preset)), QMessageBox::NoButton, this);
+  deletion_->setObjectName(QStringLiteral("deleteQuestion"));
+  deletion_->setTextFormat(Qt::PlainText);
+  deletion_->setAttribute(Qt::WA_DeleteOnClose);
+  QPushButton* remove = deletion_->addButton(text(MenuBarText::deletePreset), QMessageBox::DestructiveRole);
+  remove->setProperty("kind", "destructive");
+  QPushButton* cancel = deletion_->addButton(text(MenuBarText::cancel), QMessageBox::RejectRole);
+  deletion_->setDefaultButton(cancel);
+  deletion_->setEscapeButton(cancel);
+  connect(remove, &QPushButton::clicked, this, [this, preset] { context_.model->deletePreset(preset); });
+  deletion_->open();
+}
+
+void MenuBarView::leaveFor(const std::function<void()>& action) {
+  emit leaving();
+  if (action) action();
+}
+
+int MenuBarView::wholeHeight() const {
+  content_->layout()->activate();
+  const int content = content_->layout()->hasHeightForWidth() ? content_->layout()->totalHeightForWidth(panelWidth)
+                                                              : content_->sizeHint().height();
+  return content + buttons_->sizeHint().height();
+}
+
+void MenuBarView::updateHeight() {
+  const int height = wholeHeight();
+  if (height == lastHeight_) return;
+  lastHeight_ = height;
+  emit heightChanged();
+}
+
+}  // namespace halcyra

@@ -1,0 +1,300 @@
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include "UI/Controls/Disclosure.h"
+#include "UI/Fonts.h"
+#include "UI/HistoryView.h"
+#include "UI/Icons.h"
+#include "UI/MenuBarView.h"
+#include "UI/Sparkline.h"
+#include "UI/TemperatureGaugeCompact.h"
+#include "UI/Theme.h"
+#include "UI/ZoneRail.h"
+
+namespace halcyra {
+
+namespace {
+
+constexpr int sideMargin = 16;
+
+QLabel* makeLabel(const char* text, const char* role, QWidget* parent) {
+  auto* label = new QLabel(QString::fromUtf8(text), parent);
+  label->setTextFormat(Qt::PlainText);
+  label->setWordWrap(true);
+  if (role != nullptr) label->setProperty("role", role);
+  return label;
+}
+
+QPushButton* makeButton(const char* objectName, const char* text, QWidget* parent) {
+  auto* button = new QPushButton(QString::fromUtf8(text).replace('&', QStringLiteral("&&")), parent);
+  button->setObjectName(QString::fromLatin1(objectName));
+  button->setAccessibleName(QString::fromUtf8(text));
+  button->setProperty("compact", true);
+  button->setAutoDefault(false);
+  return button;
+}
+
+/// A hairline from edge to edge.
+QFrame* makeLine(QWidget* parent) {
+  auto* line = new QFrame(parent);
+  line->setProperty("line", true);
+  line->setFixedHeight(1);
+  return line;
+}
+
+QVBoxLayout* makeColumn(QWidget* box, int top, int bottom, int spacing) {
+  auto* layout = new QVBoxLayout(box);
+  layout->setContentsMargins(sideMargin, top, sideMargin, bottom);
+  layout->setSpacing(spacing);
+  return layout;
+}
+
+/// A box under a hairline of its own.
+QVBoxLayout* makeSection(QWidget* box) {
+  auto* outer = new QVBoxLayout(box);
+  outer->setContentsMargins(0, 0, 0, 0);
+  outer->setSpacing(0);
+  outer->addWidget(makeLine(box));
+  auto* inner = new QVBoxLayout;
+  inner->setContentsMargins(sideMargin, 12, sideMargin, 12);
+  inner->setSpacing(6);
+  outer->addLayout(inner);
+  return inner;
+}
+
+}  // namespace
+
+QWidget* MenuBarView::makeHeader() {
+  auto* header = new QWidget(this);
+  header->setObjectName(QStringLiteral("zoneBlock"));
+  auto* layout = makeColumn(header, 14, 8, 4);
+  auto* titles = new QGridLayout;
+  titles->setVerticalSpacing(1);
+  titles->addWidget(makeLabel(MenuBarText::title, "headline", header), 0, 0);
+  titles->addWidget(makeLabel(MenuBarText::subtitle, "secondary", header), 1, 0);
+  expand_ = new QToolButton(header);
+  expand_->setObjectName(QStringLiteral("expandHistory"));
+  expand_->setFocusPolicy(Qt::StrongFocus);
+  titles->addWidget(expand_, 0, 1, 2, 1, Qt::AlignTop);
+  titles->setColumnStretch(0, 1);
+  layout->addLayout(titles);
+  zoneRows_ = new QVBoxLayout;
+  zoneRows_->setContentsMargins(0, 6, 0, 4);
+  zoneRows_->setSpacing(6);
+  layout->addLayout(zoneRows_);
+  rawDetails_ = makeLabel("", "secondary", header);
+  rawDetails_->setObjectName(QStringLiteral("rawDetails"));
+  rawDetails_->setFont(textFont(TextStyle::caption));
+  rawDetails_->setContentsMargins(20, 0, 0, 4);
+  auto* disclosure = new Disclosure(QString::fromUtf8(MenuBarText::rawDetails), rawDetails_, header);
+  disclosure->setObjectName(QStringLiteral("rawThermals"));
+  connect(disclosure, &Disclosure::toggled, this, [this] { updateHeight(); });
+  layout->addWidget(disclosure);
+  return header;
+}
+
+MenuBarView::ZoneLine MenuBarView::makeZoneLine(int position) {
+  ZoneLine line;
+  line.row = new QWidget(header_);
+  line.row->setObjectName(QStringLiteral("zone%1").arg(position));
+  auto* layout = new QHBoxLayout(line.row);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(12);
+  line.name = makeLabel("", nullptr, line.row);
+  line.name->setWordWrap(false);
+  line.name->setMinimumWidth(76);
+  line.rail = new ZoneRail(line.row);
+  line.value = new FigureLabel(TextStyle::rowValue, line.row);
+  line.value->setObjectName(QStringLiteral("zoneValue%1").arg(position));
+  line.value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  line.value->setMinimumWidth(64);
+  layout->addWidget(line.name);
+  layout->addWidget(line.rail, 1);
+  layout->addWidget(line.value);
+  zoneRows_->addWidget(line.row);
+  return line;
+}
+
+MenuBarView::FanLine MenuBarView::makeFanLine(int position) {
+  FanLine line;
+  line.row = new QWidget(normal_);
+  line.row->setObjectName(QStringLiteral("fan%1").arg(position));
+  auto* grid = new QGridLayout(line.row);
+  grid->setContentsMargins(0, 0, 0, 0);
+  grid->setVerticalSpacing(2);
+  line.name = makeLabel("", nullptr, line.row);
+  line.speed = new FigureLabel(TextStyle::headline, line.row);
+  line.speed->setObjectName(QStringLiteral("fanSpeed%1").arg(position));
+  line.speed->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  line.mode = makeLabel("", "secondary", line.row);
+  line.mode->setObjectName(QStringLiteral("fanMode%1").arg(position));
+  line.mode->setWordWrap(false);
+  line.mode->setMinimumWidth(54);
+  line.mode->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  line.curveInput = new FigureLabel(TextStyle::caption2, line.row);
+  line.curveInput->setObjectName(QStringLiteral("fanInput%1").arg(position));
+  line.curveInput->setProperty("role", "secondary");
+  grid->addWidget(line.name, 0, 0);
+  grid->addWidget(line.speed, 0, 1);
+  grid->addWidget(line.mode, 0, 2);
+  grid->addWidget(line.curveInput, 1, 0, 1, 3);
+  grid->setColumnStretch(0, 1);
+  fanRows_->addWidget(line.row);
+  return line;
+}
+
+QWidget* MenuBarView::makeSparklineCard() {
+  sparklineCard_ = new QPushButton(normal_);
+  sparklineCard_->setObjectName(QStringLiteral("sparklineButton"));
+  sparklineCard_->setProperty("kind", "card");
+  sparklineCard_->setToolTip(QString::fromUtf8(MenuBarText::viewHistoryHelp));
+  sparklineCard_->setAccessibleName(QString::fromUtf8(MenuBarText::viewHistory));
+  sparklineCard_->setAutoDefault(false);
+  auto* layout = new QVBoxLayout(sparklineCard_);
+  layout->setContentsMargins(12, 10, 12, 10);
+  layout->setSpacing(8);
+  auto* top = new QHBoxLayout;
+  top->setSpacing(12);
+  sparkline_ = new MenuBarSparkline(sparklineCard_);
+  top->addWidget(sparkline_, 0, Qt::AlignVCenter);
+  top->addWidget(makeLabel(MenuBarText::sparklineNote, "caption2", sparklineCard_), 1);
+  layout->addLayout(top);
+  auto* middle = new QHBoxLayout;
+  middle->addWidget(makeLabel(MenuBarText::hottest, nullptr, sparklineCard_), 1);
+  hottest_ = new FigureLabel(TextStyle::headline, sparklineCard_);
+  hottest_->setObjectName(QStringLiteral("hottest"));
+  middle->addWidget(hottest_);
+  layout->addLayout(middle);
+  gauge_ = new CompactTemperatureGauge(sparklineCard_);
+  layout->addWidget(gauge_);
+  auto* bottom = new QHBoxLayout;
+  bottom->setSpacing(8);
+  auto* expandIcon = new IconLabel(QStringLiteral("expand"), sparklineCard_);
+  expandIcon->setColor([] { return Theme::current().accent; });
+  bottom->addWidget(expandIcon);
+  bottom->addWidget(makeLabel(MenuBarText::viewHistory, "link", sparklineCard_), 1);
+  layout->addLayout(bottom);
+  // The whole card is one button; what stands on it must not take its clicks.
+  for (QWidget* part : sparklineCard_->findChildren<QWidget*>()) part->setAttribute(Qt::WA_TransparentForMouseEvents);
+  return sparklineCard_;
+}
+
+void MenuBarView::makePresets(QVBoxLayout* layout) {
+  auto* header = makeLabel(MenuBarText::presets, "secondary", normal_);
+  header->setContentsMargins(sideMargin, 8, sideMargin, 4);
+  layout->addWidget(makeLine(normal_));
+  layout->addWidget(header);
+  presetRows_ = new QVBoxLayout;
+  presetRows_->setContentsMargins(8, 0, 8, 0);
+  presetRows_->setSpacing(1);
+  layout->addLayout(presetRows_);
+  presetLine_ = makeLine(normal_);
+  presetLine_->hide();
+  auto* card = new QHBoxLayout;
+  card->setContentsMargins(12, 10, 12, 12);
+  card->addWidget(makeSparklineCard());
+  layout->addLayout(card);
+}
+
+QWidget* MenuBarView::makeNormalContent() {
+  normal_ = new QWidget(this);
+  normal_->setObjectName(QStringLiteral("normalContent"));
+  auto* layout = new QVBoxLayout(normal_);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(0);
+  fanRows_ = new QVBoxLayout;
+  fanRows_->setContentsMargins(sideMargin, 12, sideMargin, 12);
+  fanRows_->setSpacing(10);
+  layout->addLayout(fanRows_);
+  monitoringNote_ = makeLabel("", "secondary", normal_);
+  monitoringNote_->setObjectName(QStringLiteral("monitoringNote"));
+  monitoringNote_->setContentsMargins(sideMargin, 0, sideMargin, 12);
+  layout->addWidget(monitoringNote_);
+  anotherApp_.box = new QWidget(normal_);
+  anotherApp_.box->setObjectName(QStringLiteral("anotherApp"));
+  auto* note = makeColumn(anotherApp_.box, 0, 12, 4);
+  note->addWidget(makeLabel(MenuBarText::anotherApp, "captionStrong", anotherApp_.box));
+  note->addWidget(makeLabel(MenuBarText::anotherAppNote, "caption2", anotherApp_.box));
+  layout->addWidget(anotherApp_.box);
+  makePresets(layout);
+  helperSetup_ =
+      makeAction("setUpHelper", MenuBarText::setUpHelper, {MenuBarText::approveNote, MenuBarText::otherAppsNote});
+  helperSetup_.button->setProperty("kind", "primary");
+  supervisedTest_ = makeAction("runSupervisedTest", MenuBarText::supervisedTest, {MenuBarText::supervisedTestNote});
+  conflict_ = makeNotice("conflict", "conflict", "shield-warning-fill");
+  error_ = makeLabel("", "error", normal_);
+  error_->setObjectName(QStringLiteral("error"));
+  error_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  error_->setContentsMargins(sideMargin, 0, sideMargin, 12);
+  for (QWidget* part : {helperSetup_.box, supervisedTest_.box, conflict_.box, static_cast<QWidget*>(error_)}) {
+    layout->addWidget(part);
+  }
+  return normal_;
+}
+
+MenuBarView::Notice MenuBarView::makeAction(const char* objectName, const char* title,
+                                            const std::vector<const char*>& notes) {
+  Notice notice;
+  notice.box = new QWidget(normal_);
+  auto* layout = makeSection(notice.box);
+  notice.button = makeButton(objectName, title, notice.box);
+  layout->addWidget(notice.button);
+  for (const char* text : notes) {
+    notice.note = makeLabel(text, "secondary", notice.box);
+    layout->addWidget(notice.note);
+  }
+  return notice;
+}
+
+MenuBarView::Notice MenuBarView::makeNotice(const char* objectName, const char* role, const char* iconName) {
+  Notice notice;
+  notice.box = new QWidget(normal_);
+  notice.box->setObjectName(QString::fromLatin1(objectName));
+  auto* layout = makeSection(notice.box);
+  auto* row = new QHBoxLayout;
+  row->setSpacing(8);
+  auto* picture = new IconLabel(QString::fromLatin1(iconName), notice.box);
+  picture->setColor([] { return Theme::current().warn; });
+  notice.title = makeLabel("", role, notice.box);
+  row->addWidget(picture);
+  row->addWidget(notice.title, 1);
+  layout->addLayout(row);
+  notice.note = makeLabel("", "secondary", notice.box);
+  layout->addWidget(notice.note);
+  return notice;
+}
+
+QWidget* MenuBarView::makeButtons() {
+  auto* box = new QWidget(this);
+  auto* outer = new QVBoxLayout(box);
+  outer->setContentsMargins(0, 0, 0, 0);
+  outer->setSpacing(0);
+  outer->addWidget(makeLine(box));
+  auto* rows = new QVBoxLayout;
+  rows->setContentsMargins(sideMargin, 10, sideMargin, 14);
+  rows->setSpacing(6);
+  const auto addRow = [&](std::vector<std::tuple<const char*, const char*, std::function<void()>>> row) {
+    auto* line = new QHBoxLayout;
+    line->setSpacing(6);
+    for (auto& [name, text, action] : row) {
+      auto* button = makeButton(name, text, box);
+      connect(button, &QPushButton::clicked, this, [this, action = action] { leaveFor(action); });
+      line->addWidget(button, 1);
+    }
+    rows->addLayout(line);
+  };
+  addRow({{"openDashboard", MenuBarText::openDashboard, context_.openDashboard},
+          {"openSensors", MenuBarText::sensors, context_.openSensors},
+          {"quit", MenuBarText::quit, context_.quit}});
+  addRow({{"openSettings", MenuBarText::settings, context_.openSettings},
+          {"checkForUpdates", MenuBarText::checkForUpdates, context_.checkForUpdates}});
+  outer->addLayout(rows);
+  return box;
+}
+
+}  // namespace halcyra
