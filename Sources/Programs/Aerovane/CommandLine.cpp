@@ -45,6 +45,7 @@ void describe(CLI::App& app, CommandLine& line) {
       ->group(library);
 }
 
+#ifdef AEROVANE_HAS_WINDOWS
 void describeWindows(CLI::App& app, CommandLine& line) {
   app.add_flag("--refresh-helper-registration", line.refreshHelperRegistration,
                "Register the privileged helper anew and end");
@@ -54,6 +55,7 @@ void describeWindows(CLI::App& app, CommandLine& line) {
   app.add_option("--screenshots", line.screenshots, "Write a picture of every window into DIR after a minute, and quit")
       ->type_name("DIR");
 }
+#endif
 
 /// What would be ignored is refused.
 void check(const CommandLine& line) {
@@ -71,7 +73,9 @@ CommandLine CommandLine::parse(int argc, char** argv) {
   CommandLine line;
   CLI::App app{"Aerovane: fan control for Apple-silicon Macs", "aerovane"};
   describe(app, line);
+#ifdef AEROVANE_HAS_WINDOWS
   describeWindows(app, line);
+#endif
   try {
     app.parse(argc, argv);
     check(line);
