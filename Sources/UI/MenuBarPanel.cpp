@@ -24,6 +24,7 @@ Qt::WindowFlags flagsOf(MenuBarPanel::Kind kind) {
 MenuBarPanel::MenuBarPanel(ViewContext context, Kind kind, QWidget* parent)
     : QWidget(parent, flagsOf(kind)), kind_(kind), frame_(new QFrame(this)) {
   setObjectName(QStringLiteral("menuBarWindow"));
+  setFocusPolicy(Qt::StrongFocus);
   setWindowTitle(QStringLiteral("Aerovane"));
   frame_->setObjectName(QStringLiteral("menuBarPanel"));
   // Without a compositor the corners beside a rounded frame would stay black.
@@ -44,7 +45,9 @@ MenuBarPanel::MenuBarPanel(ViewContext context, Kind kind, QWidget* parent)
 
 void MenuBarPanel::fit() {
   const int room = screen()->availableGeometry().height() - screenMargin;
-  setFixedSize(MenuBarView::panelWidth + 2, std::min(view_->wholeHeight() + 2, room));
+  const int whole = view_->wholeHeight() + 2;
+  view_->setScrolling(whole > room);
+  setFixedSize(MenuBarView::panelWidth + 2, std::min(whole, room));
 }
 
 void MenuBarPanel::openNear(const QRect& icon) {
@@ -62,6 +65,8 @@ void MenuBarPanel::openNear(const QRect& icon) {
   show();
   raise();
   activateWindow();
+  // Nothing is marked before the keyboard is used.
+  setFocus();
 }
 
 void MenuBarPanel::keyPressEvent(QKeyEvent* event) {

@@ -67,6 +67,12 @@ PresetButton::PresetButton(QWidget* parent) : QAbstractButton(parent) {
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
+void PresetButton::setName(const QString& name) {
+  name_ = name;
+  setAccessibleName(name);
+  update();
+}
+
 void PresetButton::setActive(bool active) {
   if (isActive_ == active) return;
   isActive_ = active;
@@ -110,13 +116,13 @@ void PresetButton::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 6, 6);
   }
   const QColor mark = !isEnabled() ? theme.textDis : isActive_ ? theme.accent : theme.control;
-  const QString name = isActive_ ? QStringLiteral("check-circle-fill") : QStringLiteral("circle");
-  painter.drawPixmap(8, (height() - 16) / 2, iconPixmap(name, mark, 16, devicePixelRatioF()));
+  const QString picture = isActive_ ? QStringLiteral("check-circle-fill") : QStringLiteral("circle");
+  painter.drawPixmap(8, (height() - 16) / 2, iconPixmap(picture, mark, 16, devicePixelRatioF()));
   painter.setPen(isEnabled() ? theme.text : theme.textDis);
   painter.setFont(textFont(isActive_ ? TextStyle::headline : TextStyle::body));
   const QRect place = rect().adjusted(33, 0, -infoSize - 10, 0);
   painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
-                   painter.fontMetrics().elidedText(text(), Qt::ElideRight, place.width()));
+                   painter.fontMetrics().elidedText(name_, Qt::ElideRight, place.width()));
 }
 
 MenuBarPresetRow::MenuBarPresetRow(QWidget* parent)
@@ -127,11 +133,9 @@ MenuBarPresetRow::MenuBarPresetRow(QWidget* parent)
 }
 
 void MenuBarPresetRow::setRow(const MenuBarState::PresetRow& row) {
-  if (row_ == row && !button_->text().isEmpty()) return;
+  if (row_ == row && !button_->name().isEmpty()) return;
   row_ = row;
-  const QString name = QString::fromStdString(row.preset.name);
-  button_->setText(name);
-  button_->setAccessibleName(name);
+  button_->setName(QString::fromStdString(row.preset.name));
   button_->setToolTip(QString::fromStdString(row.helpText).toHtmlEscaped());
   button_->setActive(row.isActive);
   button_->setEnabled(row.isEnabled);

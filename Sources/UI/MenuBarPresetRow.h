@@ -32,6 +32,9 @@ class PresetButton : public QAbstractButton {
 
  public:
   explicit PresetButton(QWidget* parent = nullptr);
+  /// Not the button's text, in which "&" would make a shortcut.
+  void setName(const QString& name);
+  const QString& name() const { return name_; }
   void setActive(bool active);
   QSize sizeHint() const override { return {200, 28}; }
 
@@ -41,6 +44,7 @@ class PresetButton : public QAbstractButton {
   bool event(QEvent* event) override;
 
  private:
+  QString name_;
   bool isActive_ = false;
   bool showsFocus_ = false;
 };

@@ -7,6 +7,7 @@
 #include <QScrollBar>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <utility>
 
 #include "UI/Fonts.h"
@@ -250,10 +251,15 @@ void MenuBarView::leaveFor(const std::function<void()>& action) {
 }
 
 int MenuBarView::wholeHeight() const {
-  content_->layout()->activate();
-  const int content = content_->layout()->hasHeightForWidth() ? content_->layout()->totalHeightForWidth(panelWidth)
-                                                              : content_->sizeHint().height();
-  return content + buttons_->sizeHint().height();
+  QLayout& layout = *content_->layout();
+  layout.activate();
+  const int content =
+      layout.hasHeightForWidth() ? layout.totalHeightForWidth(panelWidth) : layout.totalSizeHint().height();
+  return std::max(content, layout.totalMinimumSize().height()) + buttons_->sizeHint().height();
+}
+
+void MenuBarView::setScrolling(bool scrolls) {
+  scroll_->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
 }
 
 void MenuBarView::updateHeight() {

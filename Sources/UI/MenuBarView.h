@@ -38,6 +38,8 @@ class MenuBarView : public QWidget {
   void refresh();
   /// The height at which nothing has to scroll.
   int wholeHeight() const;
+  /// Whether there is less room than that.
+  void setScrolling(bool scrolls);
   bool isHistoryExpanded() const { return isHistoryExpanded_; }
   void setHistoryExpanded(bool expanded);
 

@@ -6,6 +6,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "UI/Controls/CardButton.h"
 #include "UI/Controls/Disclosure.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryView.h"
@@ -149,12 +150,11 @@ MenuBarView::FanLine MenuBarView::makeFanLine(int position) {
 }
 
 QWidget* MenuBarView::makeSparklineCard() {
-  sparklineCard_ = new QPushButton(normal_);
+  auto* card = new CardButton(normal_);
+  sparklineCard_ = card;
   sparklineCard_->setObjectName(QStringLiteral("sparklineButton"));
-  sparklineCard_->setProperty("kind", "card");
   sparklineCard_->setToolTip(QString::fromUtf8(MenuBarText::viewHistoryHelp));
   sparklineCard_->setAccessibleName(QString::fromUtf8(MenuBarText::viewHistory));
-  sparklineCard_->setAutoDefault(false);
   auto* layout = new QVBoxLayout(sparklineCard_);
   layout->setContentsMargins(12, 10, 12, 10);
   layout->setSpacing(8);
@@ -179,8 +179,7 @@ QWidget* MenuBarView::makeSparklineCard() {
   bottom->addWidget(expandIcon);
   bottom->addWidget(makeLabel(MenuBarText::viewHistory, "link", sparklineCard_), 1);
   layout->addLayout(bottom);
-  // The whole card is one button; what stands on it must not take its clicks.
-  for (QWidget* part : sparklineCard_->findChildren<QWidget*>()) part->setAttribute(Qt::WA_TransparentForMouseEvents);
+  card->seal();
   return sparklineCard_;
 }
 

@@ -11,6 +11,8 @@ Disclosure::Disclosure(const QString& title, QWidget* content, QWidget* parent)
   button_->setObjectName(QStringLiteral("disclosureButton"));
   button_->setText(title);
   button_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  // No larger than the picture: a wider place would set the mark in from the text above.
+  button_->setIconSize({16, 16});
   button_->setCheckable(true);
   button_->setFocusPolicy(Qt::StrongFocus);
   button_->setProperty("disclosure", true);

@@ -1,0 +1,117 @@
+#include <QCoreApplication>
+#include <QFile>
+#include <QImage>
+#include <QRegularExpression>
+
+#include "gtest/gtest.h"
+
+#include "Platform/Qt/QtMainQueue.h"
+#include "Platform/Qt/UpdateFeed.h"
+#include "UI/Fonts.h"
+#include "UI/Icons.h"
+#include "UI/Theme.h"
+
+namespace halcyra::test {
+
+TEST(UpdateFeed, readsAndComparesVersions) {
+  struct Case {
+    const char* offered;
+    const char* installed;
+    bool isNewer;
+  };
+  const Case cases[] = {{"0.2.0", "0.1.0", true}, {"0.10", "0.9.9", true},   {"1", "1.0.0", false},
+                        {"1.0.0", "1", false},    {"0.1.0", "0.1.0", false}, {"0.0.9", "0.1.0", false},
+                        {"2.x", "1.0", false},    {"", "1.0", false},        {"-2", "1", false}};
+  for (const Case& each : cases) {
+    EXPECT_EQ(isNewerVersion(each.offered, each.installed), each.isNewer) << each.offered << " " << each.installed;
+  }
+  const auto offer = parseUpdateFeed(R"({"version": "1.2.3", "page": "https://example.org"})");
+  ASSERT_TRUE(offer);
+  EXPECT_EQ(offer->version, "1.2.3");
+  EXPECT_EQ(offer->page, "https://example.org");
+  for (const char* bad : {"", "[]", "{}", R"({"version": 3})", R"({"version": "new"})", "not json"}) {
+    EXPECT_FALSE(parseUpdateFeed(bad)) << bad;
+  }
+  EXPECT_FALSE(UpdateFeed("", "1.0").canCheck());
+  EXPECT_TRUE(UpdateFeed("/tmp/feed.json", "1.0").canCheck());
+}
+
+TEST(QtMainQueue, runsInOrderAndDropsWhatIsLeft) {
+  QtMainQueue queue;
+  std::vector<int> order;
+  queue.async([&] { order.push_back(1); });
+  queue.async([&] { order.push_back(2); });
+  EXPECT_TRUE(order.empty());
+  QCoreApplication::processEvents();
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  auto held = std::make_shared<int>(0);
+  queue.async([held, &order] { order.push_back(3); });
+  auto timer = queue.startTimer(Seconds{0}, Seconds{0}, Seconds{0}, [&] { order.push_back(4); });
+  queue.close();
+  EXPECT_EQ(held.use_count(), 1) << "dropped work lets go of what it holds";
+  queue.async([&] { order.push_back(5); });
+  QCoreApplication::processEvents();
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(QtMainQueue, aTimerMayEndItselfWhileItFires) {
+  QtMainQueue queue;
+  int fired = 0;
+  std::unique_ptr<Timer> timer;
+  timer = queue.startTimer(Seconds{0}, Seconds{0.001}, Seconds{0}, [&] {
+    ++fired;
+    timer.reset();
+  });
+  while (fired == 0) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  // One that would come later proves that the first is gone.
+  bool isLater = false;
+  const auto later = queue.startTimer(Seconds{0.01}, Seconds{0}, Seconds{0}, [&] { isLater = true; });
+  while (!isLater) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  EXPECT_EQ(fired, 1);
+}
+
+TEST(Fonts, numbersOfOneLengthAreEquallyWide) {
+  for (const TextStyle style : {TextStyle::hero, TextStyle::rowValue, TextStyle::caption2}) {
+    const QFont font = textFont(style);
+    EXPECT_EQ(figuresWidth(font, "1111.1"), figuresWidth(font, "8080.8"));
+    EXPECT_LT(figuresWidth(font, "111"), figuresWidth(font, "1111"));
+  }
+  FigureLabel label(TextStyle::rowValue);
+  label.setText("11.1 °C");
+  EXPECT_EQ(label.accessibleName(), "11.1 °C");
+  const QSize before = label.sizeHint();
+  label.setText("58.4 °C");
+  EXPECT_EQ(label.sizeHint(), before);
+  label.setAccessibleName("Left zone");
+  label.setText("58.5 °C");
+  EXPECT_EQ(label.accessibleName(), "Left zone");
+}
+
+TEST(Theme, everyNameOfTheStylesheetIsAColour) {
+  EXPECT_EQ(Theme::light().resolve("a @window@ b @text@"), "a #f5f5f2 b #1a1e1f");
+  EXPECT_EQ(Theme::dark().resolve("@window@"), "#1a1d1e");
+  QFile file(":/aerovane/aerovane.qss");
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  const QString sheet = Theme::light().resolve(QString::fromUtf8(file.readAll()).replace("@res@", ""));
+  EXPECT_FALSE(sheet.contains(QRegularExpression("@\\w+@")))
+      << QRegularExpression("@\\w+@").match(sheet).captured().toStdString();
+}
+
+TEST(Icons, areTintedAndUnknownOnesAreNull) {
+  const QPixmap picture = iconPixmap("fan", Qt::red, 16, 2.0);
+  ASSERT_EQ(picture.size(), QSize(32, 32));
+  bool hasRed = false;
+  const QImage image = picture.toImage().convertToFormat(QImage::Format_ARGB32);
+  for (int y = 0; y < 32; ++y) {
+    for (int x = 0; x < 32; ++x) {
+      const QColor pixel = image.pixelColor(x, y);
+      if (pixel.alpha() < 255) continue;
+      hasRed = true;
+      EXPECT_EQ(pixel, QColor(Qt::red));
+    }
+  }
+  EXPECT_TRUE(hasRed);
+  EXPECT_TRUE(iconPixmap("no such picture", Qt::red).isNull());
+}
+
+}  // namespace halcyra::test

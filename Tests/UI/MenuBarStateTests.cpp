@@ -1,0 +1,84 @@
+#include "gtest/gtest.h"
+
+#include "UI/MenuBarState.h"
+#include "UI/UIHarness.h"
+
+namespace halcyra::test {
+
+namespace {
+
+const MenuBarState::PresetRow* rowOf(const MenuBarState& state, const char* name) {
+  for (const auto& row : state.presets) {
+    if (row.preset.name == name) return &row;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+TEST(MenuBarState, namesFansAndZones) {
+  EXPECT_EQ(zoneLabel(0), "Left zone");
+  EXPECT_EQ(zoneLabel(1), "Right zone");
+  EXPECT_EQ(zoneLabel(2), "Fan 3 zone");
+  EXPECT_EQ(fanLabel(0), "Left Fan (F0)");
+  EXPECT_EQ(fanLabel(1), "Right Fan (F1)");
+  EXPECT_EQ(fanLabel(2), "Fan 3 (F2)");
+}
+
+TEST(MenuBarState, monitoringOnlyLeavesAppleDefaultAlone) {
+  UIHarness ui;
+  ui.model().setFanControlOwnership(FanControlOwnership::anotherApp);
+  ui.run(2);
+  const MenuBarState state = makeMenuBarState(ui.model());
+  EXPECT_TRUE(state.anotherAppOwnsFans);
+  EXPECT_FALSE(state.monitoringNote);
+  for (const auto& row : state.presets) {
+    EXPECT_EQ(row.isEnabled, row.preset.kind == PresetKind::system) << row.preset.name;
+    EXPECT_FALSE(row.canDelete) << row.preset.name;
+  }
+}
+
+TEST(MenuBarState, anUnknownModelIsMonitoredOnly) {
+  UIHarness ui({.prepare = [](TestPlatform& platform) { platform.system.setModel("Mac14,2"); }});
+  ui.run(2);
+  const MenuBarState state = makeMenuBarState(ui.model());
+  EXPECT_EQ(state.monitoringNote, "Monitoring only — fan control is currently hardware-verified on Mac15,11.");
+  EXPECT_TRUE(rowOf(state, "Apple Default")->isEnabled);
+  EXPECT_FALSE(rowOf(state, "Smart Auto")->isEnabled);
+}
+
+TEST(MenuBarState, whatTheMachineSaysIsSpelledOut) {
+  UIHarness ui;
+  ui.run(4);
+  const AppModel& model = ui.model();
+  const MenuBarState state = makeMenuBarState(model);
+  ASSERT_EQ(state.zones.size(), 2U);
+  EXPECT_TRUE(state.zones[0].value.ends_with(" °C"));
+  ASSERT_EQ(state.fans.size(), 2U);
+  EXPECT_EQ(state.fans[0].curveInput, "Curve input " + state.zones[0].value + " · " + model.fanControlDrivers().at(0));
+  EXPECT_EQ(state.fans[0].mode, "Auto");
+  ASSERT_EQ(state.rawDetails.size(), 6U);
+  EXPECT_TRUE(state.rawDetails[0].starts_with("CPU die hotspot (TCMz) "));
+  EXPECT_TRUE(state.rawDetails[5].starts_with("GPU max ") && state.rawDetails[5].ends_with("°"));
+  EXPECT_EQ(rowOf(state, "Apple Default")->helpText, "Stock macOS control");
+  EXPECT_EQ(rowOf(state, "Smart Auto")->helpText, "Hottest live sensor");
+  EXPECT_EQ(rowOf(state, "Full Blast")->helpText, "Maximum RPM");
+  EXPECT_EQ(rowOf(state, "Battery Saver")->helpText, "Battery Saver");
+  EXPECT_FALSE(state.showsHelperSetup);
+  EXPECT_FALSE(state.showsSupervisedTestCaption);
+}
+
+TEST(MenuBarState, withoutReadingsThereAreDashesAndNoFans) {
+  UIHarness ui;
+  const auto fresh = AppModel::make(ui.desktop().platform, {.refreshHelperRegistration = true});
+  const MenuBarState state = makeMenuBarState(*fresh);
+  EXPECT_EQ(state.rawDetails, (std::vector<std::string>{"CPU avg —", "P-core max —", "E-core max —", "GPU max —"}));
+  EXPECT_EQ(state.rawThermalTooltip,
+            "Secondary raw values — CPU hotspot: unavailable, GPU hotspot: unavailable, P-core max: unavailable. Raw "
+            "hotspots do not drive normal curves, but 105 °C triggers the critical safety override.");
+  EXPECT_EQ(state.monitoringNote, "No controllable fans detected on this Mac — sensor monitoring only.");
+  EXPECT_EQ(state.hottestText, "");
+  for (const auto& row : state.presets) EXPECT_FALSE(row.isEnabled) << row.preset.name;
+}
+
+}  // namespace halcyra::test
