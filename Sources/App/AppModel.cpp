@@ -193,6 +193,8 @@ void AppModel::applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& av
     presetPendingRestore_ = *activePreset_;
   }
   restoreRememberedPresetIfReady();
+  seeToOwedHandBack();
+  takeFansThatReturned();
   controlFans();
 }
 

@@ -256,6 +256,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   static bool isTransientBeginFailure(const Error& error);
   std::string conflictMessage(const std::string& name) const;
   void keepSelectionForRestore();
+  void askForManualMode(int fan, HelperClient::DictionaryCompletion completion);
+  void seeToOwedHandBack();
   void postponeRestore(Seconds delay) { nextRestoreAttempt_ = platform_.clock.steadyNow() + delay; }
   const FanInfo* publishedFan(int index) const;
   bool hasUsableLimits(const FanInfo& fan);
@@ -275,6 +277,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool isNearTarget(const FanInfo& fan, std::int64_t target) const;
   bool isControllingFans() const { return hasHelperSession() && !*isBusy_; }
   bool isUnderControl(const FanInfo& fan);
+  void takeFansThatReturned();
   void enqueueTargetWrite(int fan, std::int64_t target);
   void performTargetWrite(int fan, std::int64_t target, std::uint64_t generation);
 
@@ -363,11 +366,17 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   Instant nextRestoreAttempt_ = restoreAtOnce;
   std::uint64_t controlGeneration_ = 0;
   ControlState control_;
+  /// A fan was asked to be manual, and nothing has said since that all are automatic.
+  bool handBackIsOwed_ = false;
+  /// Until then it is left to the helper.
+  Instant nextOwedHandBack_ = restoreAtOnce;
   SmartAutoState smartAuto_;
   FanTargetWriteCoalescer targetWriteCoalescer_;
   DerivedThermalState thermal_;
   /// Fans whose impossible limits have been logged.
   std::set<int> fansWithBadLimits_;
+  /// Fans whose target could not be read in some poll since they were last seen under control.
+  std::set<int> fansWithoutTarget_;
   bool supervisedTestRunning_ = false;
   bool observesPower_ = false;
 

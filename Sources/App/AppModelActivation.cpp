@@ -196,7 +196,7 @@ void AppModel::enableFansSequentially(std::vector<int> indices, const FanPreset&
 
 void AppModel::enableFan(int index, const FanPreset& preset, std::uint64_t generation,
                          const ErrorCompletion& completion) {
-  helper_->setMode(index, true,
+  askForManualMode(index,
                    onMainWithin(generation, [index, preset, generation, completion](AppModel& self, const PropertyList&,
                                                                                     const std::optional<Error>& error) {
                      if (error) {
@@ -287,6 +287,23 @@ bool AppModel::hasUsableLimits(const FanInfo& fan) {
                               fan.minRPM, fan.maxRPM));
   }
   return false;
+}
+
+// A fan whose target is gone while a session begins is left to the firmware for as long as that session lasts. When the
+// target is there again a new session takes the fan along.
+void AppModel::takeFansThatReturned() {
+  std::optional<int> returned;
+  for (const FanInfo& fan : *fans_) {
+    if (!fan.targetRPM) {
+      fansWithoutTarget_.insert(fan.index);
+    } else if (isControllingFans() && fansWithoutTarget_.erase(fan.index) > 0 &&
+               !control_.controllableFanIndices.contains(fan.index)) {
+      returned = fan.index;
+    }
+  }
+  if (returned) {
+    resetToAutomatic(fmt::format("fan {} can be controlled again", *returned), true, true, {});
+  }
 }
 
 bool AppModel::isUnderControl(const FanInfo& fan) {

@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <utility>
 
 #include "fmt/format.h"
 
 #include "App/AppModel.h"
+#include "App/AppModelReplies.h"
 #include "SMC/FanCapability.h"
 #include "XPC/HelperXPCError.h"
 
@@ -63,6 +65,7 @@ void AppModel::finishReset(std::uint64_t generation, bool preservingSelection, b
   const bool current = generation == controlGeneration_;
   if (current) {
     isBusy_ = false;
+    handBackIsOwed_ = handBackIsOwed_ && (result.resetError || result.endError);
   }
   const std::optional<Error>& error = result.resetError ? result.resetError : result.endError;
   if (error && !HelperXPCError::isInvalidSession(*error)) {
@@ -127,6 +130,41 @@ void AppModel::keepSelectionForRestore() {
   if (activePreset_->kind != PresetKind::system) {
     presetPendingRestore_ = *activePreset_;
   }
+}
+
+void AppModel::askForManualMode(int fan, HelperClient::DictionaryCompletion completion) {
+  handBackIsOwed_ = true;
+  helper_->setMode(fan, true, std::move(completion));
+}
+
+// A helper that could not hand back tries again by itself; but where it has died over it, and no preset asks for a new
+// session, nobody would start another one. A session that ends at once does, and its end is a hand-back.
+void AppModel::seeToOwedHandBack() {
+  const Instant now = platform_.clock.steadyNow();
+  if (!handBackIsOwed_ || hasHelperSession() || *isBusy_ || powerLifecycle_.isSleeping() || isTerminating_) {
+    nextOwedHandBack_ = now + restoreRetryDelay;
+    return;
+  }
+  const bool isBack = !fans_->empty() && std::all_of(fans_->begin(), fans_->end(),
+                                                     [](const FanInfo& fan) { return fan.mode == FanMode::automatic; });
+  if (isBack) {
+    handBackIsOwed_ = false;
+    return;
+  }
+  if (now < nextOwedHandBack_) {
+    return;
+  }
+  logger_.log("handing the fans back once more: the last hand-back was not confirmed");
+  isBusy_ = true;
+  helper_->beginSession(
+      onSessionStart(controlGeneration_, [](AppModel& self, const PropertyList&, const std::optional<Error>& error) {
+        if (error) {
+          self.isBusy_ = false;
+          return;
+        }
+        self.helper_->endSession(self.onMainWithin(
+            self.controlGeneration_, [](AppModel& model, const std::optional<Error>&) { model.isBusy_ = false; }));
+      }));
 }
 
 void AppModel::openControlGeneration() {

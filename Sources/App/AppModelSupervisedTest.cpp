@@ -50,10 +50,9 @@ void AppModel::beginSupervisedTest(const PropertyList& status, std::uint64_t gen
     finishFailedTest(ClientFailure::error(ClientFailure::Case::abnormalPreflight));
     return;
   }
-  helper_->setMode(
-      fan->index, true,
-      onMainWithin(generation, [index = fan->index, target = *target, generation](AppModel& self, const PropertyList&,
-                                                                                  const std::optional<Error>& error) {
+  askForManualMode(
+      fan->index, onMainWithin(generation, [index = fan->index, target = *target, generation](
+                                               AppModel& self, const PropertyList&, const std::optional<Error>& error) {
         if (error) {
           self.finishFailedTest(*error);
         } else {

@@ -118,6 +118,7 @@ class HelperDaemon : public FanControlHelperService, public std::enable_shared_f
   bool isCurrent(std::uint64_t serial) const { return session_ && session_->serial == serial; }
   /// Forgets the session and hands the fans back.
   void endCurrentSession(const std::string& reason, HandBackCompletion completion);
+  void noteHeartbeat();
   void endSessionIfStale();
   void watchSession();
 

@@ -108,7 +108,7 @@ void HelperDaemon::sessionOpened(std::uint64_t serial, WorkResult result, const 
     return;
   }
   session_->isOpen = true;
-  session_->lastHeartbeat = clock_.steadyNow();
+  noteHeartbeat();
   logger_.log(fmt::format("session {} of {} begins", session_->id, session_->connectionName));
   watchSession();
   reply(std::move(result.value), std::nullopt);
@@ -117,7 +117,7 @@ void HelperDaemon::sessionOpened(std::uint64_t serial, WorkResult result, const 
 void HelperDaemon::heartbeat(const MachServiceCaller& caller, const std::string& sessionID, ErrorReply reply) {
   auto error = sessionRefusal(caller, sessionID);
   if (!error) {
-    session_->lastHeartbeat = clock_.steadyNow();
+    noteHeartbeat();
   }
   reply(std::move(error));
 }
@@ -236,6 +236,11 @@ void HelperDaemon::endCurrentSession(const std::string& reason, HandBackCompleti
   session_.reset();
   watchdog_.cancel();
   handBack(reason, std::move(completion));
+}
+
+void HelperDaemon::noteHeartbeat() {
+  session_->lastHeartbeat = clock_.steadyNow();
+  queue_->setSessionDeadline(session_->lastHeartbeat + FanControlXPC::watchdogSeconds);
 }
 
 void HelperDaemon::endSessionIfStale() {

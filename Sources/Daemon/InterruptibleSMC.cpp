@@ -32,14 +32,12 @@ SMCValue InterruptibleSMC::readKey(SMCKey key) {
 }
 
 void InterruptibleSMC::writeKey(SMCKey key, const SMCValue& value) {
-  check();
-  noteWrite(key, value);
+  checkWrite(key, value);
   smc_.writeKey(key, value);
 }
 
 void InterruptibleSMC::writeKeyUnverified(SMCKey key, const SMCValue& value) {
-  check();
-  noteWrite(key, value);
+  checkWrite(key, value);
   smc_.writeKeyUnverified(key, value);
 }
 
@@ -74,12 +72,21 @@ void InterruptibleSMC::CheckedClock::sleep(Seconds duration) {
   owner_.check();
 }
 
-// Before the write, not after it: a write that fails on the way back may still have reached the firmware.
-void InterruptibleSMC::noteWrite(SMCKey key, const SMCValue& value) {
+// The ledger hears of it before the write: one that fails on the way back may still have reached the firmware.
+void InterruptibleSMC::checkWrite(SMCKey key, const SMCValue& value) {
+  check();
   const auto fan = fanOfModeKey(key);
   const std::uint8_t* raw = value.asUInt8();
-  if (fan && raw != nullptr && fanModeFromRaw(*raw) == FanMode::manual) {
-    ledger_.manualWritten(*fan, smc_.clock().steadyNow());
+  const auto mode = fan && raw != nullptr ? fanModeFromRaw(*raw) : std::nullopt;
+  if (mode == FanMode::automatic) {
+    return;
+  }
+  const Instant now = smc_.clock().steadyNow();
+  if (now >= epoch_.sessionDeadline()) {
+    throw SupersededByHandBack();
+  }
+  if (mode == FanMode::manual) {
+    ledger_.manualWritten(*fan, now);
   }
 }
 

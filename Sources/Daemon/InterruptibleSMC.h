@@ -18,7 +18,8 @@ class SupersededByHandBack : public LocalizedError {
 
 /// The SMC as the work of a session sees it: once a hand-back has been asked for, every access and every wait throws
 /// `SupersededByHandBack` instead of going on, so that a write that waits for its latch (in steps of at most 200 ms)
-/// gives way. Keeps the ledger of what was written. To be used from the fan work queue alone.
+/// gives way; so does a write that drives a fan when the session's deadline has passed. Keeps the ledger of what was
+/// written. To be used from the fan work queue alone.
 class InterruptibleSMC : public SMCInterface {
  public:
   /// All three outlive this.
@@ -53,7 +54,7 @@ class InterruptibleSMC : public SMCInterface {
     const InterruptibleSMC& owner_;
   };
 
-  void noteWrite(SMCKey key, const SMCValue& value);
+  void checkWrite(SMCKey key, const SMCValue& value);
 
   SMCInterface& smc_;
   const HandBackEpoch& epoch_;

@@ -79,7 +79,7 @@ bool ScriptRunner::performMachine(const Words& words, const std::string& command
     const bool wasAutomatic = loop_.truth().fans.at(fan).mode == 0;
     loop_.fault(fmt::format("set-mode {} {}", words[1], words.at(2)));
     if (wasAutomatic) circumstances_.isForeign.at(fan) = words[2] == "1";
-    circumstances_.isTaken.at(fan) = !wasAutomatic && words[2] == "0";
+    circumstances_.isTaken.at(fan) |= !wasAutomatic && words[2] == "0";
   } else if (words[0] == "message") {
     layMessageFault(words);
   } else {
