@@ -155,6 +155,7 @@ void AppModel::seeToOwedHandBack() {
     return;
   }
   logger_.log("handing the fans back once more: the last hand-back was not confirmed");
+  nextOwedHandBack_ = now + restoreRetryDelay;
   isBusy_ = true;
   helper_->beginSession(
       onSessionStart(controlGeneration_, [](AppModel& self, const PropertyList&, const std::optional<Error>& error) {

@@ -207,6 +207,69 @@ TEST(FailingWriteTests, EveryWriteRefusedIsTriedAgainUntilTheFansAreBack) {
   EXPECT_EQ(bench.driveWritesSince(before), 0u);
 }
 
+TEST(FailingWriteTests, AHelperThatDiesOverAHandBackIsReplaced) {
+  FaultBench bench;
+  bench.startDriving(FanPreset::fullBlast());
+  const auto before = bench.mark();
+  bench.loop.fault("refuse-writes");
+  bench.allowance = 60;
+  bench.command([](AppModel& model) { model.activate(FanPreset::systemDefault(), false); });
+  bench.run(20);
+  bench.loop.killHelper();
+  bench.loop.fault("clear refuse-writes");
+  EXPECT_TRUE(bench.loop.allManual()) << "nobody has given them back";
+  // The application sees it in a poll, leaves the helper 5 s for it, and starts one at the next poll.
+  bench.expectHandedBackWithin(2 + 5 + 2 + 1.5);
+  bench.run(1);
+  const auto after = bench.mark();
+  bench.expectStaysHandedBack(60);
+  EXPECT_EQ(bench.sessionsBegun(), after.sessions) << "once is enough";
+  EXPECT_EQ(bench.driveWritesSince(before), 0u);
+  EXPECT_EQ(bench.loop.model().activePreset().kind, PresetKind::system);
+  EXPECT_FALSE(bench.loop.model().isBusy());
+}
+
+TEST(FailingWriteTests, WhatAnotherPartyDrivesIsLeftToItAfterAConfirmedHandBack) {
+  FaultBench bench;
+  bench.startDriving(FanPreset::fullBlast());
+  bench.command([](AppModel& model) { model.activate(FanPreset::systemDefault(), false); });
+  bench.expectHandedBackWithin(2);
+  // The helper watches for what may still latch.
+  bench.run(12);
+  const auto before = bench.mark();
+  bench.allowance = 120;
+  bench.loop.fault("set-mode 0 1 3000");
+  bench.run(60);
+  EXPECT_EQ(bench.loop.modes().at(0), 1);
+  EXPECT_EQ(bench.sessionsBegun(), before.sessions);
+}
+
+TEST(FailingWriteTests, AStoppedHelperWritesNothingForASessionThatIsOver) {
+  FaultBench bench;
+  bench.start();
+  // The second fan's mode is asked for 8 s after the last heartbeat. Refused in passing it is tried again for 10 s; the
+  // helper is stopped between two tries.
+  bench.loop.bus.setStandingFault(std::string(Selector::heartbeat),
+                                  MessageFault{MessageFault::Kind::loseRequest, {}, {}});
+  bench.loop.fault("latch-delay 4");
+  bench.loop.fault("result F1Md 0x82 1000");
+  bench.loop.activate(FanPreset::fullBlast());
+  ASSERT_TRUE(bench.untilSent(Selector::setFanMode, 5));
+  ASSERT_TRUE(bench.untilSent(Selector::setFanMode, 10));
+  bench.run(1);
+  const auto before = bench.mark();
+  bench.allowance = 30;
+  bench.loop.helper->process->suspend();
+  bench.run(5);
+  bench.loop.fault("clear result");
+  bench.loop.fault("clear latch-delay");
+  bench.loop.bus.setStandingFault(std::string(Selector::heartbeat), std::nullopt);
+  bench.loop.helper->process->resume();
+  bench.expectHandedBackWithin(1.5);
+  EXPECT_EQ(bench.driveWritesSince(before), 0u);
+  bench.expectRestored(FanPreset::fullBlast(), before, 1, 30);
+}
+
 TEST(FailingWriteTests, AHandBackThatDoesNotLatchGoesOnPastTheFanAndIsTriedAgain) {
   FaultBench bench;
   bench.startDriving(FanPreset::fullBlast());

@@ -148,6 +148,22 @@ TEST(MachineFaultTests, OneFansKeysVanishAndReturn) {
   EXPECT_EQ(bench.loop.model().lastError(), std::nullopt);
 }
 
+TEST(MachineFaultTests, AFanWhoseTargetIsGoneAtTheStartIsTakenAlongWhenItReturns) {
+  FaultBench bench;
+  bench.start();
+  bench.loop.fault("vanish F1Tg");
+  bench.run(4);
+  const auto before = bench.mark();
+  bench.loop.activate(FanPreset::fullBlast());
+  EXPECT_TRUE(bench.until([&] { return bench.loop.modes() == std::vector<int>{1, 0}; }, 5));
+  bench.run(30);
+  EXPECT_EQ(bench.loop.modes(), (std::vector<int>{1, 0})) << "the other fan is driven, this one the firmware's";
+  EXPECT_EQ(bench.sessionsBegun() - before.sessions, 1u);
+  const auto alone = bench.mark();
+  bench.loop.fault("clear vanish");
+  bench.expectRestored(FanPreset::fullBlast(), alone, 1, 10);
+}
+
 TEST(MachineFaultTests, DriverGoneAndBack) {
   FaultBench bench;
   bench.startDriving(FanPreset::fullBlast());

@@ -177,8 +177,7 @@ bool InvariantObserver::canBeHandedBack(ClosedLoop& loop, const Circumstances& c
   if (!circumstances.busIsUp || !messagesAreReliable_) return false;
   return std::any_of(circumstances.applications.begin(), circumstances.applications.end(), [&](const auto& each) {
     const ObservedSession* const session = sessions_->lastOf(each.first);
-    return !each.second.isHeld && session != nullptr && !session->helper->isAlive() &&
-           session->begun > circumstances.lastConnectionLoss;
+    return !each.second.isHeld && session != nullptr && !session->helper->isAlive();
   });
 }
 
