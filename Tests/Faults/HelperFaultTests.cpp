@@ -246,28 +246,21 @@ TEST(FailingWriteTests, WhatAnotherPartyDrivesIsLeftToItAfterAConfirmedHandBack)
 
 TEST(FailingWriteTests, AStoppedHelperWritesNothingForASessionThatIsOver) {
   FaultBench bench;
-  bench.start();
-  // The second fan's mode is asked for 8 s after the last heartbeat. Refused in passing it is tried again for 10 s; the
-  // helper is stopped between two tries.
-  bench.loop.bus.setStandingFault(std::string(Selector::heartbeat),
-                                  MessageFault{MessageFault::Kind::loseRequest, {}, {}});
-  bench.loop.fault("latch-delay 4");
-  bench.loop.fault("result F1Md 0x82 1000");
-  bench.loop.activate(FanPreset::fullBlast());
-  ASSERT_TRUE(bench.untilSent(Selector::setFanMode, 5));
-  ASSERT_TRUE(bench.untilSent(Selector::setFanMode, 10));
-  bench.run(1);
+  bench.startDriving(steadyPreset(3000));
+  // Every call of the driver takes a moment: the helper is stopped after its first reads, before the write.
+  bench.loop.fault("slow 2");
+  bench.post([](AppModel& model) { model.savePreset(steadyPreset(4000)); });
+  ASSERT_TRUE(bench.untilSent(Selector::setFanTargetRPM, 5));
+  bench.loop.run(0.004);
   const auto before = bench.mark();
   bench.allowance = 30;
   bench.loop.helper->process->suspend();
-  bench.run(5);
-  bench.loop.fault("clear result");
-  bench.loop.fault("clear latch-delay");
-  bench.loop.bus.setStandingFault(std::string(Selector::heartbeat), std::nullopt);
+  bench.run(20);
+  bench.loop.fault("clear slow");
   bench.loop.helper->process->resume();
   bench.expectHandedBackWithin(1.5);
   EXPECT_EQ(bench.driveWritesSince(before), 0u);
-  bench.expectRestored(FanPreset::fullBlast(), before, 1, 30);
+  bench.expectRestored(steadyPreset(4000), before, 1, 30);
 }
 
 TEST(FailingWriteTests, AHandBackThatDoesNotLatchGoesOnPastTheFanAndIsTriedAgain) {
