@@ -167,8 +167,10 @@ TEST_F(ServiceManagementTests, TheLoginItemIsAnAutostartEntry) {
   EXPECT_EQ(user.mainAppStatus(), ServiceManagement::enabled);
   // Quoted as an argument, then escaped as a string of the file; percent signs are doubled.
   EXPECT_EQ(contentOf(folder_ / "autostart/aerovane.desktop"),
-            "[Desktop Entry]\nType=Application\nName=Aerovane\n"
+            "[Desktop Entry]\nType=Application\nName=Aerovane\nIcon=aerovane\n"
             R"(Exec="/opt/my apps/100%%\\"\\$aerovane")"
+            "\n"
+            R"(TryExec=/opt/my apps/100%"$aerovane)"
             "\nX-GNOME-Autostart-enabled=true\n");
   user.unregisterMainApp();
   EXPECT_EQ(user.mainAppStatus(), ServiceManagement::notRegistered);
@@ -178,6 +180,96 @@ TEST_F(ServiceManagementTests, TheLogSaysHowToApproveWhereThereAreNoSettingsToOp
   management(ordinaryUser).openSystemSettingsLoginItems();
   EXPECT_TRUE(log_.contains("--approve-helper"));
   EXPECT_TRUE(log_.contains(layout_.folder->string()));
+}
+
+/// The places of a real machine, in a folder.
+class SystemServiceTests : public ServiceManagementTests {
+ protected:
+  SystemServiceTests() {
+    layout_.folder.reset();
+    layout_.busPolicy = folder_ / "etc/helper.conf";
+    layout_.packagedServicesFolder = folder_ / "usr/share/system-services";
+  }
+
+  LinuxServiceManagement ofOrdinaryUser(std::uint32_t userID) {
+    LinuxServiceManagementOptions options;
+    options.layout = layout_;
+    options.helperProgram = helper_;
+    options.userID = userID;
+    options.askAdministrator = [this] {
+      ++questions_;
+      if (!canAsk_) throw ServiceManagementError("nobody can be asked");
+    };
+    return {options, log_};
+  }
+
+  std::string policy() const { return contentOf(*layout_.busPolicy); }
+
+  std::string service_ = "com.norwick.Halcyra.helper.service";
+  int questions_ = 0;
+  bool canAsk_ = true;
+};
+
+TEST_F(SystemServiceTests, OnlyTheRegisteredUserMayCall) {
+  auto administrator = management(ordinaryUser);
+  administrator.registerDaemon(plist);
+  EXPECT_FALSE(std::filesystem::exists(*layout_.busPolicy)) << "nobody has approved";
+  administrator.approve(plist);
+  EXPECT_NE(policy().find("<policy context=\"default\"><deny own="), std::string::npos);
+  EXPECT_NE(policy().find("<policy user=\"1000\"><allow send_destination=\"com.norwick.Halcyra.helper\"/>"),
+            std::string::npos);
+  administrator.unregisterDaemon(plist);
+  EXPECT_FALSE(std::filesystem::exists(*layout_.busPolicy));
+
+  management(0).registerDaemon(plist);
+  EXPECT_EQ(policy().find("1000"), std::string::npos);
+  EXPECT_NE(policy().find("<policy user=\"root\"><allow own="), std::string::npos);
+}
+
+TEST_F(SystemServiceTests, AnOrdinaryUserWritesNothingAndAsks) {
+  auto user = ofOrdinaryUser(ordinaryUser);
+  EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::notRegistered);
+  user.registerDaemon(plist);
+  EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::requiresApproval);
+  EXPECT_FALSE(std::filesystem::exists(layout_.registration));
+  EXPECT_EQ(questions_, 0) << "asking is a step of its own";
+  user.openSystemSettingsLoginItems();
+  EXPECT_EQ(questions_, 1);
+  EXPECT_FALSE(log_.contains("nobody can be asked"));
+  canAsk_ = false;
+  EXPECT_NO_THROW(user.openSystemSettingsLoginItems());
+  EXPECT_TRUE(log_.contains("nobody can be asked"));
+
+  auto administrator = management(ordinaryUser);
+  administrator.registerDaemon(plist);
+  administrator.approve(plist);
+  EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::enabled);
+  auto another = ofOrdinaryUser(ordinaryUser + 1);
+  EXPECT_EQ(another.daemonStatus(plist), ServiceManagement::notRegistered) << "it is registered for someone else";
+  EXPECT_THROW(user.unregisterDaemon(plist), ServiceManagementError);
+  EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::enabled);
+}
+
+TEST_F(SystemServiceTests, AnActivationFileOfAPackageIsLeftAlone) {
+  const auto packaged = *layout_.packagedServicesFolder / service_;
+  const auto below = layout_.servicesFolder / service_;
+  for (const auto& file : {packaged, below}) {
+    SCOPED_TRACE(file);
+    const std::string content = "[D-BUS Service]\nName=x\nSystemdService=aerovane-helper.service\n";
+    writeContent(file, content);
+    auto administrator = management(ordinaryUser);
+    administrator.registerDaemon(plist);
+    EXPECT_EQ(administrator.daemonStatus(plist), ServiceManagement::requiresApproval);
+    administrator.approve(plist);
+    EXPECT_EQ(administrator.daemonStatus(plist), ServiceManagement::enabled);
+    EXPECT_EQ(contentOf(file), content);
+    EXPECT_TRUE(file == below || !activationExists()) << "two activation files for one name";
+    administrator.unregisterDaemon(plist);
+    EXPECT_EQ(contentOf(file), content);
+    EXPECT_EQ(administrator.daemonStatus(plist), ServiceManagement::notRegistered);
+    std::filesystem::remove(file);
+    std::filesystem::remove(layout_.approval);
+  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "Platform/Linux/AdministratorPrompt.h"
 #include "Platform/Linux/BusThread.h"
 #include "Platform/Linux/DBusMachServices.h"
 #include "Platform/Linux/JSONUserDefaults.h"
@@ -23,11 +24,20 @@ namespace halcyra {
 
 namespace {
 
-LinuxServiceManagementOptions serviceManagementOptions(const LinuxPlatformOptions& options) {
+std::filesystem::path helperProgram(const LinuxPlatformOptions& options) {
+  return options.helperProgram.value_or(siblingProgram("aerovane-helper"));
+}
+
+LinuxServiceManagementOptions serviceManagementOptions(const LinuxPlatformOptions& options,
+                                                       AdministratorPrompt& administrator) {
   LinuxServiceManagementOptions result;
   result.layout = options.layout;
-  result.helperProgram = options.helperProgram.value_or(siblingProgram("aerovane-helper"));
+  result.helperProgram = helperProgram(options);
   result.userID = geteuid();
+  // The records of a simulated machine belong to whoever runs it; those of the real one to root.
+  if (options.layout.isSystem() && result.userID != 0) {
+    result.askAdministrator = [&administrator] { administrator.ask(); };
+  }
   std::error_code error;
   result.applicationProgram = std::filesystem::read_symlink("/proc/self/exe", error);
   result.autostartEntry = autostartEntryPath();
@@ -55,7 +65,8 @@ struct LinuxPlatform::Parts {
         systemBus(busOpener({})),
         sessionBus(sessionBusOpener()),
         machServices(machineBus),
-        serviceManagement(serviceManagementOptions(options), *log),
+        administrator(helperProgram(options), geteuid(), *log),
+        serviceManagement(serviceManagementOptions(options, administrator), *log),
         userDefaults(options.defaultsFile.value_or(defaultsFilePath()), *log),
         system(layout.hardwareModel),
         activities(systemBus),
@@ -99,6 +110,7 @@ struct LinuxPlatform::Parts {
   BusThread systemBus;
   BusThread sessionBus;
   DBusMachServices machServices;
+  AdministratorPrompt administrator;
   LinuxServiceManagement serviceManagement;
   JSONUserDefaults userDefaults;
   LinuxSystemInformation system;

@@ -50,6 +50,18 @@ std::string desktopCommand(const std::string& program) {
   return result;
 }
 
+/// A plain string of a desktop entry.
+std::string stringValue(const std::string& text) {
+  std::string result;
+  for (const char character : text) {
+    result += character;
+    if (character == '\\') {
+      result += character;
+    }
+  }
+  return result;
+}
+
 void removeFile(const std::filesystem::path& path) {
   std::error_code error;
   std::filesystem::remove(path, error);
@@ -64,15 +76,29 @@ void writePublicFile(const std::filesystem::path& path, const std::string& conte
   writeFileAtomically(path, content, publicFileMode);
 }
 
-std::string busPolicy(const std::string& service) {
+/// Nobody may talk to the service but root and this user.
+std::string busPolicy(const std::string& service, std::uint32_t userID) {
+  std::string user;
+  if (userID != 0) {
+    user = fmt::format("  <policy user=\"{}\"><allow send_destination=\"{}\"/></policy>\n", userID, service);
+  }
   return fmt::format(
       "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN\"\n"
       " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
       "<busconfig>\n"
-      "  <policy user=\"root\"><allow own=\"{0}\"/></policy>\n"
-      "  <policy context=\"default\"><allow send_destination=\"{0}\"/></policy>\n"
+      "  <policy context=\"default\"><deny own=\"{0}\"/><deny send_destination=\"{0}\"/></policy>\n"
+      "  <policy user=\"root\"><allow own=\"{0}\"/><allow send_destination=\"{0}\"/></policy>\n"
+      "{1}"
       "</busconfig>\n",
-      service);
+      service, user);
+}
+
+bool contains(const std::filesystem::path& path, std::string_view text) {
+  try {
+    return readFile(path).find(text) != std::string::npos;
+  } catch (const FileError&) {
+    return false;
+  }
 }
 
 }  // namespace
@@ -84,26 +110,40 @@ std::filesystem::path LinuxServiceManagement::activationFile(const std::string& 
   return options_.layout.servicesFolder / (serviceName(plistName) + ".service");
 }
 
+bool LinuxServiceManagement::isActivationPackaged(const std::string& plistName) const {
+  const std::filesystem::path own = activationFile(plistName);
+  std::error_code error;
+  const auto& packaged = options_.layout.packagedServicesFolder;
+  // An installation below /usr/local has its file where registering would write one; only the former names a unit.
+  return (packaged && std::filesystem::exists(*packaged / own.filename(), error)) || contains(own, "\nSystemdService=");
+}
+
 int LinuxServiceManagement::daemonStatus(const std::string& plistName) const {
   const auto registration = readRegistration(options_.layout, log_);
-  const bool registered = registration && registration->plistName == plistName;
+  const bool isOurs = !options_.askAdministrator || (registration && registration->userID == options_.userID);
+  const bool registered = registration && registration->plistName == plistName && isOurs;
   if (!isProgram(registered ? registration->program : options_.helperProgram)) {
     return notFound;
   }
   if (!registered) {
-    return notRegistered;
+    return awaitsAdministrator_ ? requiresApproval : notRegistered;
   }
   if (registration->userID != 0 && !isApproved(options_.layout, registration->userID, log_)) {
     return requiresApproval;
   }
   std::error_code error;
-  return std::filesystem::exists(activationFile(plistName), error) ? enabled : notRegistered;
+  const bool canStart = isActivationPackaged(plistName) || std::filesystem::exists(activationFile(plistName), error);
+  return canStart ? enabled : notRegistered;
 }
 
 void LinuxServiceManagement::registerDaemon(const std::string& plistName) {
   if (!isProgram(options_.helperProgram)) {
     throw ServiceManagementError(
         fmt::format("The helper program “{}” is missing or cannot be run.", options_.helperProgram.string()));
+  }
+  if (options_.askAdministrator) {
+    awaitsAdministrator_ = true;
+    return;
   }
   const auto earlier = readRegistration(options_.layout, log_);
   if (earlier && earlier->program == options_.helperProgram && daemonStatus(plistName) == enabled) {
@@ -116,20 +156,29 @@ void LinuxServiceManagement::registerDaemon(const std::string& plistName) {
     writeRegistration(options_.layout, registration);
   }
   if (options_.userID == 0 || isApproved(options_.layout, options_.userID, log_)) {
-    writeActivation(plistName, options_.helperProgram);
-  } else {
+    writeActivation(plistName, registration);
+  } else if (!isActivationPackaged(plistName)) {
     removeFile(activationFile(plistName));
   }
 }
 
 void LinuxServiceManagement::unregisterDaemon(const std::string& plistName) {
+  awaitsAdministrator_ = false;
   const auto registration = readRegistration(options_.layout, log_);
   if (registration && registration->plistName != plistName) {
     throw ServiceManagementError(fmt::format("The daemon “{}” is not registered.", plistName));
   }
+  if (options_.askAdministrator && registration) {
+    throw ServiceManagementError("An administrator removes the helper with: sudo aerovane-helper --unregister");
+  }
   // First what starts it, so that a failure half-way leaves nothing that could be started.
-  removeFile(activationFile(plistName));
+  if (!isActivationPackaged(plistName)) {
+    removeFile(activationFile(plistName));
+  }
   removeRegistration(options_.layout);
+  if (options_.layout.busPolicy) {
+    removeFile(*options_.layout.busPolicy);
+  }
 }
 
 void LinuxServiceManagement::approve(const std::string& plistName) {
@@ -140,12 +189,12 @@ void LinuxServiceManagement::approve(const std::string& plistName) {
   if (registration->userID != 0) {
     recordApproval(options_.layout, registration->userID, log_);
   }
-  writeActivation(plistName, registration->program);
+  writeActivation(plistName, *registration);
 }
 
-void LinuxServiceManagement::writeActivation(const std::string& plistName, const std::filesystem::path& program) {
+void LinuxServiceManagement::writeActivation(const std::string& plistName, const HelperRegistration& registration) {
   const std::string service = serviceName(plistName);
-  std::string command = quoted(program.string());
+  std::string command = quoted(registration.program.string());
   std::string user;
   if (options_.layout.folder) {
     command += " --runtime-dir " + quoted(options_.layout.folder->string());
@@ -156,15 +205,21 @@ void LinuxServiceManagement::writeActivation(const std::string& plistName, const
     throw ServiceManagementError("The helper program’s path holds a line break.");
   }
   if (options_.layout.busPolicy) {
-    writePublicFile(*options_.layout.busPolicy, busPolicy(service));
+    writePublicFile(*options_.layout.busPolicy, busPolicy(service, registration.userID));
   }
-  writePublicFile(activationFile(plistName),
-                  fmt::format("[D-BUS Service]\nName={}\nExec={}\n{}", service, command, user));
+  if (!isActivationPackaged(plistName)) {
+    writePublicFile(activationFile(plistName),
+                    fmt::format("[D-BUS Service]\nName={}\nExec={}\n{}", service, command, user));
+  }
 }
 
 void LinuxServiceManagement::openSystemSettingsLoginItems() {
-  if (options_.openSettings) {
-    options_.openSettings();
+  if (options_.askAdministrator) {
+    try {
+      options_.askAdministrator();
+    } catch (const LocalizedError& error) {
+      logger_.error(error.errorDescription());
+    }
     return;
   }
   const std::string folder =
@@ -178,13 +233,15 @@ int LinuxServiceManagement::mainAppStatus() const {
 }
 
 void LinuxServiceManagement::registerMainApp() {
-  const std::string command = desktopCommand(options_.applicationProgram.string());
+  const std::string program = options_.applicationProgram.string();
+  const std::string command = desktopCommand(program);
   if (command.find('\n') != std::string::npos) {
     throw ServiceManagementError("The application’s path holds a line break.");
   }
-  writePublicFile(options_.autostartEntry, fmt::format("[Desktop Entry]\nType=Application\nName=Aerovane\nExec={}\n"
-                                                       "X-GNOME-Autostart-enabled=true\n",
-                                                       command));
+  writePublicFile(options_.autostartEntry,
+                  fmt::format("[Desktop Entry]\nType=Application\nName=Aerovane\nIcon=aerovane\nExec={}\nTryExec={}\n"
+                              "X-GNOME-Autostart-enabled=true\n",
+                              command, stringValue(program)));
 }
 
 void LinuxServiceManagement::unregisterMainApp() {

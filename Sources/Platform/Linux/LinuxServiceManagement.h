@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -27,12 +28,18 @@ struct LinuxServiceManagementOptions {
   /// The login item: the application's program, and the autostart entry that starts it.
   std::filesystem::path applicationProgram;
   std::filesystem::path autostartEntry;
-  /// Shows the user where to approve; empty: a log line says how.
-  std::function<void()> openSettings;
+  /// Lets an administrator register the daemon for `userID`; returns before it is done, and throws a `LocalizedError`
+  /// when it cannot be asked for. Empty: the records are this process's own to write.
+  std::function<void()> askAdministrator;
 };
 
 /// Registration of the daemon as records in the machine's layout and as a D-Bus activation file, which exists exactly
-/// while the daemon is registered and may be started. The login item is an XDG autostart entry.
+/// while the daemon is registered and may be started, unless it comes with an installed package. The login item is an
+/// XDG autostart entry.
+///
+/// Where the records are not this process's own, registering writes nothing: the status reads `requiresApproval`, and
+/// `openSystemSettingsLoginItems` asks the administrator. Only who the daemon is registered for, and root, see it as
+/// registered. The status may be asked for on any thread.
 class LinuxServiceManagement : public ServiceManagement {
  public:
   LinuxServiceManagement(LinuxServiceManagementOptions options, LogSink& log);
@@ -51,11 +58,14 @@ class LinuxServiceManagement : public ServiceManagement {
 
  private:
   std::filesystem::path activationFile(const std::string& plistName) const;
-  void writeActivation(const std::string& plistName, const std::filesystem::path& program);
+  bool isActivationPackaged(const std::string& plistName) const;
+  void writeActivation(const std::string& plistName, const HelperRegistration& registration);
 
   LinuxServiceManagementOptions options_;
   LogSink& log_;
   Logger logger_;
+  /// Registering was asked for and is the administrator's to do.
+  std::atomic<bool> awaitsAdministrator_{false};
 };
 
 /// `$XDG_CONFIG_HOME/autostart/aerovane.desktop`, or the same under `~/.config`.

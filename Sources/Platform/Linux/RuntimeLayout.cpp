@@ -70,6 +70,7 @@ RuntimeLayout RuntimeLayout::system() {
   layout.smcSocket = volatileFolder / "smc.sock";
   layout.controlSocket = volatileFolder / "control.sock";
   layout.servicesFolder = "/usr/local/share/dbus-1/system-services";
+  layout.packagedServicesFolder = "/usr/share/dbus-1/system-services";
   layout.busPolicy = "/etc/dbus-1/system.d/com.norwick.Halcyra.helper.conf";
   layout.registration = recordFolder / "registration.json";
   layout.approval = recordFolder / "approval.json";
@@ -82,7 +83,13 @@ RuntimeLayout RuntimeLayout::system() {
 std::filesystem::path siblingProgram(const std::string& name) {
   std::error_code error;
   const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-  return error ? std::filesystem::path(name) : self.parent_path() / name;
+  if (error) {
+    return name;
+  }
+  const std::filesystem::path folder = self.parent_path();
+  const std::filesystem::path inLibexec = folder.parent_path() / "libexec" / name;
+  const bool isElsewhere = !std::filesystem::exists(folder / name, error) && std::filesystem::exists(inLibexec, error);
+  return isElsewhere ? inLibexec : folder / name;
 }
 
 }  // namespace halcyra

@@ -33,8 +33,10 @@ struct RuntimeLayout {
   std::string busAddress;
   std::filesystem::path busSocket;
   std::filesystem::path busConfiguration;
-  /// D-Bus activation files.
+  /// D-Bus activation files that registering writes.
   std::filesystem::path servicesFolder;
+  /// D-Bus activation files of an installed package.
+  std::optional<std::filesystem::path> packagedServicesFolder;
   /// Bus policy for the helper's name, where the bus wants one.
   std::optional<std::filesystem::path> busPolicy;
   std::filesystem::path registration;
@@ -48,7 +50,8 @@ struct RuntimeLayout {
   bool isSystem() const { return !folder.has_value(); }
 };
 
-/// A program of this installation: the file `name` beside the running executable.
+/// A program of this installation: the file `name` beside the running executable, or in `libexec` beside the folder of
+/// the executable. When there is none, the path that it would have beside the executable.
 std::filesystem::path siblingProgram(const std::string& name);
 
 }  // namespace halcyra

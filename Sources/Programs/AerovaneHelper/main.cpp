@@ -18,24 +18,31 @@
 #include "Platform/Linux/LogSinks.h"
 #include "Platform/Linux/PlainMainQueue.h"
 #include "Platform/Linux/RuntimeLayout.h"
+#include "Platform/Linux/ServiceSupervisor.h"
 #include "Platform/Linux/SignalWatcher.h"
 #include "Platform/Linux/ThreadQueue.h"
+#include "Programs/AerovaneHelper/RegisterUser.h"
 #include "Programs/AerovaneHelper/ReleaseAll.h"
 #include "XPC/FanControlXPC.h"
 
 namespace halcyra {
 namespace {
 
+/// The daemon may not start as things are; a supervisor that starts it again changes nothing (sysexits.h: EX_CONFIG).
+constexpr int notRegisteredStatus = 78;
+
 int runDaemon(const RuntimeLayout& layout) {
   PlainMainQueue mainQueue;
+  ServiceSupervisor supervisor(mainQueue);
   std::shared_ptr<HelperDaemon> daemon;
-  const SignalWatcher signals(mainQueue, {SIGTERM, SIGINT, SIGHUP}, [&daemon](int signal) {
+  const SignalWatcher signals(mainQueue, {SIGTERM, SIGINT, SIGHUP}, [&](int signal) {
+    supervisor.stopping("handing the fans back");
     if (daemon) daemon->stop(0, fmt::format("signal {}", signal));
   });
   const auto log = makeLogSink(LogDestination::automatic, LogLevel::info);
   if (!mayStart(layout, *log)) {
     fmt::print(stderr, "aerovane-helper: the helper is not registered, or an administrator has not approved it yet\n");
-    return 1;
+    return notRegisteredStatus;
   }
   LinuxClock clock;
   LinuxDispatch dispatch(mainQueue);
@@ -54,6 +61,7 @@ int runDaemon(const RuntimeLayout& layout) {
   daemon->start();
   try {
     listener.resume();
+    supervisor.ready(access(layout.smcSocket.c_str(), F_OK) == 0 ? "ready" : "ready; this machine has no SMC");
   } catch (const LocalizedError& error) {
     fmt::print(stderr, "aerovane-helper: {}\n", error.what());
     daemon->stop(1, error.what());
@@ -68,8 +76,17 @@ int run(int argumentCount, char** arguments) {
   CLI::App command("Aerovane's privileged helper: drives the fans on behalf of the application.", "aerovane-helper");
   std::string runtimeFolder;
   bool releaseAll = false;
+  std::string user;
+  bool unregister = false;
   command.add_option("--runtime-dir", runtimeFolder, "The folder of a simulated machine")->type_name("DIR");
-  command.add_flag("--release-all", releaseAll, "Hand every fan back to the firmware, and exit");
+  auto* release = command.add_flag("--release-all", releaseAll, "Hand every fan back to the firmware, and exit");
+  auto* registration =
+      command.add_option("--register", user, "Let this user drive the fans through the helper, and exit")
+          ->type_name("USER")
+          ->excludes(release);
+  command.add_flag("--unregister", unregister, "Let nobody drive the fans through the helper any more, and exit")
+      ->excludes(release)
+      ->excludes(registration);
   command.set_version_flag("--version", AEROVANE_VERSION);
   try {
     command.parse(argumentCount, arguments);
@@ -77,7 +94,9 @@ int run(int argumentCount, char** arguments) {
     return command.exit(error) == 0 ? 0 : 2;
   }
   const RuntimeLayout layout = runtimeFolder.empty() ? RuntimeLayout::system() : RuntimeLayout::inFolder(runtimeFolder);
-  return releaseAll ? runReleaseAll(layout) : runDaemon(layout);
+  if (releaseAll) return runReleaseAll(layout);
+  if (!registration->empty()) return runRegister(layout, user);
+  return unregister ? runUnregister(layout) : runDaemon(layout);
 }
 
 }  // namespace
