@@ -3,14 +3,13 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QPainter>
 #include <QVBoxLayout>
 
+#include "UI/Controls/ZoneDot.h"
 #include "UI/Fonts.h"
 #include "UI/Icons.h"
 #include "UI/MainWidgets.h"
 #include "UI/RpmRail.h"
-#include "UI/ZoneGaugeColors.h"
 
 namespace halcyra {
 
@@ -19,33 +18,6 @@ namespace {
 constexpr int sidePadding = 18;
 constexpr int endPadding = 14;
 constexpr int rowSpacing = 8;
-constexpr int dotSize = 10;
-
-/// Says nothing by itself: the temperature stands beside it.
-class ZoneDot : public QWidget {
- public:
-  explicit ZoneDot(QWidget* parent) : QWidget(parent) { setFixedSize(dotSize, dotSize); }
-
-  void setZone(std::optional<ZoneColor> zone) {
-    if (zone == zone_) return;
-    zone_ = zone;
-    update();
-  }
-
- protected:
-  void paintEvent(QPaintEvent*) override {
-    if (!zone_) return;
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(zoneFill(*zone_));
-    painter.drawEllipse(rect());
-  }
-
- private:
-  std::optional<ZoneColor> zone_;
-};
-
 }  // namespace
 
 FanCard::FanCard(QWidget* parent) : QFrame(parent) {
@@ -111,7 +83,7 @@ void FanCard::apply(const FanCardState& state) {
   target_->setText(textOf(state.target));
   setLabelText(mode_, state.mode);
   input_->setVisible(state.curveInput.has_value());
-  static_cast<ZoneDot*>(dot_)->setZone(state.zone);
+  dot_->setZone(state.zone);
   curveInput_->setText(textOf(state.curveInput.value_or("")));
   driver_->setVisible(state.driver.has_value());
   setLabelText(driver_, state.driver.value_or(""));

@@ -10,6 +10,7 @@ namespace halcyra {
 
 class FigureLabel;
 class RpmRail;
+class ZoneDot;
 
 /// One fan: its speed between its limits, its mode and what drives it.
 class FanCard : public QFrame {
@@ -30,7 +31,7 @@ class FanCard : public QFrame {
   FigureLabel* target_ = nullptr;
   QLabel* mode_ = nullptr;
   QWidget* input_ = nullptr;
-  QWidget* dot_ = nullptr;
+  ZoneDot* dot_ = nullptr;
   FigureLabel* curveInput_ = nullptr;
   QLabel* driver_ = nullptr;
 };

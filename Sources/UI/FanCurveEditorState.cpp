@@ -4,18 +4,14 @@
 
 #include "fmt/format.h"
 
+#include "UI/FanNames.h"
+
 namespace halcyra {
 
 namespace {
 
 /// The fans that can have values of their own.
 constexpr std::size_t fansWithBoxes = 2;
-
-std::string fanLabel(int index) {
-  if (index == 0) return "Left Fan (F0)";
-  if (index == 1) return "Right Fan (F1)";
-  return fmt::format("Fan {} (F{})", index + 1, index);
-}
 
 /// Where the values of a block are kept; null for the shared ones.
 std::optional<FanCurveSettings>* ownSettings(FanPreset& preset, std::optional<int> fan) {

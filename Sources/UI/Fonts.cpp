@@ -1,7 +1,9 @@
 #include "UI/Fonts.h"
 
 #include <QFontMetricsF>
+#include <QGuiApplication>
 #include <QPainter>
+#include <QScreen>
 #include <algorithm>
 #include <cmath>
 
@@ -64,8 +66,10 @@ QFont textFont(TextStyle style) {
   if (face.size == std::floor(face.size)) {
     font.setPixelSize(static_cast<int>(face.size));
   } else {
-    // Pixel sizes are whole numbers; at the 96 dpi that device-independent pixels mean, 3/4 point is one pixel.
-    font.setPointSizeF(face.size * 0.75);
+    // Pixel sizes are whole numbers. Points are as large as the screen's logical resolution says.
+    const QScreen* const screen = QGuiApplication::primaryScreen();
+    const double dotsPerInch = screen != nullptr ? screen->logicalDotsPerInchY() : 96;
+    font.setPointSizeF(face.size * 72 / dotsPerInch);
   }
   font.setWeight(face.weight);
   return font;

@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "UI/Charts/LineChart.h"
+#include "UI/Controls/OutdentedItem.h"
+#include "UI/Controls/PickerDelegate.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryFigure.h"
 #include "UI/Icons.h"
@@ -23,6 +25,8 @@ namespace {
 constexpr int chartHeight = 150;
 constexpr int noteIconSize = 20;
 constexpr int visibleOptions = 14;
+/// From the edge of a button to its picture.
+constexpr int iconButtonInset = 4;
 
 QLabel* makeLabel(const QString& text, const char* role, QWidget* parent) {
   auto* label = new QLabel(text, parent);
@@ -52,6 +56,7 @@ ExpandedSensorHistoryView::ExpandedSensorHistoryView(QWidget* parent) : QWidget(
   picker_->setObjectName("sensorPicker");
   picker_->setAccessibleName(QStringLiteral("Sensor"));
   picker_->setMaxVisibleItems(visibleOptions);
+  new PickerDelegate(*picker_);
   picker_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   connect(picker_, &QComboBox::activated, this,
           [this](int index) { emit sensorSelected(picker_->itemData(index).toString()); });
@@ -90,6 +95,7 @@ QWidget* ExpandedSensorHistoryView::makeHeader() {
   auto* layout = new QGridLayout(header);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setVerticalSpacing(2);
+  layout->setHorizontalSpacing(0);
   layout->setColumnStretch(0, 1);
   layout->addWidget(makeLabel(QStringLiteral("Session History"), "headline", header), 0, 0);
   auto* collapse = new QToolButton(header);
@@ -98,11 +104,12 @@ QWidget* ExpandedSensorHistoryView::makeHeader() {
   collapse->setToolTip(QStringLiteral("Collapse session chart"));
   setThemedIcon(collapse, "x-circle-fill");
   connect(collapse, &QToolButton::clicked, this, &ExpandedSensorHistoryView::collapseRequested);
-  layout->addWidget(collapse, 0, 1, Qt::AlignRight | Qt::AlignVCenter);
-  description_ = makeLabel({}, "secondary", header);
+  description_ = makeLabel({}, "caption2", header);
   description_->setObjectName("historyDescription");
   description_->setWordWrap(true);
   layout->addWidget(description_, 1, 0, 1, 2);
+  // Free of the rows, which would grow to the button's height; its picture ends where the texts end.
+  layout->addItem(new OutdentedItem(collapse, 0, iconButtonInset), 0, 1, 2, 1, Qt::AlignTop | Qt::AlignRight);
   return header;
 }
 

@@ -7,6 +7,7 @@
 #include "fmt/format.h"
 
 #include "UI/DurationText.h"
+#include "UI/FanNames.h"
 
 namespace halcyra {
 
@@ -50,13 +51,6 @@ std::string historyDescription(const std::string& name, const HistorySeries& ser
   if (series.count() == 0) return name + " · waiting for samples";
   return fmt::format("{} · {} samples · {}", name, series.count(),
                      durationText(series.last()->date - series.first()->date));
-}
-
-std::string fanLabel(int index) {
-  const std::string key = fmt::format(" (F{})", index);
-  if (index == 0) return "Left Fan" + key;
-  if (index == 1) return "Right Fan" + key;
-  return fmt::format("Fan {}", index + 1) + key;
 }
 
 std::optional<std::string> figureText(const std::optional<double>& value) {

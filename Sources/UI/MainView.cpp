@@ -6,6 +6,10 @@
 #include <QSplitter>
 #include <QVBoxLayout>
 
+#include "UI/Controls/Disclosure.h"
+#include "UI/Controls/OutdentedItem.h"
+#include "UI/Controls/OverlayScrollBar.h"
+#include "UI/Controls/SidebarButton.h"
 #include "UI/FanCard.h"
 #include "UI/FanCurveEditor.h"
 #include "UI/Fonts.h"
@@ -26,7 +30,7 @@ constexpr int detailWidth = 720;
 constexpr int blockGap = 16;
 constexpr int cardGap = 12;
 constexpr int gaugeHeight = 6;
-constexpr int disclosurePadding = 11;
+constexpr int sidebarInset = 12;
 
 }  // namespace
 
@@ -67,7 +71,7 @@ QWidget* MainView::makeSidebar() {
   column->setContentsMargins(0, 16, 0, 0);
   column->setSpacing(8);
   QLabel* const section = makeLabel(sidebar, "presetsHeader", TextRole::caption2, PresetListText::section);
-  section->setStyleSheet(QStringLiteral("font-weight: 600;"));
+  section->setProperty("role", QStringLiteral("sectionHeader"));
   section->setContentsMargins(20, 0, 0, 0);
   column->addWidget(section);
   presets_ = new PresetList({[this](const UUID& id) { choosePreset(id); },
@@ -80,33 +84,35 @@ QWidget* MainView::makeSidebar() {
                              [this](const UUID& id) { askForDeletion(id); }},
                             sidebar);
   auto* const inset = new QHBoxLayout;
-  inset->setContentsMargins(12, 0, 12, 0);
+  inset->setContentsMargins(sidebarInset, 0, sidebarInset, 0);
   inset->addWidget(presets_);
   column->addLayout(inset, 1);
   column->addWidget(makeLine(sidebar));
-  auto* const create = new QToolButton(sidebar);
-  create->setObjectName(QStringLiteral("newCustomPreset"));
-  create->setText(textOf(PresetListText::create));
-  create->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-  create->setFocusPolicy(Qt::StrongFocus);
-  create->setStyleSheet(QStringLiteral("font-weight: 500; min-height: 28px; padding: 0 6px;"));
-  setThemedIcon(create, "plus");
-  connect(create, &QToolButton::clicked, this, [this] { model_->createCustomPreset(); });
-  auto* const footer = new QHBoxLayout;
-  footer->setContentsMargins(8, 2, 8, 10);
-  footer->addWidget(create);
-  footer->addStretch(1);
-  column->addLayout(footer);
+  column->addSpacing(2 - column->spacing());
+  column->addWidget(makeFooter(sidebar));
   return sidebar;
+}
+
+QWidget* MainView::makeFooter(QWidget* parent) {
+  auto* const footer = new QWidget(parent);
+  auto* const row = new QHBoxLayout(footer);
+  row->setContentsMargins(sidebarInset, 6, sidebarInset, 8);
+  auto* const create = new SidebarButton(textOf(PresetListText::create), QStringLiteral("plus"), footer);
+  create->setObjectName(QStringLiteral("newCustomPreset"));
+  connect(create, &QAbstractButton::clicked, this, [this] { model_->createCustomPreset(); });
+  row->addWidget(create);
+  return footer;
 }
 
 QWidget* MainView::makeDetail() {
   auto* const scroll = new QScrollArea(this);
+  scroll_ = scroll;
   scroll->setObjectName(QStringLiteral("detail"));
   scroll->setWidgetResizable(true);
   scroll->setFrameShape(QFrame::NoFrame);
   scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   scroll->setFocusPolicy(Qt::NoFocus);
+  scroll->viewport()->installEventFilter(this);
   auto* const page = new QWidget;
   page->setObjectName(QStringLiteral("page"));
   column_ = new QVBoxLayout(page);
@@ -131,6 +137,7 @@ QWidget* MainView::makeDetail() {
   column_->addWidget(editor_);
   column_->addStretch(1);
   scroll->setWidget(page);
+  new OverlayScrollBar(*scroll);
   return scroll;
 }
 
@@ -140,16 +147,19 @@ QWidget* MainView::makeHeader(QWidget* parent) {
   headerRow_->setContentsMargins(0, 0, 0, 0);
   headerRow_->setSpacing(cardGap);
   auto* const names = new QVBoxLayout;
-  names->setSpacing(4);
+  names->setSpacing(6);
   title_ = makeLabel(header, "activePresetName", TextRole::title);
   makeShrinkable(title_);
   names->addWidget(title_);
+  auto* const status = new QHBoxLayout;
+  status->setSpacing(10);
   subtitle_ = makeLabel(header, "activePresetSubtitle", TextRole::secondary);
-  names->addWidget(subtitle_);
-  names->addSpacing(4);
+  status->addWidget(subtitle_);
   helper_ = makeLabel(header, "helperState", TextRole::body);
   helper_->setProperty("capsule", QStringLiteral("warn"));
-  names->addWidget(helper_, 0, Qt::AlignLeft);
+  status->addWidget(helper_);
+  status->addStretch(1);
+  names->addLayout(status);
   names->addStretch(1);
   headerRow_->addLayout(names, 1);
   headerRow_->addWidget(makeHottest(header), 0, Qt::AlignTop);
@@ -188,14 +198,11 @@ QWidget* MainView::makeBanner(QWidget* parent) {
 }
 
 void MainView::addRawThermals(QVBoxLayout* column, QWidget* parent) {
-  rawThermals_ = new DisclosureButton(textOf(MainViewText::rawThermals), parent);
+  rawThermals_ = new DisclosureButton(textOf(MainViewText::rawThermals), DisclosureButton::Kind::section, parent);
   rawThermals_->setObjectName(QStringLiteral("rawThermals"));
-  auto* const row = new QHBoxLayout;
-  // The button's own padding hangs out, so that its arrow stands in line with what is above.
-  row->setContentsMargins(-disclosurePadding, 0, 0, 0);
-  row->addWidget(rawThermals_);
-  row->addStretch(1);
-  column->addLayout(row);
+  auto* const item = new OutdentedItem(rawThermals_, DisclosureButton::outset, 0);
+  item->setAlignment(Qt::AlignLeft);
+  column->addItem(item);
   metrics_ = new ThermalMetricSummary(parent);
   metrics_->setObjectName(QStringLiteral("rawThermalSummary"));
   metrics_->hide();

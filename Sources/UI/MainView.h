@@ -12,6 +12,7 @@
 class QBoxLayout;
 class QFrame;
 class QLabel;
+class QScrollArea;
 class QSplitter;
 class QVBoxLayout;
 
@@ -42,6 +43,7 @@ class MainView : public QWidget {
   void showEvent(QShowEvent* event) override;
   void hideEvent(QHideEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
 
   static constexpr int narrowestSidebar = 180;
   static constexpr int widestSidebar = 260;
@@ -52,6 +54,7 @@ class MainView : public QWidget {
   QWidget* makeHeader(QWidget* parent);
   QWidget* makeHottest(QWidget* parent);
   QWidget* makeBanner(QWidget* parent);
+  QWidget* makeFooter(QWidget* parent);
   void addRawThermals(QVBoxLayout* column, QWidget* parent);
   FanCurveEditor* makeEditor(QWidget* parent);
   void choosePreset(const UUID& id);
@@ -69,7 +72,9 @@ class MainView : public QWidget {
   std::shared_ptr<AppModel> model_;
   std::optional<UUID> followedID_;
   std::optional<bool> isNarrow_;
+  std::optional<bool> isSidebarNarrow_;
   QSplitter* splitter_ = nullptr;
+  QScrollArea* scroll_ = nullptr;
   QWidget* sidebar_ = nullptr;
   /// Pixels, when there is room.
   int sidebarWidth_ = 216;

@@ -1,8 +1,10 @@
 #include <QHBoxLayout>
 #include <QResizeEvent>
+#include <QScrollArea>
 #include <QSplitter>
 #include <QStyle>
 
+#include "UI/Controls/Disclosure.h"
 #include "UI/FanCard.h"
 #include "UI/FanCurveEditor.h"
 #include "UI/Fonts.h"
@@ -17,8 +19,10 @@ namespace halcyra {
 
 namespace {
 
-/// Below this width of the window everything stands in one column.
-constexpr int widthForColumns = 720;
+/// Below this width of the window the sidebar is as narrow as it can be.
+constexpr int widthForSidebar = 720;
+/// Below this width of the pane everything in it stands in one column.
+constexpr int widthForColumns = 540;
 constexpr int sideMargin = 28;
 constexpr int narrowSideMargin = 12;
 constexpr int endMargin = 20;
@@ -102,8 +106,15 @@ void MainView::reset() {
 }
 
 void MainView::resizeEvent(QResizeEvent* event) {
-  setNarrow(event->size().width() < widthForColumns);
+  setSidebarNarrow(event->size().width() < widthForSidebar);
   QWidget::resizeEvent(event);
+}
+
+bool MainView::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::Resize && watched == scroll_->viewport()) {
+    setNarrow(scroll_->viewport()->width() < widthForColumns);
+  }
+  return QWidget::eventFilter(watched, event);
 }
 
 void MainView::setNarrow(bool narrow) {
@@ -117,10 +128,11 @@ void MainView::setNarrow(bool narrow) {
   hottest_->setAlignment(alignment);
   cardRow_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
   editor_->setNarrow(narrow);
-  setSidebarNarrow(narrow);
 }
 
 void MainView::setSidebarNarrow(bool narrow) {
+  if (isSidebarNarrow_ == narrow) return;
+  isSidebarNarrow_ = narrow;
   if (narrow) sidebarWidth_ = splitter_->sizes().value(0, sidebarWidth_);
   sidebar_->setMaximumWidth(narrow ? narrowestSidebar : widestSidebar);
   const int sidebar = narrow ? narrowestSidebar : sidebarWidth_;

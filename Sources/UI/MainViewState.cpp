@@ -2,20 +2,11 @@
 
 #include "fmt/format.h"
 
+#include "UI/FanNames.h"
+
 namespace halcyra {
 
 namespace {
-
-std::string cardLabel(int index) {
-  switch (index) {
-    case 0:
-      return "Left Fan";
-    case 1:
-      return "Right Fan";
-    default:
-      return fmt::format("Fan {}", index + 1);
-  }
-}
 
 template <typename Value>
 std::optional<Value> entry(const std::map<int, Value>& values, int key) {
@@ -45,7 +36,7 @@ std::string_view helperLabel(HelperInstallState state) {
 FanCardState makeFanCardState(const FanInfo& fan, const std::optional<double>& temperature,
                               const std::optional<std::string>& driver) {
   FanCardState card{.index = fan.index,
-                    .label = cardLabel(fan.index),
+                    .label = shortFanLabel(fan.index),
                     .speed = fmt::format("{} RPM", fan.actualRPM),
                     .target = fmt::format("Target {} • {}–{}", fan.targetRPM.value_or(0), fan.minRPM, fan.maxRPM),
                     .mode = fan.mode == FanMode::manual ? "Manual" : "Automatic",

@@ -5,12 +5,12 @@
 #include <QPushButton>
 #include <utility>
 
-#include "UI/Fonts.h"
-#include "UI/Icons.h"
-
 namespace halcyra {
 
 namespace {
+
+/// Characters of a tool tip.
+constexpr int longestLine = 60;
 
 const char* propertyOf(TextRole role) {
   switch (role) {
@@ -41,7 +41,9 @@ QString textOf(std::string_view text) {
 
 QString toolTipOf(std::string_view text) {
   const QString plain = textOf(text);
-  return Qt::mightBeRichText(plain) ? plain.toHtmlEscaped() : plain;
+  if (plain.size() <= longestLine && !Qt::mightBeRichText(plain)) return plain;
+  // Only markup is wrapped.
+  return QStringLiteral("<qt>%1</qt>").arg(plain.toHtmlEscaped());
 }
 
 QLabel* makeLabel(QWidget* parent, const char* objectName, TextRole role, std::string_view text) {
@@ -92,25 +94,6 @@ void askToDelete(QWidget* parent, const QString& title, const QString& message, 
   box->setEscapeButton(cancel);
   QObject::connect(agree, &QPushButton::clicked, parent, [confirmed = std::move(confirmed)] { confirmed(); });
   box->open();
-}
-
-DisclosureButton::DisclosureButton(const QString& title, QWidget* parent) : QToolButton(parent) {
-  setText(title);
-  setCheckable(true);
-  setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-  setFocusPolicy(Qt::StrongFocus);
-  setFont(textFont(TextStyle::headline));
-  // Pressed-in looks of a checked button would say that it is pressed, not that it is open.
-  setStyleSheet(
-      QStringLiteral("QToolButton { font-weight: 600; padding: 0 6px 0 0; }"
-                     "QToolButton:checked:!hover { background: transparent; }"));
-  connect(this, &QToolButton::toggled, this, &DisclosureButton::showState);
-  showState();
-}
-
-void DisclosureButton::showState() {
-  setThemedIcon(this, isChecked() ? "chevron-down" : "chevron-right");
-  setAccessibleDescription(isChecked() ? QStringLiteral("Expanded") : QStringLiteral("Collapsed"));
 }
 
 }  // namespace halcyra

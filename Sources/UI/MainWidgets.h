@@ -2,7 +2,6 @@
 
 #include <QLabel>
 #include <QString>
-#include <QToolButton>
 #include <functional>
 #include <string_view>
 
@@ -12,7 +11,7 @@ namespace halcyra {
 enum class TextRole { body, secondary, caption2, headline, title, error, captionBold, link };
 
 QString textOf(std::string_view text);
-/// For a tool tip that may hold a name that the user has given: never read as markup.
+/// For a tool tip that may hold a name that the user has given: never read as markup, and wrapped where it is long.
 QString toolTipOf(std::string_view text);
 
 /// Plain text; names of users are never read as markup.
@@ -27,16 +26,5 @@ QWidget* makeLine(QWidget* parent);
 /// Cancel is the default and what Escape chooses. `confirmed` is called when the user agrees, while `parent` lives.
 void askToDelete(QWidget* parent, const QString& title, const QString& message, const QString& button,
                  std::function<void()> confirmed);
-
-/// The title row of something that can be folded away.
-class DisclosureButton : public QToolButton {
-  Q_OBJECT
-
- public:
-  explicit DisclosureButton(const QString& title, QWidget* parent = nullptr);
-
- private:
-  void showState();
-};
 
 }  // namespace halcyra

@@ -3,9 +3,12 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QScreen>
+#include <QStyle>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <utility>
+
+#include "UI/Compositor.h"
 
 namespace halcyra {
 
@@ -27,11 +30,11 @@ MenuBarPanel::MenuBarPanel(ViewContext context, Kind kind, QWidget* parent)
   setFocusPolicy(Qt::StrongFocus);
   setWindowTitle(QStringLiteral("Aerovane"));
   frame_->setObjectName(QStringLiteral("menuBarPanel"));
-  // Without a compositor the corners beside a rounded frame would stay black.
-  frame_->setProperty("square", true);
+  if (kind_ == Kind::popup) setAttribute(Qt::WA_TranslucentBackground);
+  setSquare(true);
   view_ = new MenuBarView(std::move(context), frame_);
   auto* inner = new QVBoxLayout(frame_);
-  inner->setContentsMargins(1, 1, 1, 1);
+  inner->setContentsMargins(0, 0, 0, 0);
   inner->addWidget(view_);
   auto* outer = new QVBoxLayout(this);
   outer->setContentsMargins(0, 0, 0, 0);
@@ -43,16 +46,24 @@ MenuBarPanel::MenuBarPanel(ViewContext context, Kind kind, QWidget* parent)
   fit();
 }
 
+void MenuBarPanel::setSquare(bool square) {
+  if (frame_->property("square").toBool() == square) return;
+  frame_->setProperty("square", square);
+  // The stylesheet looks at properties only when told to.
+  frame_->style()->unpolish(frame_);
+  frame_->style()->polish(frame_);
+}
+
 void MenuBarPanel::fit() {
   const int room = screen()->availableGeometry().height() - screenMargin;
   const int whole = view_->wholeHeight() + 2;
-  view_->setScrolling(whole > room);
   setFixedSize(MenuBarView::panelWidth + 2, std::min(whole, room));
 }
 
 void MenuBarPanel::openNear(const QRect& icon) {
   const QScreen* place = icon.isValid() ? QGuiApplication::screenAt(icon.center()) : nullptr;
   const QRect room = (place != nullptr ? place : QGuiApplication::primaryScreen())->availableGeometry();
+  setSquare(kind_ == Kind::window || !showsTransparency());
   view_->refresh();
   fit();
   const QPoint anchor = icon.isValid() ? icon.center() : QPoint(room.right(), room.top());

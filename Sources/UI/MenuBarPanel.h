@@ -25,6 +25,8 @@ class MenuBarPanel : public QWidget {
 
  private:
   void fit();
+  /// Without rounded corners.
+  void setSquare(bool square);
 
   Kind kind_;
   QFrame* frame_;

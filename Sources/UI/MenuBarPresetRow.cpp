@@ -8,9 +8,12 @@
 #include <QResizeEvent>
 #include <QVBoxLayout>
 
+#include "UI/Controls/ActionMenu.h"
+#include "UI/Controls/FocusRing.h"
 #include "UI/Controls/Popover.h"
 #include "UI/Fonts.h"
 #include "UI/Icons.h"
+#include "UI/MainWidgets.h"
 #include "UI/Theme.h"
 
 namespace halcyra {
@@ -93,8 +96,7 @@ bool PresetButton::event(QEvent* event) {
 }
 
 void PresetButton::focusInEvent(QFocusEvent* event) {
-  showsFocus_ = event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason ||
-                event->reason() == Qt::ShortcutFocusReason;
+  showsFocus_ = showsFocus(*event, showsFocus_);
   QAbstractButton::focusInEvent(event);
 }
 
@@ -111,9 +113,7 @@ void PresetButton::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(rect(), 6, 6);
   }
   if (hasFocus() && showsFocus_) {
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(theme.accent, 2));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 6, 6);
+    drawFocusRing(painter, rect());
   }
   const QColor mark = !isEnabled() ? theme.textDis : isActive_ ? theme.accent : theme.control;
   const QString picture = isActive_ ? QStringLiteral("check-circle-fill") : QStringLiteral("circle");
@@ -136,7 +136,7 @@ void MenuBarPresetRow::setRow(const MenuBarState::PresetRow& row) {
   if (row_ == row && !button_->name().isEmpty()) return;
   row_ = row;
   button_->setName(QString::fromStdString(row.preset.name));
-  button_->setToolTip(QString::fromStdString(row.helpText).toHtmlEscaped());
+  button_->setToolTip(toolTipOf(row.helpText));
   button_->setActive(row.isActive);
   button_->setEnabled(row.isEnabled);
   info_->setPreset(row.preset);
@@ -149,13 +149,12 @@ void MenuBarPresetRow::resizeEvent(QResizeEvent*) {
 }
 
 void MenuBarPresetRow::contextMenuEvent(QContextMenuEvent* event) {
-  auto* menu = new QMenu(this);
+  auto* menu = new ActionMenu(this);
   menu->setObjectName(QStringLiteral("presetMenu"));
-  menu->setAttribute(Qt::WA_DeleteOnClose);
   const QAction* duplicate = menu->addAction(QString::fromUtf8(MenuBarText::duplicatePreset));
   connect(duplicate, &QAction::triggered, this, [this] { emit duplicateRequested(row_.preset); });
   if (row_.canDelete) {
-    const QAction* remove = menu->addAction(QString::fromUtf8(MenuBarText::deletePreset));
+    const QAction* remove = menu->addDestructive(QString::fromUtf8(MenuBarText::deletePreset));
     connect(remove, &QAction::triggered, this, [this] { emit deletionRequested(row_.preset); });
   }
   menu->popup(event->globalPos());

@@ -4,6 +4,8 @@
 
 #include "fmt/format.h"
 
+#include "UI/FanNames.h"
+
 namespace halcyra {
 
 namespace {
@@ -29,7 +31,7 @@ std::string tooltip(const AppModel& model) {
 }
 
 /// The hotspots stand only where there is a reading; the metrics say themselves that there is none.
-std::vector<std::string> rawDetails(const AppModel& model) {
+std::vector<std::string> rawHotspots(const AppModel& model) {
   std::vector<std::string> lines;
   if (model.cpuDieHotspotTemperature()) {
     lines.push_back("CPU die hotspot (TCMz) " + degrees(*model.cpuDieHotspotTemperature()));
@@ -37,11 +39,12 @@ std::vector<std::string> rawDetails(const AppModel& model) {
   if (model.gpuDieHotspotTemperature()) {
     lines.push_back("GPU die hotspot (TRDX) " + degrees(*model.gpuDieHotspotTemperature()));
   }
-  lines.push_back(metric("CPU avg", model.cpuCoreAverage()));
-  lines.push_back(metric("P-core max", model.performanceCoreMaximum()));
-  lines.push_back(metric("E-core max", model.efficiencyCoreMaximum()));
-  lines.push_back(metric("GPU max", model.gpuCoreMaximum()));
   return lines;
+}
+
+std::vector<std::string> rawMetrics(const AppModel& model) {
+  return {metric("CPU avg", model.cpuCoreAverage()), metric("P-core max", model.performanceCoreMaximum()),
+          metric("E-core max", model.efficiencyCoreMaximum()), metric("GPU max", model.gpuCoreMaximum())};
 }
 
 std::string curveInput(const AppModel& model, int fan) {
@@ -122,16 +125,6 @@ void addSetup(MenuBarState& state, const AppModel& model) {
 
 }  // namespace
 
-std::string zoneLabel(int fan) {
-  if (fan == 0) return "Left zone";
-  return fan == 1 ? "Right zone" : fmt::format("Fan {} zone", fan + 1);
-}
-
-std::string fanLabel(int fan) {
-  if (fan == 0) return "Left Fan (F0)";
-  return fan == 1 ? "Right Fan (F1)" : fmt::format("Fan {} (F{})", fan + 1, fan);
-}
-
 std::string MenuBarText::deleteQuestion(const FanPreset& preset) {
   return fmt::format("Delete “{}”?", preset.name);
 }
@@ -142,7 +135,8 @@ MenuBarState makeMenuBarState(const AppModel& model) {
   for (const auto& [fan, temperature] : model.fanControlTemperatures()) {
     state.zones.push_back({zoneLabel(fan), temperature, degrees(temperature)});
   }
-  state.rawDetails = rawDetails(model);
+  state.rawHotspots = rawHotspots(model);
+  state.rawMetrics = rawMetrics(model);
   state.criticalOverride = model.criticalThermalOverrideActive();
   for (const FanInfo& fan : model.fans()) {
     state.fans.push_back({fanLabel(fan.index), fmt::format("{} RPM", fan.actualRPM),
@@ -152,7 +146,7 @@ MenuBarState makeMenuBarState(const AppModel& model) {
   state.anotherAppOwnsFans = model.fanControlOwnership() == FanControlOwnership::anotherApp;
   state.presets = presetRows(model);
   state.hottest = model.displayTemperature();
-  state.hottestText = state.hottest ? degrees(*state.hottest) : std::string();
+  state.hottestText = state.hottest ? degrees(*state.hottest) : "—";
   state.samplingInterval = model.pollingInterval();
   addSetup(state, model);
   state.conflict = conflict(model);

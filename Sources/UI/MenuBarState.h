@@ -50,7 +50,8 @@ struct MenuBarState {
 
   std::string rawThermalTooltip;
   std::vector<ZoneRow> zones;
-  std::vector<std::string> rawDetails;
+  std::vector<std::string> rawHotspots;
+  std::vector<std::string> rawMetrics;
   bool criticalOverride = false;
   std::vector<FanRow> fans;
   /// Absent where fan control is possible.
@@ -59,7 +60,7 @@ struct MenuBarState {
   std::vector<PresetRow> presets;
   /// °C.
   std::optional<double> hottest;
-  /// Empty without a temperature.
+  /// "61.2 °C", or a dash.
   std::string hottestText;
   double samplingInterval = 0;
   bool showsHelperSetup = false;
@@ -74,11 +75,6 @@ struct MenuBarState {
 };
 
 MenuBarState makeMenuBarState(const AppModel& model);
-
-/// "Left zone", "Right zone", "Fan 3 zone".
-std::string zoneLabel(int fan);
-/// "Left Fan (F0)", "Right Fan (F1)", "Fan 3 (F2)".
-std::string fanLabel(int fan);
 
 namespace MenuBarText {
 
@@ -110,7 +106,6 @@ inline constexpr const char* checkForUpdates = "Check for Updates…";
 inline constexpr const char* presetHelp = "What does this preset do?";
 inline constexpr const char* duplicatePreset = "Duplicate";
 inline constexpr const char* deletePreset = "Delete";
-inline constexpr const char* cancel = "Cancel";
 
 /// "Delete “Quiet Desk”?"
 std::string deleteQuestion(const FanPreset& preset);

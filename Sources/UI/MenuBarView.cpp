@@ -1,7 +1,6 @@
 #include "UI/MenuBarView.h"
 
 #include <QLabel>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -10,9 +9,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "UI/Controls/FadeTransition.h"
+#include "UI/Controls/OverlayScrollBar.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryView.h"
 #include "UI/Icons.h"
+#include "UI/MainWidgets.h"
 #include "UI/MenuBarPresetRow.h"
 #include "UI/ModelObserver.h"
 #include "UI/Sparkline.h"
@@ -81,6 +83,7 @@ MenuBarView::MenuBarView(ViewContext context, QWidget* parent) : QWidget(parent)
   scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   scroll_->setFocusPolicy(Qt::NoFocus);
   scroll_->setWidget(content_);
+  new OverlayScrollBar(*scroll_);
   scroll_->viewport()->setAutoFillBackground(false);
   content_->setAutoFillBackground(false);
   buttons_ = makeButtons();
@@ -116,9 +119,13 @@ void MenuBarView::setHistoryExpanded(bool expanded) {
   const QString help = text(expanded ? MenuBarText::collapseChart : MenuBarText::expandChart);
   expand_->setToolTip(help);
   expand_->setAccessibleName(help);
-  historyBox_->setVisible(expanded);
-  normal_->setVisible(!expanded);
-  if (expanded) history_->refresh(*context_.model, selectedSensorID_);
+  FadeTransition::run(*content_, expanded ? normal_->y() : historyBox_->y(), [this] { switchContent(); });
+}
+
+void MenuBarView::switchContent() {
+  historyBox_->setVisible(isHistoryExpanded_);
+  normal_->setVisible(!isHistoryExpanded_);
+  if (isHistoryExpanded_) history_->refresh(*context_.model, selectedSensorID_);
   scroll_->verticalScrollBar()->setValue(0);
   updateHeight();
 }
@@ -143,11 +150,9 @@ void MenuBarView::refresh() {
 }
 
 void MenuBarView::apply(const MenuBarState& state) {
-  header_->setToolTip(QString::fromStdString(state.rawThermalTooltip));
+  header_->setToolTip(toolTipOf(state.rawThermalTooltip));
   applyZones(state);
-  std::string details;
-  for (const std::string& line : state.rawDetails) details += (details.empty() ? "" : "\n") + line;
-  setText(rawDetails_, details);
+  applyRawDetails(state);
   critical_->setVisible(state.criticalOverride);
   applyFans(state);
   applyPresets(state);
@@ -230,19 +235,10 @@ void MenuBarView::applyNotices(const MenuBarState& state) {
 }
 
 void MenuBarView::askToDelete(const FanPreset& preset) {
-  delete deletion_;
-  deletion_ = new QMessageBox(QMessageBox::Warning, QStringLiteral("Aerovane"),
-                              QString::fromStdString(MenuBarText::deleteQuestion(preset)), QMessageBox::NoButton, this);
-  deletion_->setObjectName(QStringLiteral("deleteQuestion"));
-  deletion_->setTextFormat(Qt::PlainText);
-  deletion_->setAttribute(Qt::WA_DeleteOnClose);
-  QPushButton* remove = deletion_->addButton(text(MenuBarText::deletePreset), QMessageBox::DestructiveRole);
-  remove->setProperty("kind", "destructive");
-  QPushButton* cancel = deletion_->addButton(text(MenuBarText::cancel), QMessageBox::RejectRole);
-  deletion_->setDefaultButton(cancel);
-  deletion_->setEscapeButton(cancel);
-  connect(remove, &QPushButton::clicked, this, [this, preset] { context_.model->deletePreset(preset); });
-  deletion_->open();
+  // A popup holds all input to itself, so that nobody could answer.
+  emit leaving();
+  halcyra::askToDelete(this, QString::fromStdString(MenuBarText::deleteQuestion(preset)), {},
+                       text(MenuBarText::deletePreset), [this, preset] { context_.model->deletePreset(preset); });
 }
 
 void MenuBarView::leaveFor(const std::function<void()>& action) {
@@ -256,10 +252,6 @@ int MenuBarView::wholeHeight() const {
   const int content =
       layout.hasHeightForWidth() ? layout.totalHeightForWidth(panelWidth) : layout.totalSizeHint().height();
   return std::max(content, layout.totalMinimumSize().height()) + buttons_->sizeHint().height();
-}
-
-void MenuBarView::setScrolling(bool scrolls) {
-  scroll_->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
 }
 
 void MenuBarView::updateHeight() {

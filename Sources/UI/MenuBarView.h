@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QPointer>
 #include <QWidget>
 #include <optional>
 #include <string>
@@ -9,8 +8,8 @@
 #include "UI/MenuBarState.h"
 #include "UI/ViewContext.h"
 
+class QGridLayout;
 class QLabel;
-class QMessageBox;
 class QPushButton;
 class QScrollArea;
 class QToolButton;
@@ -38,8 +37,6 @@ class MenuBarView : public QWidget {
   void refresh();
   /// The height at which nothing has to scroll.
   int wholeHeight() const;
-  /// Whether there is less room than that.
-  void setScrolling(bool scrolls);
   bool isHistoryExpanded() const { return isHistoryExpanded_; }
   void setHistoryExpanded(bool expanded);
 
@@ -84,9 +81,11 @@ class MenuBarView : public QWidget {
   FanLine makeFanLine(int position);
   void makePresets(QVBoxLayout* layout);
   void connectCommands();
+  void switchContent();
 
   // MenuBarView.cpp
   void apply(const MenuBarState& state);
+  void applyRawDetails(const MenuBarState& state);
   void applyZones(const MenuBarState& state);
   void applyFans(const MenuBarState& state);
   void applyPresets(const MenuBarState& state);
@@ -108,7 +107,9 @@ class MenuBarView : public QWidget {
   QToolButton* expand_ = nullptr;
   QVBoxLayout* zoneRows_ = nullptr;
   std::vector<ZoneLine> zones_;
-  QLabel* rawDetails_ = nullptr;
+  QWidget* rawDetails_ = nullptr;
+  QGridLayout* rawGrid_ = nullptr;
+  std::vector<FigureLabel*> rawLines_;
   QWidget* critical_ = nullptr;
   ExpandedSensorHistoryView* history_ = nullptr;
   QWidget* historyBox_ = nullptr;
@@ -128,7 +129,6 @@ class MenuBarView : public QWidget {
   Notice supervisedTest_;
   Notice conflict_;
   QLabel* error_ = nullptr;
-  QPointer<QMessageBox> deletion_;
 };
 
 }  // namespace halcyra

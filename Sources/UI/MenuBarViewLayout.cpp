@@ -8,6 +8,7 @@
 
 #include "UI/Controls/CardButton.h"
 #include "UI/Controls/Disclosure.h"
+#include "UI/Controls/OutdentedItem.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryView.h"
 #include "UI/Icons.h"
@@ -22,6 +23,11 @@ namespace halcyra {
 namespace {
 
 constexpr int sideMargin = 16;
+/// From the edge of a button to its picture.
+constexpr int iconButtonInset = 4;
+/// Of details under their title.
+constexpr int detailIndent = 16;
+constexpr int metricColumns = 2;
 
 QLabel* makeLabel(const char* text, const char* role, QWidget* parent) {
   auto* label = new QLabel(QString::fromUtf8(text), parent);
@@ -76,27 +82,55 @@ QWidget* MenuBarView::makeHeader() {
   auto* layout = makeColumn(header, 14, 8, 4);
   auto* titles = new QGridLayout;
   titles->setVerticalSpacing(1);
+  titles->setHorizontalSpacing(0);
   titles->addWidget(makeLabel(MenuBarText::title, "headline", header), 0, 0);
   titles->addWidget(makeLabel(MenuBarText::subtitle, "secondary", header), 1, 0);
   expand_ = new QToolButton(header);
   expand_->setObjectName(QStringLiteral("expandHistory"));
   expand_->setFocusPolicy(Qt::StrongFocus);
-  titles->addWidget(expand_, 0, 1, 2, 1, Qt::AlignTop);
+  // The button's picture ends where the texts below end.
+  titles->addItem(new OutdentedItem(expand_, 0, iconButtonInset), 0, 1, 2, 1, Qt::AlignTop | Qt::AlignRight);
   titles->setColumnStretch(0, 1);
   layout->addLayout(titles);
   zoneRows_ = new QVBoxLayout;
-  zoneRows_->setContentsMargins(0, 6, 0, 4);
-  zoneRows_->setSpacing(6);
+  zoneRows_->setContentsMargins(0, 6, 0, 3);
+  zoneRows_->setSpacing(8);
   layout->addLayout(zoneRows_);
-  rawDetails_ = makeLabel("", "secondary", header);
+  rawDetails_ = new QWidget(header);
   rawDetails_->setObjectName(QStringLiteral("rawDetails"));
-  rawDetails_->setFont(textFont(TextStyle::caption));
-  rawDetails_->setContentsMargins(20, 0, 0, 4);
+  rawGrid_ = new QGridLayout(rawDetails_);
+  rawGrid_->setContentsMargins(detailIndent + DisclosureButton::outset, 0, 0, 4);
+  rawGrid_->setVerticalSpacing(4);
   auto* disclosure = new Disclosure(QString::fromUtf8(MenuBarText::rawDetails), rawDetails_, header);
   disclosure->setObjectName(QStringLiteral("rawThermals"));
   connect(disclosure, &Disclosure::toggled, this, [this] { updateHeight(); });
-  layout->addWidget(disclosure);
+  layout->addItem(new OutdentedItem(disclosure, DisclosureButton::outset, 0));
   return header;
+}
+
+void MenuBarView::applyRawDetails(const MenuBarState& state) {
+  const std::size_t count = state.rawHotspots.size() + state.rawMetrics.size();
+  if (rawLines_.size() != count) {
+    for (FigureLabel* line : rawLines_) delete line;
+    rawLines_.clear();
+    for (std::size_t each = 0; each < count; ++each) {
+      auto* line = new FigureLabel(TextStyle::caption, rawDetails_);
+      line->setProperty("role", "secondary");
+      const auto row = static_cast<int>(each);
+      const int metric = row - static_cast<int>(state.rawHotspots.size());
+      if (metric < 0) {
+        rawGrid_->addWidget(line, row, 0, 1, metricColumns);
+      } else {
+        const int first = static_cast<int>(state.rawHotspots.size());
+        rawGrid_->addWidget(line, first + metric / metricColumns, metric % metricColumns);
+      }
+      rawLines_.push_back(line);
+    }
+  }
+  std::size_t next = 0;
+  for (const std::vector<std::string>* part : {&state.rawHotspots, &state.rawMetrics}) {
+    for (const std::string& text : *part) rawLines_[next++]->setText(QString::fromStdString(text));
+  }
 }
 
 MenuBarView::ZoneLine MenuBarView::makeZoneLine(int position) {
@@ -128,7 +162,7 @@ MenuBarView::FanLine MenuBarView::makeFanLine(int position) {
   auto* grid = new QGridLayout(line.row);
   grid->setContentsMargins(0, 0, 0, 0);
   grid->setVerticalSpacing(2);
-  line.name = makeLabel("", nullptr, line.row);
+  line.name = makeLabel("", "strong", line.row);
   line.speed = new FigureLabel(TextStyle::headline, line.row);
   line.speed->setObjectName(QStringLiteral("fanSpeed%1").arg(position));
   line.speed->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
@@ -192,7 +226,12 @@ void MenuBarView::makePresets(QVBoxLayout* layout) {
   presetRows_->setContentsMargins(8, 0, 8, 0);
   presetRows_->setSpacing(1);
   layout->addLayout(presetRows_);
-  presetLine_ = makeLine(normal_);
+  presetLine_ = new QWidget(normal_);
+  auto* parting = new QVBoxLayout(presetLine_);
+  parting->setContentsMargins(8, 5, 8, 5);
+  QFrame* line = makeLine(presetLine_);
+  line->setProperty("line", QStringLiteral("strong"));
+  parting->addWidget(line);
   presetLine_->hide();
   auto* card = new QHBoxLayout;
   card->setContentsMargins(12, 10, 12, 12);

@@ -7,6 +7,9 @@
 #include <QMenu>
 #include <utility>
 
+#include "UI/Controls/ActionMenu.h"
+#include "UI/Controls/FocusRing.h"
+#include "UI/Controls/OverlayScrollBar.h"
 #include "UI/MainWidgets.h"
 #include "UI/PresetListDelegate.h"
 #include "UI/PresetListModel.h"
@@ -30,6 +33,7 @@ PresetList::PresetList(Actions actions, QWidget* parent)
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setFrameShape(NoFrame);
   setVerticalScrollMode(ScrollPerPixel);
+  new OverlayScrollBar(*this);
   connect(this, &QListView::clicked, this, [this](const QModelIndex& index) {
     const PresetListRow* const row = model_->row(index);
     if (row != nullptr && row->id != activeID_) choose(index);
@@ -81,6 +85,7 @@ void PresetList::cancelRenaming() {
 }
 
 void PresetList::keyPressEvent(QKeyEvent* event) {
+  showedFocus_ = true;
   delegate_->setShowsFocus(true);
   const PresetListRow* const row = model_->row(currentIndex());
   switch (event->key()) {
@@ -112,9 +117,8 @@ void PresetList::contextMenuEvent(QContextMenuEvent* event) {
   const QModelIndex index = isFromKeyboard ? currentIndex() : indexAt(event->pos());
   const PresetListRow* const row = model_->row(index);
   if (row == nullptr || (!row->canDuplicate && !row->canEdit)) return;
-  auto* const menu = new QMenu(this);
+  auto* const menu = new ActionMenu(this);
   menu->setObjectName(QStringLiteral("presetMenu"));
-  menu->setAttribute(Qt::WA_DeleteOnClose);
   const UUID id = row->id;
   if (row->canDuplicate) {
     connect(menu->addAction(textOf(PresetListText::duplicate)), &QAction::triggered, this,
@@ -126,16 +130,15 @@ void PresetList::contextMenuEvent(QContextMenuEvent* event) {
     connect(
         menu->addAction(textOf(PresetListText::rename)), &QAction::triggered, this,
         [this, id] { startRenaming(indexOf(id)); }, Qt::QueuedConnection);
-    connect(menu->addAction(textOf(PresetListText::remove)), &QAction::triggered, this,
+    connect(menu->addDestructive(textOf(PresetListText::remove)), &QAction::triggered, this,
             [this, id] { actions_.remove(id); });
   }
   menu->popup(isFromKeyboard ? viewport()->mapToGlobal(visualRect(index).center()) : event->globalPos());
 }
 
 void PresetList::focusInEvent(QFocusEvent* event) {
-  const Qt::FocusReason reason = event->reason();
-  delegate_->setShowsFocus(reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
-                           reason == Qt::ShortcutFocusReason);
+  showedFocus_ = showsFocus(*event, showedFocus_);
+  delegate_->setShowsFocus(showedFocus_);
   QListView::focusInEvent(event);
 }
 

@@ -49,6 +49,7 @@ class PresetList : public QListView {
   PresetListModel* model_;
   PresetListDelegate* delegate_;
   UUID activeID_;
+  bool showedFocus_ = false;
 };
 
 }  // namespace halcyra

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "App/AppModel.h"
+#include "UI/Controls/OverlayScrollBar.h"
 #include "UI/Icons.h"
 #include "UI/ModelObserver.h"
 #include "UI/SensorsList.h"
@@ -92,6 +93,7 @@ void SensorsView::makeList() {
   list_->setItemDelegate(new SensorsListDelegate(list_));
   list_->setModel(rows_);
   list_->installEventFilter(this);
+  new OverlayScrollBar(*list_);
 }
 
 QWidget* SensorsView::makeNote(const QString& title, QLabel** text) {

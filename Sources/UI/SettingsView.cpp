@@ -7,15 +7,15 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
-#include <QScrollBar>
 #include <QShortcut>
 #include <QSignalBlocker>
 #include <QSlider>
 #include <QStyle>
 #include <QVBoxLayout>
-#include <algorithm>
 
 #include "App/AppModel.h"
+#include "UI/Controls/OverlayScrollBar.h"
+#include "UI/Controls/PickerDelegate.h"
 #include "UI/ModelObserver.h"
 #include "UI/SettingsSection.h"
 
@@ -96,8 +96,7 @@ SettingsView::SettingsView(const ViewContext& context, QWidget* parent)
   auto* const form = new QWidget;
   form->setObjectName("page");
   auto* const sections = new QVBoxLayout(form);
-  scrollBar_ = scroll->verticalScrollBar();
-  scrollBar_->installEventFilter(this);
+  new OverlayScrollBar(*scroll);
   sections->setContentsMargins(sideMargin, endMargin, sideMargin, endMargin);
   sections->setSpacing(sectionGap);
   for (SettingsSection* const section : {makeHelperSection(), makeMonitoringSection(), makeAlertSection(),
@@ -106,7 +105,6 @@ SettingsView::SettingsView(const ViewContext& context, QWidget* parent)
   }
   sections->addStretch(1);
   scroll->setWidget(form);
-  form_ = form;
   connectHelper();
   connectSliders();
   apply(makeSettingsState(*model_, bundle_));
@@ -124,6 +122,7 @@ SettingsSection* SettingsView::makeHelperSection() {
     owner_->addItem(toQString(title(ownership)));
   }
   owner_->setMinimumWidth(pickerWidth);
+  new PickerDelegate(*owner_);
   section->addRow(SettingsText::owner, owner_);
   ownerDetail_ = section->addCaption("", "ownerDetail");
   section->addLine();
@@ -321,11 +320,6 @@ void SettingsView::applySliders(const SettingsState& state) {
 }
 
 bool SettingsView::eventFilter(QObject* watched, QEvent* event) {
-  if (watched == scrollBar_ && (event->type() == QEvent::Show || event->type() == QEvent::Hide)) {
-    // The bar stands in the margin, so that the cards keep their width.
-    const int right = event->type() == QEvent::Show ? sideMargin - scrollBar_->sizeHint().width() : sideMargin;
-    form_->layout()->setContentsMargins(sideMargin, endMargin, std::max(right, 0), endMargin);
-  }
   const auto* const control = qobject_cast<QWidget*>(watched);
   if (event->type() == QEvent::Wheel && control != nullptr && !control->hasFocus()) {
     // Ignored, it goes on to the scroll area.

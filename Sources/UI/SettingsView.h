@@ -11,7 +11,6 @@ class QCheckBox;
 class QComboBox;
 class QLabel;
 class QPushButton;
-class QScrollBar;
 class QSlider;
 
 namespace halcyra {
@@ -56,8 +55,6 @@ class SettingsView : public QWidget {
   BundleVersion bundle_;
   std::function<void()> checkForUpdates_;
 
-  QWidget* form_ = nullptr;
-  QScrollBar* scrollBar_ = nullptr;
   QComboBox* owner_ = nullptr;
   QLabel* ownerDetail_ = nullptr;
   QWidget* writerRow_ = nullptr;

@@ -56,20 +56,43 @@ QString stylesheet() {
 /// that this application sets for itself says nothing about the desktop.
 class SystemAppearance : public QObject {
  public:
-  explicit SystemAppearance(QApplication& application) : QObject(&application), application_(application) {
+  SystemAppearance(QApplication& application, bool paletteIsDark)
+      : QObject(&application), application_(application), paletteIsDark_(paletteIsDark) {
     application.installEventFilter(this);
+    current = this;
   }
+  ~SystemAppearance() override { current = nullptr; }
+  SystemAppearance(const SystemAppearance&) = delete;
+  SystemAppearance& operator=(const SystemAppearance&) = delete;
 
   bool eventFilter(QObject* watched, QEvent* event) override {
     if (event->type() == QEvent::ThemeChange && watched == &application_) {
-      const bool dark = isDark(QApplication::style()->standardPalette());
-      if (dark != Theme::isDark()) showTheme(application_, dark);
+      // Without a palette of its own, the application has that of the platform.
+      const QPalette own = QApplication::palette();
+      QApplication::setPalette(QPalette());
+      paletteIsDark_ = isDark(QApplication::palette());
+      QApplication::setPalette(own);
+      show();
     }
     return QObject::eventFilter(watched, event);
   }
 
+  void setPreference(std::optional<bool> dark) {
+    preference_ = dark;
+    show();
+  }
+
+  static inline SystemAppearance* current = nullptr;
+
  private:
+  void show() {
+    const bool dark = preference_.value_or(paletteIsDark_);
+    if (dark != Theme::isDark()) showTheme(application_, dark);
+  }
+
   QApplication& application_;
+  bool paletteIsDark_;
+  std::optional<bool> preference_;
 };
 
 }  // namespace
@@ -89,7 +112,11 @@ void applyStyle(QApplication& application, Appearance appearance) {
   QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
   QApplication::setFont(textFont(TextStyle::body));
   showTheme(application, appearance == Appearance::dark || (appearance == Appearance::system && systemIsDark));
-  if (appearance == Appearance::system) new SystemAppearance(application);
+  if (appearance == Appearance::system) new SystemAppearance(application, systemIsDark);
+}
+
+void setDesktopColorScheme(std::optional<bool> dark) {
+  if (SystemAppearance::current != nullptr) SystemAppearance::current->setPreference(dark);
 }
 
 }  // namespace halcyra

@@ -5,7 +5,6 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
-#include <QStyle>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
@@ -13,6 +12,7 @@
 
 #include "Helpers/TemperatureGaugeScale.h"
 #include "UI/Icons.h"
+#include "UI/Motion.h"
 #include "UI/TemperatureGaugeLegend.h"
 #include "UI/Theme.h"
 #include "UI/ZoneGaugeColors.h"
@@ -67,8 +67,7 @@ void TemperatureGaugeBar::setTemperature(const std::optional<double>& temperatur
   const bool isFar =
       temperature && animatedTemperature_ &&
       std::abs(markerPosition(*temperature) - markerPosition(*animatedTemperature_)) >= leastAnimatedDistance;
-  const bool hasMotion = style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this) > 0;
-  if (!isFar || !isVisible() || !hasMotion) {
+  if (!isFar || !isVisible() || !isMotionWanted(*this)) {
     moveMarker(temperature);
     return;
   }

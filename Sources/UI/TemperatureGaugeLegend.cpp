@@ -35,7 +35,8 @@ TemperatureGaugeLegend::TemperatureGaugeLegend(QWidget* parent) : QWidget(parent
   QStringList texts;
   for (const TemperatureZone& zone : TemperatureZone::all()) texts << entryText(zone);
   setAccessibleName(texts.join(QStringLiteral(", ")));
-  QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  // Not fixed: that would be the height of one line.
+  QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Minimum);
   policy.setHeightForWidth(true);
   setSizePolicy(policy);
 }

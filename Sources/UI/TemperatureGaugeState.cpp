@@ -65,16 +65,17 @@ std::string temperatureStatus(const std::optional<double>& temperature) {
 
 std::vector<ThermalMetricRow> makeThermalMetricRows(const ThermalMetrics& metrics) {
   constexpr const char* hotspotExplanation = "Secondary telemetry; 105 °C triggers the critical fan override";
-  constexpr const char* absent = "Unavailable";
+  const auto row = [](const char* title, const char* explanation, const std::optional<double>& temperature) {
+    return ThermalMetricRow{title, explanation, temperatureText(temperature, "Unavailable"),
+                            temperature ? TemperatureZone::colorFor(*temperature) : std::nullopt};
+  };
   return {
-      {"CPU all-core average", "Arithmetic mean of 4 E-core and 12 P-core channels",
-       temperatureText(metrics.cpuAverage, absent)},
-      {"Maximum P-core", "Hottest mapped performance-core channel",
-       temperatureText(metrics.performanceMaximum, absent)},
-      {"Maximum E-core", "Hottest mapped efficiency-core channel", temperatureText(metrics.efficiencyMaximum, absent)},
-      {"Maximum GPU cluster", "Hottest mapped GPU-cluster channel", temperatureText(metrics.gpuMaximum, absent)},
-      {"CPU die hotspot (TCMz)", hotspotExplanation, temperatureText(metrics.cpuHotspot, absent)},
-      {"GPU die hotspot (TRDX)", hotspotExplanation, temperatureText(metrics.gpuHotspot, absent)},
+      row("CPU all-core average", "Arithmetic mean of 4 E-core and 12 P-core channels", metrics.cpuAverage),
+      row("Maximum P-core", "Hottest mapped performance-core channel", metrics.performanceMaximum),
+      row("Maximum E-core", "Hottest mapped efficiency-core channel", metrics.efficiencyMaximum),
+      row("Maximum GPU cluster", "Hottest mapped GPU-cluster channel", metrics.gpuMaximum),
+      row("CPU die hotspot (TCMz)", hotspotExplanation, metrics.cpuHotspot),
+      row("GPU die hotspot (TRDX)", hotspotExplanation, metrics.gpuHotspot),
   };
 }
 

@@ -60,6 +60,7 @@ struct ThermalMetricRow {
   std::string title;
   std::string explanation;
   std::string value;
+  std::optional<ZoneColor> zone = std::nullopt;
 
   bool operator==(const ThermalMetricRow&) const = default;
 };

@@ -6,6 +6,7 @@
 #include <QVBoxLayout>
 
 #include "App/AppModel.h"
+#include "UI/Controls/ZoneDot.h"
 #include "UI/Fonts.h"
 
 namespace halcyra {
@@ -31,16 +32,17 @@ QLabel* makeLabel(const std::string& text, const char* role, QWidget* parent) {
 
 }  // namespace
 
-ThermalMetricSummary::ThermalMetricSummary(QWidget* parent) : QWidget(parent) {
+ThermalMetricSummary::ThermalMetricSummary(QWidget* parent) : QFrame(parent) {
   setObjectName("thermalMetricSummary");
+  setProperty("card", true);
   auto* layout = new QVBoxLayout(this);
-  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setContentsMargins(18, 12, 18, 8);
   layout->setSpacing(0);
-  auto* title = makeLabel("Live sensor comparison", "headline", this);
-  title->setContentsMargins(0, 0, 0, 8);
+  auto* title = makeLabel("Live sensor comparison", "captionStrong", this);
+  title->setContentsMargins(0, 0, 0, 4);
   layout->addWidget(title);
   for (const ThermalMetricRow& row : makeThermalMetricRows({})) {
-    layout->addWidget(makeSeparator(this));
+    if (!values_.empty()) layout->addWidget(makeSeparator(this));
     layout->addWidget(makeRow(row));
   }
 }
@@ -58,6 +60,8 @@ QWidget* ThermalMetricSummary::makeRow(const ThermalMetricRow& row) {
   texts->addWidget(makeLabel(row.explanation, "caption2", widget));
   texts->addStretch();
   layout->addLayout(texts, 1);
+  dots_.push_back(new ZoneDot(widget));
+  layout->addWidget(dots_.back());
   auto* value = new FigureLabel(TextStyle::rowValue, widget);
   value->setObjectName(QStringLiteral("thermalMetric%1").arg(values_.size()));
   value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
@@ -70,7 +74,10 @@ QWidget* ThermalMetricSummary::makeRow(const ThermalMetricRow& row) {
 
 void ThermalMetricSummary::setMetrics(const ThermalMetrics& metrics) {
   const std::vector<ThermalMetricRow> rows = makeThermalMetricRows(metrics);
-  for (std::size_t i = 0; i < rows.size(); ++i) values_[i]->setText(QString::fromStdString(rows[i].value));
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    values_[i]->setText(QString::fromStdString(rows[i].value));
+    dots_[i]->setZone(rows[i].zone);
+  }
 }
 
 void ThermalMetricSummary::refresh(const AppModel& model) {

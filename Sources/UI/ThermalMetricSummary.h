@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QWidget>
+#include <QFrame>
 #include <vector>
 
 #include "UI/TemperatureGaugeState.h"
@@ -9,9 +9,10 @@ namespace halcyra {
 
 class AppModel;
 class FigureLabel;
+class ZoneDot;
 
 /// The table of die aggregates, "Live sensor comparison".
-class ThermalMetricSummary : public QWidget {
+class ThermalMetricSummary : public QFrame {
   Q_OBJECT
 
  public:
@@ -25,6 +26,7 @@ class ThermalMetricSummary : public QWidget {
   QWidget* makeRow(const ThermalMetricRow& row);
 
   std::vector<FigureLabel*> values_;
+  std::vector<ZoneDot*> dots_;
 };
 
 }  // namespace halcyra

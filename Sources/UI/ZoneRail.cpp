@@ -16,7 +16,7 @@ namespace {
 /// Pixels.
 constexpr double railHeight = 4;
 constexpr double gapWidth = 2;
-constexpr double dotDiameter = 12;
+constexpr double dotDiameter = 8;
 constexpr double ringWidth = 2;
 constexpr int preferredWidth = 152;
 constexpr int preferredHeight = 16;

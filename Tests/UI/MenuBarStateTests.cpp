@@ -1,5 +1,6 @@
 #include "gtest/gtest.h"
 
+#include "UI/FanNames.h"
 #include "UI/MenuBarState.h"
 #include "UI/UIHarness.h"
 
@@ -57,9 +58,10 @@ TEST(MenuBarState, whatTheMachineSaysIsSpelledOut) {
   ASSERT_EQ(state.fans.size(), 2U);
   EXPECT_EQ(state.fans[0].curveInput, "Curve input " + state.zones[0].value + " · " + model.fanControlDrivers().at(0));
   EXPECT_EQ(state.fans[0].mode, "Auto");
-  ASSERT_EQ(state.rawDetails.size(), 6U);
-  EXPECT_TRUE(state.rawDetails[0].starts_with("CPU die hotspot (TCMz) "));
-  EXPECT_TRUE(state.rawDetails[5].starts_with("GPU max ") && state.rawDetails[5].ends_with("°"));
+  ASSERT_EQ(state.rawHotspots.size(), 2U);
+  EXPECT_TRUE(state.rawHotspots[0].starts_with("CPU die hotspot (TCMz) "));
+  ASSERT_EQ(state.rawMetrics.size(), 4U);
+  EXPECT_TRUE(state.rawMetrics[3].starts_with("GPU max ") && state.rawMetrics[3].ends_with("°"));
   EXPECT_EQ(rowOf(state, "Apple Default")->helpText, "Stock macOS control");
   EXPECT_EQ(rowOf(state, "Smart Auto")->helpText, "Hottest live sensor");
   EXPECT_EQ(rowOf(state, "Full Blast")->helpText, "Maximum RPM");
@@ -72,12 +74,13 @@ TEST(MenuBarState, withoutReadingsThereAreDashesAndNoFans) {
   UIHarness ui;
   const auto fresh = AppModel::make(ui.desktop().platform, {.refreshHelperRegistration = true});
   const MenuBarState state = makeMenuBarState(*fresh);
-  EXPECT_EQ(state.rawDetails, (std::vector<std::string>{"CPU avg —", "P-core max —", "E-core max —", "GPU max —"}));
+  EXPECT_TRUE(state.rawHotspots.empty());
+  EXPECT_EQ(state.rawMetrics, (std::vector<std::string>{"CPU avg —", "P-core max —", "E-core max —", "GPU max —"}));
   EXPECT_EQ(state.rawThermalTooltip,
             "Secondary raw values — CPU hotspot: unavailable, GPU hotspot: unavailable, P-core max: unavailable. Raw "
             "hotspots do not drive normal curves, but 105 °C triggers the critical safety override.");
   EXPECT_EQ(state.monitoringNote, "No controllable fans detected on this Mac — sensor monitoring only.");
-  EXPECT_EQ(state.hottestText, "");
+  EXPECT_EQ(state.hottestText, "—");
   for (const auto& row : state.presets) EXPECT_FALSE(row.isEnabled) << row.preset.name;
 }
 

@@ -148,7 +148,7 @@ TEST_F(MenuBarPath, onlyTheUsersPresetsCanBeDeletedAndOnlyAfterAQuestion) {
   ASSERT_NE(menu, nullptr);
   EXPECT_EQ(entriesOf(*menu), (QStringList{"Duplicate", "Delete"}));
   menu->actions().at(1)->trigger();
-  auto* question = view().findChild<QMessageBox*>("deleteQuestion");
+  auto* question = view().findChild<QMessageBox*>("deleteConfirmation");
   ASSERT_NE(question, nullptr);
   EXPECT_EQ(question->text().toStdString(), "Delete “Mine & yours”?");
   QTest::keyClick(question, Qt::Key_Escape);
@@ -157,7 +157,7 @@ TEST_F(MenuBarPath, onlyTheUsersPresetsCanBeDeletedAndOnlyAfterAQuestion) {
   delete view().findChild<QMenu*>("presetMenu");
 
   openMenu("Mine & yours")->actions().at(1)->trigger();
-  question = view().findChild<QMessageBox*>("deleteQuestion");
+  question = view().findChild<QMessageBox*>("deleteConfirmation");
   ASSERT_NE(question, nullptr);
   for (QAbstractButton* button : question->buttons()) {
     if (question->buttonRole(button) == QMessageBox::DestructiveRole) button->click();

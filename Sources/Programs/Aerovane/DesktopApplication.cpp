@@ -22,11 +22,13 @@
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxServiceManagement.h"
 #include "Platform/Linux/SignalWatcher.h"
+#include "Platform/Qt/DesktopSettings.h"
 #include "Platform/Qt/QtMainQueue.h"
 #include "Platform/Qt/QtWorkspace.h"
 #include "Platform/Qt/UpdateFeed.h"
 #include "Programs/Aerovane/Screenshots.h"
 #include "UI/Application.h"
+#include "UI/Motion.h"
 #include "UI/Style.h"
 #include "XPC/FanControlXPC.h"
 
@@ -217,6 +219,7 @@ int runDesktop(const CommandLine& line, const RuntimeLayout& layout, int& argc, 
                                 : line.appearance == "dark" ? Appearance::dark
                                                             : Appearance::system;
   applyStyle(application, appearance);
+  const DesktopSettings desktopSettings(QDBusConnection::sessionBus(), {setDesktopColorScheme, setDesktopWantsMotion});
   Desktop desktop(line, layout);
   QObject::connect(&server, &QLocalServer::newConnection, &application, [&] {
     while (QLocalSocket* socket = server.nextPendingConnection()) socket->deleteLater();

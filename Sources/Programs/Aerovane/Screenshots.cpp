@@ -1,10 +1,15 @@
 #include "Programs/Aerovane/Screenshots.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
 #include <QPixmap>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTimer>
+#include <memory>
 #include <utility>
+#include <vector>
 
 #include "UI/Application.h"
 #include "UI/MenuBarPanel.h"
@@ -14,37 +19,115 @@ namespace halcyra {
 namespace {
 
 /// Long enough for a chart with a story.
-constexpr int settleMilliseconds = 60'000;
+constexpr int settleMilliseconds = 150'000;
+/// For what moves to come to rest.
+constexpr int stepMilliseconds = 700;
+constexpr QSize dashboardSize{980, 788};
+constexpr QSize smallestSize{520, 430};
 
-void saveWindows(const QDir& folder, const QString& suffix) {
-  for (QWidget* window : QApplication::topLevelWidgets()) {
-    if (!window->isVisible() || window->objectName().isEmpty()) continue;
-    window->grab().save(folder.filePath(window->objectName() + suffix + QStringLiteral(".png")));
+/// Takes one picture after the other.
+class Photographer : public QObject {
+ public:
+  Photographer(HalcyraApp& scenes, const QString& folder, std::function<void()> finished)
+      : QObject(&scenes), scenes_(scenes), folder_(folder), finished_(std::move(finished)) {
+    QDir().mkpath(folder);
   }
-}
+
+  void start() {
+    scenes_.openSensors();
+    scenes_.openSettings();
+    scenes_.openPanel();
+    scenes_.openDashboard();
+    planDashboard();
+    planPanel();
+    for (const char* name : {"sensors", "settings"}) {
+      plan([this, name] { show(name, {}); });
+      plan([this, name] { save(name, name); });
+    }
+    QTimer::singleShot(settleMilliseconds, this, &Photographer::next);
+  }
+
+ private:
+  void plan(std::function<void()> step) { steps_.push_back(std::move(step)); }
+
+  void planDashboard() {
+    plan([this] { show("dashboard", dashboardSize); });
+    plan([this] { save("dashboard", "dashboard"); });
+    plan([this] { scroll(true); });
+    plan([this] { save("dashboard", "dashboard-editor"); });
+    plan([this] {
+      scroll(false);
+      press("rawThermals");
+    });
+    plan([this] {
+      save("dashboard", "dashboard-details");
+      press("rawThermals");
+    });
+    plan([this] { show("dashboard", smallestSize); });
+    plan([this] { save("dashboard", "dashboard-small"); });
+  }
+
+  void planPanel() {
+    plan([this] { scenes_.openPanel(); });
+    plan([this] {
+      save("menuBarWindow", "panel");
+      if (MenuBarView* const view = scenes_.panelView()) view->setHistoryExpanded(true);
+    });
+    plan([this] { save("menuBarWindow", "panel-history"); });
+  }
+
+  void next() {
+    if (done_ == steps_.size()) {
+      finished_();
+      return;
+    }
+    steps_[done_++]();
+    QTimer::singleShot(stepMilliseconds, this, &Photographer::next);
+  }
+
+  static QWidget* window(const char* name) {
+    for (QWidget* const each : QApplication::topLevelWidgets()) {
+      if (each->objectName() == QLatin1String(name) && each->isVisible()) return each;
+    }
+    return nullptr;
+  }
+
+  static void show(const char* name, QSize size) {
+    QWidget* const shown = window(name);
+    if (shown == nullptr) return;
+    if (size.isValid()) shown->resize(size);
+    shown->activateWindow();
+  }
+
+  static void scroll(bool toEnd) {
+    const QWidget* const shown = window("dashboard");
+    auto* const detail = shown != nullptr ? shown->findChild<QScrollArea*>(QStringLiteral("detail")) : nullptr;
+    if (detail != nullptr) detail->verticalScrollBar()->setValue(toEnd ? detail->verticalScrollBar()->maximum() : 0);
+  }
+
+  static void press(const char* name) {
+    const QWidget* const shown = window("dashboard");
+    auto* const button = shown != nullptr ? shown->findChild<QAbstractButton*>(QLatin1String(name)) : nullptr;
+    if (button != nullptr) button->click();
+  }
+
+  void save(const char* name, const char* file) const {
+    QWidget* const shown = window(name);
+    const QString path = QDir(folder_).filePath(QString::fromLatin1(file) + QStringLiteral(".png"));
+    if (shown == nullptr || !shown->grab().save(path)) qWarning("no picture: %s", qPrintable(path));
+  }
+
+  HalcyraApp& scenes_;
+  QString folder_;
+  std::function<void()> finished_;
+  std::vector<std::function<void()>> steps_;
+  std::size_t done_ = 0;
+};
 
 }  // namespace
 
 void takeScreenshots(HalcyraApp& scenes, const std::string& folder, std::function<void()> finished) {
-  const QDir target(QString::fromStdString(folder));
-  target.mkpath(QStringLiteral("."));
-  scenes.openDashboard();
-  scenes.openSensors();
-  scenes.openSettings();
-  scenes.openPanel();
-  QTimer::singleShot(settleMilliseconds, &scenes, [&scenes, target, finished = std::move(finished)] {
-    scenes.openPanel();
-    saveWindows(target, {});
-    if (MenuBarView* view = scenes.panelView()) {
-      view->setHistoryExpanded(true);
-      QTimer::singleShot(300, &scenes, [view, target, finished] {
-        view->window()->grab().save(target.filePath(QStringLiteral("menuBarWindow-expanded.png")));
-        finished();
-      });
-      return;
-    }
-    finished();
-  });
+  (new Photographer(scenes, QString::fromStdString(folder), std::move(finished)))->start();
 }
 
 }  // namespace halcyra

@@ -5,6 +5,35 @@
 
 namespace halcyra {
 
+/// The title row of something that can be folded away. Its mark stands in line with texts whose left edge is
+/// `DisclosureButton::outset` pixels right of its own.
+class DisclosureButton : public QToolButton {
+  Q_OBJECT
+
+ public:
+  /// A section of the dashboard, or a detail in small print.
+  enum class Kind { section, detail };
+  /// Pixels; room for the mark of the focus.
+  static constexpr int outset = 6;
+
+  DisclosureButton(const QString& title, Kind kind, QWidget* parent = nullptr);
+
+  QSize sizeHint() const override;
+  QSize minimumSizeHint() const override { return sizeHint(); }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void focusInEvent(QFocusEvent* event) override;
+
+ private:
+  QFont titleFont() const;
+  int textLeft() const;
+  void showState();
+
+  Kind kind_;
+  bool showsFocus_ = false;
+};
+
 /// A title that opens and closes the content under it.
 class Disclosure : public QWidget {
   Q_OBJECT
@@ -19,9 +48,7 @@ class Disclosure : public QWidget {
   void toggled(bool open);
 
  private:
-  void show(bool open);
-
-  QToolButton* button_;
+  DisclosureButton* button_;
   QWidget* content_;
 };
 

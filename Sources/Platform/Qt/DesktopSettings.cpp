@@ -1,0 +1,71 @@
+#include "Platform/Qt/DesktopSettings.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <utility>
+
+namespace halcyra {
+
+namespace {
+
+const auto service = QStringLiteral("org.freedesktop.portal.Desktop");
+const auto path = QStringLiteral("/org/freedesktop/portal/desktop");
+const auto interface = QStringLiteral("org.freedesktop.portal.Settings");
+const auto appearance = QStringLiteral("org.freedesktop.appearance");
+const auto colorSchemeKey = QStringLiteral("color-scheme");
+const auto gnome = QStringLiteral("org.gnome.desktop.interface");
+const auto animationsKey = QStringLiteral("enable-animations");
+
+constexpr uint preferDark = 1;
+constexpr uint preferLight = 2;
+
+/// Portals wrap the value once or twice.
+QVariant unwrapped(QVariant value) {
+  while (value.userType() == qMetaTypeId<QDBusVariant>()) value = value.value<QDBusVariant>().variant();
+  return value;
+}
+
+}  // namespace
+
+DesktopSettings::DesktopSettings(const QDBusConnection& bus, Observer observer, QObject* parent)
+    : QObject(parent), bus_(bus), observer_(std::move(observer)) {
+  if (!bus_.isConnected()) return;
+  bus_.connect(service, path, interface, QStringLiteral("SettingChanged"), this,
+               SLOT(settingChanged(QString, QString, QDBusVariant)));
+  ask(appearance, colorSchemeKey);
+  ask(gnome, animationsKey);
+}
+
+void DesktopSettings::ask(const QString& group, const QString& key) {
+  QDBusMessage call = QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("Read"));
+  call << group << key;
+  auto* const watcher = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
+  connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, group, key] {
+    watcher->deleteLater();
+    const QDBusPendingReply<QDBusVariant> reply = *watcher;
+    // Refused where the desktop has no such setting.
+    if (!reply.isError()) tell(group, key, QVariant::fromValue(reply.value()));
+  });
+}
+
+void DesktopSettings::settingChanged(const QString& group, const QString& key, const QDBusVariant& value) {
+  tell(group, key, QVariant::fromValue(value));
+}
+
+void DesktopSettings::tell(const QString& group, const QString& key, const QVariant& value) {
+  const QVariant plain = unwrapped(value);
+  if (group == appearance && key == colorSchemeKey && plain.canConvert<uint>()) {
+    const uint preference = plain.toUInt();
+    if (preference == preferDark || preference == preferLight) {
+      observer_.colorScheme(preference == preferDark);
+    } else {
+      observer_.colorScheme(std::nullopt);
+    }
+  }
+  if (group == gnome && key == animationsKey && plain.userType() == QMetaType::Bool) {
+    observer_.animations(plain.toBool());
+  }
+}
+
+}  // namespace halcyra
