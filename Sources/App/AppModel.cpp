@@ -193,7 +193,7 @@ void AppModel::applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& av
     presetPendingRestore_ = *activePreset_;
   }
   restoreRememberedPresetIfReady();
-  seeToOwedHandBack();
+  seeToOwedHandBack(true);
   takeFansThatReturned();
   controlFans();
 }
@@ -295,6 +295,7 @@ void AppModel::handlePollError(const Error& error) {
   clearDerivedThermalState();
   controlTemperature_ = std::nullopt;
   lastTemperatureSampleDate_ = std::nullopt;
+  seeToOwedHandBack(false);
   if (activePreset_->kind != PresetKind::system && hasHelperSession()) {
     resetToAutomatic("Thermal or fan telemetry became stale", true, true, {});
   }

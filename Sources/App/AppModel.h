@@ -257,7 +257,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   std::string conflictMessage(const std::string& name) const;
   void keepSelectionForRestore();
   void askForManualMode(int fan, HelperClient::DictionaryCompletion completion);
-  void seeToOwedHandBack();
+  void seeToOwedHandBack(bool fansWereRead);
   void postponeRestore(Seconds delay) { nextRestoreAttempt_ = platform_.clock.steadyNow() + delay; }
   const FanInfo* publishedFan(int index) const;
   bool hasUsableLimits(const FanInfo& fan);

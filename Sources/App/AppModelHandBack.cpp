@@ -139,14 +139,15 @@ void AppModel::askForManualMode(int fan, HelperClient::DictionaryCompletion comp
 
 // A helper that could not hand back tries again by itself; but where it has died over it, and no preset asks for a new
 // session, nobody would start another one. A session that ends at once does, and its end is a hand-back.
-void AppModel::seeToOwedHandBack() {
+void AppModel::seeToOwedHandBack(bool fansWereRead) {
   const Instant now = platform_.clock.steadyNow();
   if (!handBackIsOwed_ || hasHelperSession() || *isBusy_ || powerLifecycle_.isSleeping() || isTerminating_) {
     nextOwedHandBack_ = now + restoreRetryDelay;
     return;
   }
-  const bool isBack = !fans_->empty() && std::all_of(fans_->begin(), fans_->end(),
-                                                     [](const FanInfo& fan) { return fan.mode == FanMode::automatic; });
+  const bool isBack =
+      fansWereRead && !fans_->empty() &&
+      std::all_of(fans_->begin(), fans_->end(), [](const FanInfo& fan) { return fan.mode == FanMode::automatic; });
   if (isBack) {
     handBackIsOwed_ = false;
     return;
@@ -163,8 +164,11 @@ void AppModel::seeToOwedHandBack() {
           self.isBusy_ = false;
           return;
         }
-        self.helper_->endSession(self.onMainWithin(
-            self.controlGeneration_, [](AppModel& model, const std::optional<Error>&) { model.isBusy_ = false; }));
+        self.helper_->endSession(
+            self.onMainWithin(self.controlGeneration_, [](AppModel& model, const std::optional<Error>& endError) {
+              model.isBusy_ = false;
+              model.handBackIsOwed_ = endError.has_value();
+            }));
       }));
 }
 

@@ -139,9 +139,10 @@ TEST(MachineFaultTests, OneFansKeysVanishAndReturn) {
   EXPECT_TRUE(bench.loop.model().lastError());
   bench.loop.fault("clear vanish");
   bench.expectHandedBackWithin(2 + 1.5);
-  // A first start may meet the fan before it is back, and is then refused.
+  // A first start may meet the fan before it is back, and is then refused. Until then a hand-back is asked for every 5
+  // s.
   EXPECT_TRUE(bench.until([&] { return bench.isUnderControl(FanPreset::fullBlast()); }, 15));
-  EXPECT_LE(bench.sessionsBegun() - before.sessions, 2u);
+  EXPECT_LE(bench.sessionsBegun() - before.sessions, 2u + 50 / 5);
   const auto settled = bench.mark();
   bench.run(20);
   bench.expectUntouched(FanPreset::fullBlast(), settled);
@@ -177,7 +178,11 @@ TEST(MachineFaultTests, DriverGoneAndBack) {
   EXPECT_TRUE(bench.loop.model().lastError());
   bench.loop.fault("clear driver-gone");
   bench.expectHandedBackWithin(2 + 1.5);
-  bench.expectRestored(FanPreset::fullBlast(), before, 1, 15);
+  EXPECT_TRUE(bench.until([&] { return bench.isUnderControl(FanPreset::fullBlast()); }, 15));
+  // One that asks for the hand-back may come first.
+  EXPECT_LE(bench.sessionsBegun() - before.sessions, 2u);
+  bench.run(20);
+  bench.expectUntouched(FanPreset::fullBlast(), bench.mark());
 }
 
 TEST(MachineFaultTests, SlowDriver) {
