@@ -6,6 +6,7 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QSessionManager>
+#include <QStandardPaths>
 #include <QTimer>
 #include <cstdlib>
 #include <functional>
@@ -13,7 +14,6 @@
 #include <memory>
 #include <signal.h>
 #include <string>
-#include <unistd.h>
 #include <utility>
 
 #include "App/AppDelegate.h"
@@ -38,12 +38,13 @@ namespace {
 
 constexpr int firstAnswerMilliseconds = 1000;
 
-/// One application per user and machine: the name of its socket.
+/// One application per user and machine: its socket, where the user alone may create one.
 QString instanceName(const RuntimeLayout& layout) {
   const QByteArray machine = QByteArray::fromStdString(layout.smcSocket.string());
   const QString hash =
       QString::fromLatin1(QCryptographicHash::hash(machine, QCryptographicHash::Sha1).toHex().left(12));
-  return QStringLiteral("aerovane-%1-%2").arg(geteuid()).arg(hash);
+  const QString folder = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+  return QStringLiteral("%1/aerovane-%2").arg(folder, hash);
 }
 
 /// True when another application is running, whose dashboard now comes to the front.
@@ -204,7 +205,6 @@ bool hasDisplay() {
 int runDesktop(const CommandLine& line, const RuntimeLayout& layout, int& argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setApplicationName(QStringLiteral("aerovane"));
-  QApplication::setApplicationDisplayName(QStringLiteral("Aerovane"));
   QApplication::setQuitOnLastWindowClosed(false);
   const QString name = instanceName(layout);
   QLocalServer server;
