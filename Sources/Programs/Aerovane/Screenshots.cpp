@@ -41,7 +41,7 @@ class Photographer : public QObject {
     planDashboard();
     planPanel();
     for (const char* name : {"sensors", "settings"}) {
-      plan([this, name] { show(name, {}); });
+      plan([name] { show(name, {}); });
       plan([this, name] { save(name, name); });
     }
     QTimer::singleShot(settleMilliseconds, this, &Photographer::next);
@@ -51,11 +51,11 @@ class Photographer : public QObject {
   void plan(std::function<void()> step) { steps_.push_back(std::move(step)); }
 
   void planDashboard() {
-    plan([this] { show("dashboard", dashboardSize); });
+    plan([] { show("dashboard", dashboardSize); });
     plan([this] { save("dashboard", "dashboard"); });
-    plan([this] { scroll(true); });
+    plan([] { scroll(true); });
     plan([this] { save("dashboard", "dashboard-editor"); });
-    plan([this] {
+    plan([] {
       scroll(false);
       press("rawThermals");
     });
@@ -63,7 +63,7 @@ class Photographer : public QObject {
       save("dashboard", "dashboard-details");
       press("rawThermals");
     });
-    plan([this] { show("dashboard", smallestSize); });
+    plan([] { show("dashboard", smallestSize); });
     plan([this] { save("dashboard", "dashboard-small"); });
   }
 
