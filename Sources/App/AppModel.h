@@ -256,7 +256,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   static bool isTransientBeginFailure(const Error& error);
   std::string conflictMessage(const std::string& name) const;
   void keepSelectionForRestore();
-  void askForManualMode(int fan, HelperClient::DictionaryCompletion completion);
+  void askForManualMode(int fan, const HelperClient::DictionaryCompletion& completion);
   void seeToOwedHandBack(bool fansWereRead);
   void postponeRestore(Seconds delay) { nextRestoreAttempt_ = platform_.clock.steadyNow() + delay; }
   const FanInfo* publishedFan(int index) const;

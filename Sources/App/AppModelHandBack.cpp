@@ -132,9 +132,9 @@ void AppModel::keepSelectionForRestore() {
   }
 }
 
-void AppModel::askForManualMode(int fan, HelperClient::DictionaryCompletion completion) {
+void AppModel::askForManualMode(int fan, const HelperClient::DictionaryCompletion& completion) {
   handBackIsOwed_ = true;
-  helper_->setMode(fan, true, std::move(completion));
+  helper_->setMode(fan, true, completion);
 }
 
 // A helper that could not hand back tries again by itself; but where it has died over it, and no preset asks for a new
