@@ -63,7 +63,7 @@ struct Theme {
   /// For the application's style, which also fills palette and stylesheet.
   static void makeCurrent(bool dark);
 
-  /// `source` with each colour name between two @ replaced by that colour as #rrggbb.
+  /// `source` with each colour name between two @ replaced by that colour, in hexadecimal.
   QString resolve(QString source) const;
 };
 
