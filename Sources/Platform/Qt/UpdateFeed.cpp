@@ -19,7 +19,7 @@ namespace {
 
 constexpr int timeoutMilliseconds = 15'000;
 /// Bytes; a feed is a few lines.
-constexpr qint64 longestFeed = 64 * 1024;
+constexpr qint64 longestFeed = 65'536;
 
 std::optional<std::vector<int>> numbersOf(const std::string& version) {
   std::vector<int> numbers;
