@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QLayout>
 #include <QMenu>
+#include <QPainter>
 #include <QSettings>
 #include <QStackedLayout>
 #include <QVBoxLayout>
@@ -26,6 +27,10 @@ QSettings windowSettings() {
   return QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("aerovane"), QStringLiteral("windows"));
 }
 
+/// Of the tray icon's size is its rim.
+constexpr double trayRimPart = 22;
+constexpr double trayRimOpacity = 0.55;
+
 /// A top-level window whose size is remembered.
 class SceneWindow : public QWidget {
  public:
@@ -45,6 +50,24 @@ class SceneWindow : public QWidget {
  private:
   QString identifier_;
 };
+
+/// Nothing says whether the desktop's panel is light or dark: light, as most are dark, with a dark rim that makes it
+/// stand out on a light one.
+QPixmap trayPixmap(int size) {
+  const QPixmap glyph = iconPixmap(QStringLiteral("fan"), QColor("#E8EBEA"), size);
+  const QPixmap rim = iconPixmap(QStringLiteral("fan"), QColor("#16191A"), size);
+  QPixmap result(glyph.size());
+  result.fill(Qt::transparent);
+  QPainter painter(&result);
+  painter.setOpacity(trayRimOpacity);
+  const double width = size / trayRimPart;
+  for (const QPointF& side : {QPointF(-width, 0), QPointF(width, 0), QPointF(0, -width), QPointF(0, width)}) {
+    painter.drawPixmap(side, rim);
+  }
+  painter.setOpacity(1);
+  painter.drawPixmap(0, 0, glyph);
+  return result;
+}
 
 void bringToFront(QWidget& window) {
   window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
@@ -108,8 +131,7 @@ void HalcyraApp::startTray() {
   new ModelObserver(*context_.model, this, [this] { updateTray(); });
   QIcon picture;
   for (const int size : {16, 22, 24, 32, 44}) {
-    // Panels of Linux desktops are dark far more often than light, whatever the windows are.
-    picture.addPixmap(iconPixmap(QStringLiteral("fan"), QColor("#E8EBEA"), size));
+    picture.addPixmap(trayPixmap(size));
   }
   tray_->setIcon(picture);
   updateTray();

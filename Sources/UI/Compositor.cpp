@@ -32,7 +32,8 @@ bool hasCompositor(xcb_connection_t* connection) {
 
 bool showsTransparency() {
   auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  return x11 == nullptr || hasCompositor(x11->connection());
+  // Platforms without a screen give the interface and no connection.
+  return x11 == nullptr || x11->connection() == nullptr || hasCompositor(x11->connection());
 }
 
 }  // namespace halcyra

@@ -1,6 +1,5 @@
 #include "UI/HistoryView.h"
 
-#include <QComboBox>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -11,7 +10,7 @@
 
 #include "UI/Charts/LineChart.h"
 #include "UI/Controls/OutdentedItem.h"
-#include "UI/Controls/PickerDelegate.h"
+#include "UI/Controls/Picker.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryFigure.h"
 #include "UI/Icons.h"
@@ -52,11 +51,10 @@ ExpandedSensorHistoryView::ExpandedSensorHistoryView(QWidget* parent) : QWidget(
   layout->setSpacing(12);
   layout->addWidget(makeHeader());
 
-  picker_ = new QComboBox(this);
+  picker_ = new Picker(this);
   picker_->setObjectName("sensorPicker");
   picker_->setAccessibleName(QStringLiteral("Sensor"));
   picker_->setMaxVisibleItems(visibleOptions);
-  new PickerDelegate(*picker_);
   picker_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
   connect(picker_, &QComboBox::activated, this,
           [this](int index) { emit sensorSelected(picker_->itemData(index).toString()); });
@@ -169,7 +167,9 @@ void ExpandedSensorHistoryView::applyOptions(const ExpandedSensorHistoryState& s
   const QSignalBlocker blocker(picker_);
   if (!shown_ || state.options != shown_->options) {
     picker_->clear();
-    for (const SensorOption& option : state.options) picker_->addItem(fromStd(option.name), fromStd(option.id));
+    for (const SensorOption& option : state.options) {
+      picker_->addOption(fromStd(option.name), fromStd(option.id), option.startsGroup);
+    }
   }
   const int selected = state.selectedOption ? static_cast<int>(*state.selectedOption) : -1;
   if (picker_->currentIndex() != selected) picker_->setCurrentIndex(selected);

@@ -8,7 +8,6 @@
 
 #include "UI/HistoryViewState.h"
 
-class QComboBox;
 class QGridLayout;
 class QLabel;
 
@@ -17,6 +16,7 @@ namespace halcyra {
 class FigureLabel;
 class HistoryFigure;
 class LineChart;
+class Picker;
 
 /// The panel's full-history chart with its picker, figures and peak speeds. Passive: the owner refreshes it, keeps the
 /// selection, and closes it on `collapseRequested`.
@@ -52,7 +52,7 @@ class ExpandedSensorHistoryView : public QWidget {
   ExpandedSensorHistory history_;
   std::optional<ExpandedSensorHistoryState> shown_;
   QLabel* description_ = nullptr;
-  QComboBox* picker_ = nullptr;
+  Picker* picker_ = nullptr;
   LineChart* chart_ = nullptr;
   QWidget* emptyState_ = nullptr;
   std::array<HistoryFigure*, 3> figures_{};

@@ -116,9 +116,9 @@ std::vector<SensorOption> ExpandedSensorHistory::options(const SessionHistory& h
   for (const auto& [key, series] : history.sensorSeries) keys.push_back(key);
   for (const SensorReading& reading : history.readings) keys.push_back(reading.keyName);
   std::ranges::sort(keys);
-  const auto duplicates = std::ranges::unique(keys);
-  keys.erase(duplicates.begin(), duplicates.end());
-  for (const std::string& key : keys) options.push_back({key, optionName(key)});
+  keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+  const std::size_t aggregates = options.size();
+  for (const std::string& key : keys) options.push_back({key, optionName(key), options.size() == aggregates});
   return options;
 }
 

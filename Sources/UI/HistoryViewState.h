@@ -27,6 +27,8 @@ struct SessionHistory {
 struct SensorOption {
   std::string id;
   std::string name;
+  /// The first of the single sensors.
+  bool startsGroup = false;
 
   bool operator==(const SensorOption&) const = default;
 };

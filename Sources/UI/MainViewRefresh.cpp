@@ -22,7 +22,7 @@ namespace {
 /// Below this width of the window the sidebar is as narrow as it can be.
 constexpr int widthForSidebar = 720;
 /// Below this width of the pane everything in it stands in one column.
-constexpr int widthForColumns = 540;
+constexpr int widthForColumns = 600;
 constexpr int sideMargin = 28;
 constexpr int narrowSideMargin = 12;
 constexpr int endMargin = 20;

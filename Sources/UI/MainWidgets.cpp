@@ -3,6 +3,7 @@
 #include <QFrame>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStyle>
 #include <utility>
 
 namespace halcyra {
@@ -81,14 +82,19 @@ void askToDelete(QWidget* parent, const QString& title, const QString& message, 
   box->setObjectName(QStringLiteral("deleteConfirmation"));
   box->setAttribute(Qt::WA_DeleteOnClose);
   box->setTextFormat(Qt::PlainText);
+  box->setWindowTitle(QStringLiteral("Aerovane"));
   box->setText(title);
   box->setInformativeText(message);
   auto* const agree = box->addButton(button, QMessageBox::DestructiveRole);
   agree->setObjectName(QStringLiteral("confirmDelete"));
   agree->setProperty("kind", QStringLiteral("destructive"));
+  // The stylesheet looks at properties only when told to.
+  agree->style()->unpolish(agree);
+  agree->style()->polish(agree);
   agree->setAutoDefault(false);
   QPushButton* const cancel = box->addButton(QMessageBox::Cancel);
   cancel->setText(QStringLiteral("Cancel"));
+  cancel->setIcon({});
   cancel->setObjectName(QStringLiteral("cancelDelete"));
   box->setDefaultButton(cancel);
   box->setEscapeButton(cancel);

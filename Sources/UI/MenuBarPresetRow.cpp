@@ -50,7 +50,7 @@ PresetInfoButton::PresetInfoButton(QWidget* parent) : QToolButton(parent) {
   setObjectName(QStringLiteral("presetInfo"));
   setToolTip(QString::fromUtf8(MenuBarText::presetHelp));
   setAccessibleName(QString::fromUtf8(MenuBarText::presetHelp));
-  setFocusPolicy(Qt::StrongFocus);
+  setFocusPolicy(Qt::TabFocus);
   setThemedIcon(this, "help-circle");
   connect(this, &QToolButton::clicked, this, &PresetInfoButton::togglePopover);
 }

@@ -223,6 +223,7 @@ void MenuBarView::applyNotices(const MenuBarState& state) {
   helperSetup_.box->setVisible(state.showsHelperSetup);
   helperSetup_.button->setEnabled(state.canSetUpHelper);
   supervisedTest_.box->setVisible(state.showsSupervisedTestCaption);
+  supervisedTest_.line->setVisible(state.showsSupervisedTest);
   supervisedTest_.button->setVisible(state.showsSupervisedTest);
   supervisedTest_.button->setEnabled(state.canRunSupervisedTest);
   conflict_.box->setVisible(state.conflict.has_value());

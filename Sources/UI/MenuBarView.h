@@ -65,6 +65,7 @@ class MenuBarView : public QWidget {
   };
   struct Notice {
     QWidget* box = nullptr;
+    QWidget* line = nullptr;
     QLabel* title = nullptr;
     QLabel* note = nullptr;
     QPushButton* button = nullptr;

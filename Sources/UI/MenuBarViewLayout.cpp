@@ -28,6 +28,7 @@ constexpr int iconButtonInset = 4;
 /// Of details under their title.
 constexpr int detailIndent = 16;
 constexpr int metricColumns = 2;
+constexpr const char* sectionLine = "sectionLine";
 
 QLabel* makeLabel(const char* text, const char* role, QWidget* parent) {
   auto* label = new QLabel(QString::fromUtf8(text), parent);
@@ -66,7 +67,9 @@ QVBoxLayout* makeSection(QWidget* box) {
   auto* outer = new QVBoxLayout(box);
   outer->setContentsMargins(0, 0, 0, 0);
   outer->setSpacing(0);
-  outer->addWidget(makeLine(box));
+  QFrame* line = makeLine(box);
+  line->setObjectName(QString::fromLatin1(sectionLine));
+  outer->addWidget(line);
   auto* inner = new QVBoxLayout;
   inner->setContentsMargins(sideMargin, 12, sideMargin, 12);
   inner->setSpacing(6);
@@ -87,7 +90,7 @@ QWidget* MenuBarView::makeHeader() {
   titles->addWidget(makeLabel(MenuBarText::subtitle, "secondary", header), 1, 0);
   expand_ = new QToolButton(header);
   expand_->setObjectName(QStringLiteral("expandHistory"));
-  expand_->setFocusPolicy(Qt::StrongFocus);
+  expand_->setFocusPolicy(Qt::TabFocus);
   // The button's picture ends where the texts below end.
   titles->addItem(new OutdentedItem(expand_, 0, iconButtonInset), 0, 1, 2, 1, Qt::AlignTop | Qt::AlignRight);
   titles->setColumnStretch(0, 1);
@@ -280,6 +283,7 @@ MenuBarView::Notice MenuBarView::makeAction(const char* objectName, const char* 
   Notice notice;
   notice.box = new QWidget(normal_);
   auto* layout = makeSection(notice.box);
+  notice.line = notice.box->findChild<QWidget*>(QString::fromLatin1(sectionLine));
   notice.button = makeButton(objectName, title, notice.box);
   layout->addWidget(notice.button);
   for (const char* text : notes) {

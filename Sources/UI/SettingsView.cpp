@@ -15,7 +15,7 @@
 
 #include "App/AppModel.h"
 #include "UI/Controls/OverlayScrollBar.h"
-#include "UI/Controls/PickerDelegate.h"
+#include "UI/Controls/Picker.h"
 #include "UI/ModelObserver.h"
 #include "UI/SettingsSection.h"
 
@@ -113,7 +113,7 @@ SettingsView::SettingsView(const ViewContext& context, QWidget* parent)
 
 SettingsSection* SettingsView::makeHelperSection() {
   auto* const section = new SettingsSection(SettingsText::helperHeader);
-  owner_ = new QComboBox;
+  owner_ = new Picker;
   owner_->setObjectName("ownerPicker");
   owner_->setAccessibleName(toQString(SettingsText::owner));
   owner_->setFocusPolicy(Qt::StrongFocus);
@@ -122,7 +122,6 @@ SettingsSection* SettingsView::makeHelperSection() {
     owner_->addItem(toQString(title(ownership)));
   }
   owner_->setMinimumWidth(pickerWidth);
-  new PickerDelegate(*owner_);
   section->addRow(SettingsText::owner, owner_);
   ownerDetail_ = section->addCaption("", "ownerDetail");
   section->addLine();
