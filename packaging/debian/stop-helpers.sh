@@ -18,6 +18,8 @@ helpers() {
 # by the same program for the same machine and user.
 stop_helper() {
   kill -TERM "$1" 2>/dev/null || return 0
+  # Or it would not notice while it is stopped.
+  kill -CONT "$1" 2>/dev/null || return 0
   waited=0
   while kill -0 "$1" 2>/dev/null; do
     if [ "$waited" -ge 300 ]; then
