@@ -41,7 +41,7 @@ QString textOf(std::string_view text) {
 }
 
 QString toolTipOf(std::string_view text) {
-  const QString plain = textOf(text);
+  QString plain = textOf(text);
   if (plain.size() <= longestLine && !Qt::mightBeRichText(plain)) return plain;
   // Only markup is wrapped.
   return QStringLiteral("<qt>%1</qt>").arg(plain.toHtmlEscaped());

@@ -320,10 +320,10 @@ QWidget* MenuBarView::makeButtons() {
   auto* rows = new QVBoxLayout;
   rows->setContentsMargins(sideMargin, 10, sideMargin, 14);
   rows->setSpacing(6);
-  const auto addRow = [&](std::vector<std::tuple<const char*, const char*, std::function<void()>>> row) {
+  const auto addRow = [&](const std::vector<std::tuple<const char*, const char*, std::function<void()>>>& row) {
     auto* line = new QHBoxLayout;
     line->setSpacing(6);
-    for (auto& [name, text, action] : row) {
+    for (const auto& [name, text, action] : row) {
       auto* button = makeButton(name, text, box);
       connect(button, &QPushButton::clicked, this, [this, action = action] { leaveFor(action); });
       line->addWidget(button, 1);

@@ -49,7 +49,7 @@ void PresetListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
   painter->save();
   painter->setRenderHint(QPainter::Antialiasing);
   if (row->startsUserPresets) {
-    const double y = option.rect.top() + groupGap / 2 + 0.5;
+    const double y = option.rect.top() + groupGap / 2.0;
     painter->setPen(QPen(theme.hairStrong, 1));
     painter->drawLine(QPointF(place.left() + padding, y), QPointF(place.right() - padding, y));
   }

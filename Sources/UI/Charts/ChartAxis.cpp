@@ -51,10 +51,10 @@ std::vector<Date> timeTicks(Date first, Date last, Seconds utcOffset, int maximu
   if (!(span > 0) || maximumCount < 1) return ticks;
   const double step = timeStep(span, maximumCount);
   const double begin = first.time_since_epoch().count() + utcOffset.count();
-  for (double tick = std::ceil(begin / step) * step; tick <= begin + span; tick += step) {
-    ticks.push_back(Date(Seconds(tick) - utcOffset));
+  const double firstTick = std::ceil(begin / step) * step;
+  for (int index = 0; index < maximumCount && firstTick + index * step <= begin + span; ++index) {
+    ticks.push_back(Date(Seconds(firstTick + index * step) - utcOffset));
   }
-  if (ticks.size() > static_cast<std::size_t>(maximumCount)) ticks.pop_back();
   return ticks;
 }
 
