@@ -1,8 +1,8 @@
 #include "Platform/Qt/DesktopSettings.h"
 
-#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusVariant>
 #include <utility>
 
 namespace halcyra {
@@ -31,8 +31,9 @@ QVariant unwrapped(QVariant value) {
 DesktopSettings::DesktopSettings(const QDBusConnection& bus, Observer observer, QObject* parent)
     : QObject(parent), bus_(bus), observer_(std::move(observer)) {
   if (!bus_.isConnected()) return;
-  bus_.connect(service, path, interface, QStringLiteral("SettingChanged"), this,
-               SLOT(settingChanged(QString, QString, QDBusVariant)));
+  const bool isFollowed = bus_.connect(service, path, interface, QStringLiteral("SettingChanged"), this,
+                                       SLOT(settingChanged(QDBusMessage)));
+  if (!isFollowed) qWarning("changes of the desktop's settings are not followed");
   ask(appearance, colorSchemeKey);
   ask(gnome, animationsKey);
 }
@@ -49,8 +50,9 @@ void DesktopSettings::ask(const QString& group, const QString& key) {
   });
 }
 
-void DesktopSettings::settingChanged(const QString& group, const QString& key, const QDBusVariant& value) {
-  tell(group, key, QVariant::fromValue(value));
+void DesktopSettings::settingChanged(const QDBusMessage& message) {
+  const QList<QVariant> arguments = message.arguments();
+  tell(arguments.value(0).toString(), arguments.value(1).toString(), arguments.value(2));
 }
 
 void DesktopSettings::tell(const QString& group, const QString& key, const QVariant& value) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
-#include <QDBusVariant>
+#include <QDBusMessage>
 #include <QObject>
 #include <QString>
 #include <functional>
@@ -25,7 +25,7 @@ class DesktopSettings : public QObject {
   DesktopSettings(const QDBusConnection& bus, Observer observer, QObject* parent = nullptr);
 
  private slots:
-  void settingChanged(const QString& group, const QString& key, const QDBusVariant& value);
+  void settingChanged(const QDBusMessage& message);
 
  private:
   void ask(const QString& group, const QString& key);
