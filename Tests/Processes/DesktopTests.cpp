@@ -1,0 +1,163 @@
+// The application with its windows, as a process on a display of its own, and what its ends leave in the machine.
+
+#ifdef AEROVANE_UI
+
+#include <filesystem>
+#include <fstream>
+#include <signal.h>
+
+#include "gtest/gtest.h"
+
+#include "Processes/DisplayServer.h"
+#include "Processes/ProcessSupport.h"
+#include "XPC/FanControlXPC.h"
+
+namespace halcyra::test {
+namespace {
+
+const std::vector<int> automatic = {0, 0};
+const std::vector<int> manual = {1, 1};
+constexpr const char* dashboard = "Aerovane";
+/// Of the firmware.
+constexpr long callsPerPoll = 344;
+
+class DesktopTests : public testing::Test {
+ protected:
+  DesktopTests() {
+    std::filesystem::create_directories(machine.configuration() / "aerovane");
+    std::filesystem::permissions(machine.configuration(), std::filesystem::perms(0700));
+    std::ofstream(machine.configuration() / "aerovane/defaults.json") << R"({"supervisedFanTestProtocolVersion": 1})";
+  }
+
+  std::unique_ptr<ChildProcess> start(const std::vector<std::string>& arguments = {}) {
+    std::vector<std::string> all = {"--runtime-dir", machine.folder().string()};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const std::string home = machine.configuration().string();
+    return std::make_unique<ChildProcess>(std::string(AEROVANE_BIN) + "/aerovane", all,
+                                          ChildProcess::Environment{{"DISPLAY", display.name()},
+                                                                    {"QT_QPA_PLATFORM", "xcb"},
+                                                                    {"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere"},
+                                                                    {"XDG_CONFIG_HOME", home},
+                                                                    {"XDG_RUNTIME_DIR", home},
+                                                                    {"HOME", home}});
+  }
+  std::unique_ptr<ChildProcess> startWithPreset() {
+    return start({"--install-helper", "--approve-helper", "--preset", "Full Blast"});
+  }
+  ::testing::AssertionResult drives(ChildProcess& application) {
+    if (waitUntil([&] { return machine.modes() == manual; })) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "the fans are not driven: " << application.errors();
+  }
+  /// Of the dashboard, once it is shown.
+  xcb_window_t shownDashboard() {
+    if (!waitUntil([&] { return display.window(dashboard).has_value(); })) throw std::runtime_error("no dashboard");
+    return *display.window(dashboard);
+  }
+
+  MachineProcess machine{"sustained"};
+  DisplayServer display;
+};
+
+struct QuitCase {
+  const char* name;
+  void (*quit)(DisplayServer& display, xcb_window_t dashboard, const ChildProcess& application);
+};
+
+class QuitTests : public DesktopTests, public testing::WithParamInterface<QuitCase> {};
+
+TEST_P(QuitTests, HandsBothFansBackBeforeTheProcessEnds) {
+  const auto application = startWithPreset();
+  const xcb_window_t window = shownDashboard();
+  ASSERT_TRUE(drives(*application));
+  GetParam().quit(display, window, *application);
+  EXPECT_EQ(application->wait(), 0) << application->errors();
+  EXPECT_EQ(machine.modes(), automatic);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, QuitTests,
+                         testing::Values(QuitCase{"Shortcut",
+                                                  [](DisplayServer& display, xcb_window_t window, const ChildProcess&) {
+                                                    display.pressKey(window, DisplayServer::qKey, XCB_MOD_MASK_CONTROL);
+                                                  }},
+                                         QuitCase{"ShortcutTwice",
+                                                  [](DisplayServer& display, xcb_window_t window, const ChildProcess&) {
+                                                    display.pressKey(window, DisplayServer::qKey, XCB_MOD_MASK_CONTROL);
+                                                    display.pressKey(window, DisplayServer::qKey, XCB_MOD_MASK_CONTROL);
+                                                  }},
+                                         QuitCase{"Terminate",
+                                                  [](DisplayServer&, xcb_window_t, const ChildProcess& application) {
+                                                    application.signal(SIGTERM);
+                                                  }},
+                                         QuitCase{"HangUpThenInterrupt",
+                                                  [](DisplayServer&, xcb_window_t, const ChildProcess& application) {
+                                                    application.signal(SIGHUP);
+                                                    application.signal(SIGINT);
+                                                  }}),
+                         [](const auto& test) { return test.param.name; });
+
+TEST_F(DesktopTests, QuittingWhileThePresetIsStillBeingActivatedHandsBackToo) {
+  const auto application = startWithPreset();
+  ASSERT_TRUE(waitUntil([&] {
+    const std::vector<int> modes = machine.modes();
+    return modes[0] == 1 || modes[1] == 1;
+  }));
+  application->signal(SIGTERM);
+  EXPECT_EQ(application->wait(), 0) << application->errors();
+  EXPECT_EQ(machine.modes(), automatic);
+}
+
+TEST_F(DesktopTests, TheDeathOfTheDisplayServerHandsTheFansBack) {
+  const auto application = startWithPreset();
+  shownDashboard();
+  ASSERT_TRUE(drives(*application));
+  display.kill();
+  const auto handedBack = waitUntil([&] { return machine.modes() == automatic; });
+  ASSERT_TRUE(handedBack) << application->errors();
+  EXPECT_LE(*handedBack, FanControlXPC::watchdogSeconds + RealSeconds(1));
+  EXPECT_NE(application->wait(), 0) << "it has not been asked to quit";
+  EXPECT_EQ(machine.modes(), automatic);
+}
+
+TEST_F(DesktopTests, ClosingEveryWindowLeavesTheTrayIconAndControlRunning) {
+  display.hostTray();
+  const auto application = startWithPreset();
+  ASSERT_TRUE(waitUntil([&] { return display.trayIcon().has_value(); })) << application->errors();
+  ASSERT_TRUE(drives(*application));
+  EXPECT_FALSE(display.window(dashboard)) << "with a tray icon no window opens by itself";
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(start()->wait(), 0) << "a second start wakes the first and ends";
+    const xcb_window_t window = shownDashboard();
+    display.requestClose(window);
+    ASSERT_TRUE(waitUntil([&] { return display.shownWindows().empty(); }));
+    // Three more polls at least: a quit would be over by then.
+    const Json closed = machine.show();
+    const long later = closed.at("calls").get<long>() + 4 * callsPerPoll;
+    EXPECT_TRUE(waitUntil([&] { return machine.show().at("calls").get<long>() > later; })) << application->errors();
+    EXPECT_TRUE(display.trayIcon());
+    EXPECT_EQ(machine.modes(), manual);
+    EXPECT_EQ(machine.show().at("writes"), closed.at("writes")) << "a steady preset has nothing to write";
+    EXPECT_EQ(machine.processesOf("aerovane"), std::vector<pid_t>{application->pid()});
+  }
+  application->signal(SIGTERM);
+  EXPECT_EQ(application->wait(), 0);
+  EXPECT_EQ(machine.modes(), automatic);
+}
+
+TEST_F(DesktopTests, WithoutATrayASecondStartBringsTheClosedDashboardBack) {
+  const auto application = startWithPreset();
+  const xcb_window_t first = shownDashboard();
+  ASSERT_TRUE(drives(*application));
+  display.requestClose(first);
+  ASSERT_TRUE(waitUntil([&] { return !display.window(dashboard); }));
+  EXPECT_EQ(start({"--preset", "Apple Default"})->wait(), 0);
+  shownDashboard();
+  EXPECT_EQ(machine.modes(), manual) << "the second start has changed nothing";
+  display.pressKey(shownDashboard(), DisplayServer::qKey, XCB_MOD_MASK_CONTROL);
+  EXPECT_EQ(application->wait(), 0);
+  EXPECT_EQ(machine.modes(), automatic);
+}
+
+}  // namespace
+}  // namespace halcyra::test
+
+#endif
