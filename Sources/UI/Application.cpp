@@ -96,6 +96,7 @@ void HalcyraApp::start() {
   if (QSystemTrayIcon::isSystemTrayAvailable()) {
     startTray();
   } else {
+    openPanel();
     openDashboard();
   }
 }
@@ -173,6 +174,8 @@ void HalcyraApp::addCommands(QWidget* window) {
   };
   add(QKeySequence::Quit, context_.quit);
   add(QKeySequence(Qt::CTRL | Qt::Key_Comma), context_.openSettings);
+  // The only way back to it where there is no tray.
+  add(QKeySequence(Qt::CTRL | Qt::Key_P), [this] { openPanel(); });
   add(QKeySequence::Close, [window] { window->close(); });
 }
 

@@ -120,7 +120,7 @@ TEST(Windows, aScrollBarStandsOverTheContentAndOnlyWhereThereIsSomethingToScroll
   EXPECT_EQ(detail.viewport()->width(), width);
 }
 
-TEST(Windows, sizesAreRememberedAndWithoutATrayTheDashboardOpens) {
+TEST(Windows, sizesAreRememberedAndWithoutATrayDashboardAndPanelOpen) {
   const QTemporaryDir folder;
   QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, folder.path());
   UIHarness ui;
@@ -137,6 +137,13 @@ TEST(Windows, sizesAreRememberedAndWithoutATrayTheDashboardOpens) {
     ASSERT_NE(dashboard, nullptr);
     EXPECT_EQ(dashboard->size(), QSize(960, 720));
     EXPECT_EQ(dashboard->minimumSize(), QSize(520, 430));
+    ASSERT_NE(shown("menuBarWindow"), nullptr);
+    EXPECT_FALSE(shown("menuBarWindow")->windowFlags().testFlag(Qt::FramelessWindowHint)) << "an ordinary window";
+    shown("menuBarWindow")->close();
+    dashboard->activateWindow();
+    UIHarness::pumpEvents();
+    QTest::keyClick(dashboard, Qt::Key_P, Qt::ControlModifier);
+    EXPECT_NE(shown("menuBarWindow"), nullptr);
     dashboard->resize(701, 602);
     dashboard->close();
     EXPECT_EQ(shown("dashboard"), nullptr);

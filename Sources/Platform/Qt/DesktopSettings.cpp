@@ -31,6 +31,7 @@ QVariant unwrapped(QVariant value) {
 DesktopSettings::DesktopSettings(const QDBusConnection& bus, Observer observer, QObject* parent)
     : QObject(parent), bus_(bus), observer_(std::move(observer)) {
   if (!bus_.isConnected()) return;
+  // The whole message: Qt 6.4 refuses a slot that takes the variant.
   const bool isFollowed = bus_.connect(service, path, interface, QStringLiteral("SettingChanged"), this,
                                        SLOT(settingChanged(QDBusMessage)));
   if (!isFollowed) qWarning("changes of the desktop's settings are not followed");

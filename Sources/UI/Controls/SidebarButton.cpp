@@ -17,6 +17,7 @@ namespace {
 /// Pixels; those of the rows above.
 constexpr int rowHeight = 30;
 constexpr int padding = 9;
+constexpr int textRight = 2;
 constexpr int pictureSize = 16;
 constexpr int textLeft = padding + pictureSize + 10;
 
@@ -37,7 +38,7 @@ SidebarButton::SidebarButton(const QString& text, QString iconName, QWidget* par
 }
 
 QSize SidebarButton::sizeHint() const {
-  return {textLeft + QFontMetrics(buttonFont()).horizontalAdvance(text()) + padding, rowHeight};
+  return {textLeft + QFontMetrics(buttonFont()).horizontalAdvance(text()) + textRight, rowHeight};
 }
 
 bool SidebarButton::event(QEvent* event) {
@@ -71,7 +72,7 @@ void SidebarButton::paintEvent(QPaintEvent*) {
                      iconPixmap(iconName_, theme.accent, pictureSize, devicePixelRatioF()));
   painter.setFont(buttonFont());
   painter.setPen(theme.text);
-  const QRect place = rect().adjusted(textLeft, 0, -padding, 0);
+  const QRect place = rect().adjusted(textLeft, 0, -textRight, 0);
   painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
                    painter.fontMetrics().elidedText(text(), Qt::ElideRight, place.width()));
 }
