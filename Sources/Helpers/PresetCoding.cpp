@@ -9,6 +9,7 @@
 #include "nlohmann/json.hpp"
 
 #include "Helpers/UnicodeText.h"
+#include "Platform/UntrustedText.h"
 
 namespace halcyra {
 
@@ -111,7 +112,7 @@ class Node {
     const auto result = fromRaw(string());
     if (!result) {
       throw PresetCodingError(Case::unknownValue,
-                              fmt::format("{} has the unknown value \"{}\".", quoted(path_), string()));
+                              fmt::format("{} has the unknown value {}.", quoted(path_), quotedText(string())));
     }
     return *result;
   }
@@ -178,16 +179,10 @@ std::vector<FanPreset> readPresets(const Node& node) {
 }
 
 nlohmann::json parse(std::string_view text) {
-  // Far deeper than any document of ours; what somebody else's may hold must not fill the memory.
-  static constexpr int deepest = 64;
-  const auto refuseDepth = [](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
-    if (depth > deepest) {
-      throw PresetCodingError(Case::malformed, fmt::format("The data is nested more than {} levels deep.", deepest));
-    }
-    return true;
-  };
   try {
-    return nlohmann::json::parse(text, refuseDepth);
+    return parseUntrustedJSON(text);
+  } catch (const JSONTooDeep& error) {
+    throw PresetCodingError(Case::malformed, error.what());
   } catch (const nlohmann::json::parse_error& error) {
     throw PresetCodingError(Case::malformed, fmt::format("The data is not valid JSON (at byte {}).", error.byte));
   } catch (const nlohmann::json::exception&) {

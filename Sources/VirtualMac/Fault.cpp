@@ -5,6 +5,7 @@
 
 #include "fmt/format.h"
 
+#include "Platform/UntrustedText.h"
 #include "VirtualMac/FaultCommands.h"
 #include "VirtualMac/KeyTable.h"
 
@@ -52,7 +53,7 @@ void FaultSet::clear(const std::vector<std::string_view>& words) {
   const KeyEntry* const entry = mayBeKey ? KeyTable::shared().find(SMCKey::fromString(words[next])) : nullptr;
   next += entry != nullptr ? 1 : 0;
   if (next < words.size()) {
-    throw FaultError(fmt::format("clear: \"{}\" is {}; usage: clear [FAULT] [KEY]", words[next],
+    throw FaultError(fmt::format("clear: {} is {}; usage: clear [FAULT] [KEY]", quotedText(words[next]),
                                  entry != nullptr ? "too much" : "neither a fault nor a key"));
   }
   if (command != nullptr && command->kind == FaultKind::setMode) {

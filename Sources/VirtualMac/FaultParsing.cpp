@@ -10,6 +10,7 @@
 #include "fmt/format.h"
 #include "fmt/ranges.h"
 
+#include "Platform/UntrustedText.h"
 #include "VirtualMac/Fault.h"
 #include "VirtualMac/FaultCommands.h"
 #include "VirtualMac/KeyTable.h"
@@ -21,6 +22,9 @@ namespace {
 
 using Words = std::vector<std::string_view>;
 
+/// A fault is kept, and told, in the words that made it.
+constexpr std::size_t longestWord = 32;
+
 [[noreturn]] void fail(const FaultCommand& command, const std::string& why) {
   throw FaultError(fmt::format("{}: {}; usage: {}", command.name, why, command.syntax));
 }
@@ -28,7 +32,7 @@ using Words = std::vector<std::string_view>;
 const KeyEntry& knownKey(const FaultCommand& command, std::string_view word) {
   const KeyEntry* const entry = word.size() == 4 ? KeyTable::shared().find(SMCKey::fromString(word)) : nullptr;
   if (entry == nullptr) {
-    fail(command, fmt::format("the machine has no key \"{}\"", word));
+    fail(command, fmt::format("the machine has no key {}", quotedText(word)));
   }
   return *entry;
 }
@@ -38,7 +42,7 @@ double numberBetween(const FaultCommand& command, std::string_view word, double 
   double value = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
   if (error != std::errc() || end != word.data() + word.size() || !std::isfinite(value)) {
-    fail(command, fmt::format("\"{}\" is no number", word));
+    fail(command, fmt::format("{} is no number", quotedText(word)));
   }
   if (value < least || value > most) {
     fail(command, fmt::format("{} {} is outside {}...{}", what, word, least, most));
@@ -53,7 +57,7 @@ std::uint32_t integerBetween(const FaultCommand& command, std::string_view word,
   std::uint32_t value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, hexadecimal ? 16 : 10);
   if (error == std::errc::invalid_argument || end != digits.data() + digits.size()) {
-    fail(command, fmt::format("\"{}\" is no whole number", word));
+    fail(command, fmt::format("{} is no whole number", quotedText(word)));
   }
   if (error != std::errc() || value < least || value > most) {
     fail(command, fmt::format("{} {} is outside {}...{}", what, word, least, most));
@@ -203,11 +207,15 @@ Fault parseFault(std::string_view text) {
   }
   const FaultCommand* const command = findFaultCommand(words[0]);
   if (command == nullptr) {
-    throw FaultError(fmt::format("There is no fault command \"{}\"", words[0]));
+    throw FaultError(fmt::format("There is no fault command {}", quotedText(words[0])));
   }
   const auto arguments = words.size() - 1;
   if (arguments < command->leastArguments || arguments > command->mostArguments) {
     fail(*command, arguments < command->leastArguments ? "something is missing" : "there is too much");
+  }
+  const auto tooLong = std::find_if(words.begin(), words.end(), [](auto word) { return word.size() > longestWord; });
+  if (tooLong != words.end()) {
+    fail(*command, fmt::format("{} is too long", quotedText(*tooLong)));
   }
   Fault fault;
   fault.kind = command->kind;

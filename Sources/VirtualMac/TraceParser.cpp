@@ -8,6 +8,7 @@
 
 #include "fmt/format.h"
 
+#include "Platform/UntrustedText.h"
 #include "VirtualMac/KeyTable.h"
 
 namespace halcyra {
@@ -36,14 +37,10 @@ std::vector<std::string_view> cellsOf(std::string_view line) {
   }
 }
 
-/// A name or cell of a stranger's file, short enough for a message.
-std::string quoted(std::string_view text) {
-  constexpr std::size_t longest = 24;
-  std::string shown;
-  for (const char character : text.substr(0, longest)) {
-    shown += character >= ' ' && character <= '~' ? character : '?';
-  }
-  return text.size() > longest ? "\"" + shown + "...\"" : "\"" + shown + "\"";
+/// A number for a message.
+std::string shown(std::string_view cell) {
+  constexpr std::size_t longestNumber = 24;
+  return cell.size() > longestNumber ? quotedText(cell) : std::string(cell);
 }
 
 bool isDigit(char character) {
@@ -123,10 +120,10 @@ TraceParser::Column TraceParser::columnNamed(std::string_view name) const {
     column.key = SMCKey::fromString(name);
     const KeyEntry* const entry = KeyTable::shared().find(column.key);
     if (entry == nullptr || entry->source != KeySource::temperature) {
-      fail(fmt::format("the machine has no temperature key {}", quoted(name)));
+      fail(fmt::format("the machine has no temperature key {}", quotedText(name)));
     }
   } else if (!isFanColumn(name)) {
-    fail(name.empty() ? "a column has no name" : fmt::format("there is no column {}", quoted(name)));
+    fail(name.empty() ? "a column has no name" : fmt::format("there is no column {}", quotedText(name)));
   }
   return column;
 }
@@ -141,12 +138,12 @@ void TraceParser::checkColumns() const {
     hasContent = hasContent || column.meaning == Meaning::load || column.meaning == Meaning::temperature;
     for (std::size_t other = 0; other < index; ++other) {
       if (columns_[other].name == column.name) {
-        fail(fmt::format("the column {} is there twice", quoted(column.name)));
+        fail(fmt::format("the column {} is there twice", quotedText(column.name)));
       }
     }
     for (const auto level : column.levels) {
       if (std::find(taken.begin(), taken.end(), level) != taken.end()) {
-        fail(fmt::format("the column {} repeats what another column says", quoted(column.name)));
+        fail(fmt::format("the column {} repeats what another column says", quotedText(column.name)));
       }
       taken.push_back(level);
     }
@@ -199,7 +196,7 @@ void TraceParser::storeCell(const Column& column, std::string_view cell, Workloa
     case Meaning::load: {
       const double level = number(column, cell);
       if (level < 0 || level > 1) {
-        fail(fmt::format("the load {} = {} is outside 0...1", column.name, cell));
+        fail(fmt::format("the load {} = {} is outside 0...1", column.name, shown(cell)));
       }
       for (const auto member : column.levels) {
         levels.*member = level;
@@ -212,7 +209,7 @@ void TraceParser::storeCell(const Column& column, std::string_view cell, Workloa
       }
       const double celsius = number(column, cell);
       if (celsius < lowestTemperature || celsius > highestTemperature) {
-        fail(fmt::format("the temperature {} = {} is outside -40...125", column.name, cell));
+        fail(fmt::format("the temperature {} = {} is outside -40...125", column.name, shown(cell)));
       }
       trace_.temperatures_[trace_.temperatures_.size() - trace_.keys_.size() + column.place] = celsius;
       return;
@@ -229,7 +226,9 @@ void TraceParser::storeTime(const Column& column, std::string_view cell) {
   if (trace_.times_.empty()) {
     firstTime_ = time;
   } else if (time - firstTime_ <= trace_.times_.back()) {
-    fail(fmt::format("the time {} does not come after the one before", cell));
+    fail(fmt::format("the time {} does not come after the one before", shown(cell)));
+  } else if (!std::isfinite(time - firstTime_)) {
+    fail(fmt::format("the time {} is too long after the first one", shown(cell)));
   }
   trace_.times_.push_back(time - firstTime_);
 }
@@ -238,7 +237,7 @@ double TraceParser::number(const Column& column, std::string_view cell) const {
   double value = 0;
   const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), value);
   if (error != std::errc() || end != cell.data() + cell.size() || !std::isfinite(value)) {
-    fail(fmt::format("{} = {} is no number", column.name, quoted(cell)));
+    fail(fmt::format("{} = {} is no number", column.name, quotedText(cell)));
   }
   return value;
 }

@@ -9,6 +9,7 @@
 
 #include "Platform/Linux/LinuxFiles.h"
 #include "Platform/Linux/PropertyListCoding.h"
+#include "Platform/UntrustedText.h"
 
 namespace halcyra {
 
@@ -80,13 +81,13 @@ void JSONUserDefaults::load() {
     return;
   }
   try {
-    auto values = nlohmann::json::parse(text);
+    auto values = parseUntrustedJSON(text);
     if (!values.is_object()) {
       setAside("it is no JSON object");
       return;
     }
     values_ = std::move(values);
-  } catch (const nlohmann::json::exception& failure) {
+  } catch (const std::exception& failure) {
     setAside(failure.what());
   }
 }

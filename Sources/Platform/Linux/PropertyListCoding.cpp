@@ -9,6 +9,7 @@
 
 #include "fmt/format.h"
 
+#include "Platform/UntrustedText.h"
 #include "sdbus-c++/Error.h"
 #include "sdbus-c++/Message.h"
 
@@ -264,13 +265,15 @@ bool fitsPlainForm(const MachServiceReply& reply) {
 
 std::optional<MachServiceReply> parseFullForm(const std::string& text) {
   try {
-    const auto record = nlohmann::json::parse(text);
+    const auto record = parseUntrustedJSON(text);
     Error error(record.at("domain").get<std::string>(), record.at("code").get<std::int64_t>());
     for (const auto& [key, value] : record.at("userInfo").items()) {
       error.userInfo.emplace(key, value.get<std::string>());
     }
     return MachServiceReply{record.at("value"), std::move(error)};
   } catch (const nlohmann::json::exception&) {
+    return std::nullopt;
+  } catch (const JSONTooDeep&) {
     return std::nullopt;
   }
 }

@@ -21,14 +21,29 @@ constexpr int timeoutMilliseconds = 15'000;
 /// Bytes; a feed is a few lines.
 constexpr qint64 longestFeed = 65'536;
 
+/// Characters; both are shown.
+constexpr std::size_t longestVersion = 64;
+constexpr std::size_t longestPage = 200;
+
 std::optional<std::vector<int>> numbersOf(const std::string& version) {
+  // Digits alone: a number that Qt reads may have blanks around it and a sign.
+  const bool isPlain = version.find_first_not_of("0123456789.") == std::string::npos;
+  if (!isPlain || version.size() > longestVersion) return std::nullopt;
   std::vector<int> numbers;
   for (const QString& part : QString::fromStdString(version).split('.')) {
     bool isNumber = false;
     numbers.push_back(part.toInt(&isNumber));
-    if (!isNumber || numbers.back() < 0) return std::nullopt;
+    if (!isNumber) return std::nullopt;
   }
   return numbers;
+}
+
+/// The address when it is a web page's and fit to be shown, else nothing: the feed is not ours.
+std::string webPage(const std::string& address) {
+  const bool isWeb = address.starts_with("https://") || address.starts_with("http://");
+  const bool isPlain =
+      std::all_of(address.begin(), address.end(), [](char character) { return character > ' ' && character <= '~'; });
+  return isWeb && isPlain && address.size() <= longestPage ? address : std::string();
 }
 
 }  // namespace
@@ -37,7 +52,7 @@ std::optional<UpdateOffer> parseUpdateFeed(const QByteArray& content) {
   const QJsonObject feed = QJsonDocument::fromJson(content).object();
   const std::string version = feed.value(QStringLiteral("version")).toString().toStdString();
   if (!numbersOf(version)) return std::nullopt;
-  return UpdateOffer{version, feed.value(QStringLiteral("page")).toString().toStdString()};
+  return UpdateOffer{version, webPage(feed.value(QStringLiteral("page")).toString().toStdString())};
 }
 
 bool isNewerVersion(const std::string& offered, const std::string& installed) {

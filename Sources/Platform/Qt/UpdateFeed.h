@@ -13,7 +13,7 @@ namespace halcyra {
 /// What a feed says about the newest version.
 struct UpdateOffer {
   std::string version;
-  /// Where it is described; may be empty.
+  /// The web page where it is described; empty when the feed names none that can be shown.
   std::string page;
 };
 
