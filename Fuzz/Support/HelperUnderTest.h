@@ -1,0 +1,77 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Daemon/HelperDaemon.h"
+#include "Support/CapturingLogSink.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/VirtualMacIOKit.h"
+#include "Support/VirtualScheduler.h"
+#include "VirtualMac/VirtualMac.h"
+
+namespace halcyra::fuzz {
+
+/// The real daemon on a simulated machine in virtual time, started on demand as the bus does it, with its promises
+/// checked all the while: without a session no fan is driven, no target leaves the fan's limits, every message has one
+/// answer, and strangers get nothing.
+class HelperUnderTest {
+ public:
+  HelperUnderTest();
+  ~HelperUnderTest();
+  HelperUnderTest(const HelperUnderTest&) = delete;
+  HelperUnderTest& operator=(const HelperUnderTest&) = delete;
+
+  /// `caller`: '0' the superuser, '2' another connection of the registered user, '3' a stranger, else the user's first.
+  void send(char caller, const std::string& selector, const PropertyList& arguments);
+  void clientGone(char caller);
+  /// A wrong command does nothing. What another party does to the fans is none of the helper's promises and is left
+  /// out, and so is a latch that takes longer than any machine's.
+  void applyFault(const std::string& command);
+  /// The daemon ends as by SIGKILL and is started again.
+  void restart();
+  void wait(double seconds);
+  double now() { return scheduler_.elapsed().count(); }
+
+  /// Every fault is undone and every client leaves: the firmware has its fans back, and the daemon ends.
+  void finish();
+
+ private:
+  struct Message {
+    MachServiceCaller caller;
+    int answers = 0;
+    /// The daemon was killed before it answered.
+    bool isLost = false;
+  };
+  class Listener;
+
+  void startIfNeeded();
+  void end();
+  void noteWrite(const std::string& key, double value);
+  void checkOwnership();
+  void checkAnswer(Message& message, const MachServiceReply& reply);
+  bool isAutomatic();
+
+  TemporaryFolder folder_;
+  test::VirtualScheduler scheduler_;
+  VirtualMac machine_;
+  test::VirtualMacIOKit observer_;
+  test::CapturingLogSink log_;
+  std::vector<std::shared_ptr<Message>> messages_;
+  double lastSession_ = 0;
+  bool hadFaults_ = false;
+  bool callsAreSlow_ = false;
+  bool limitsLie_ = false;
+
+  std::shared_ptr<test::VirtualProcess> process_;
+  std::unique_ptr<test::VirtualMacIOKit> iokit_;
+  std::unique_ptr<Listener> listener_;
+  std::shared_ptr<HelperDaemon> daemon_;
+  std::optional<int> exitStatus_;
+  /// Killed processes' drivers are kept: pieces of their work may still be referred to.
+  std::vector<std::unique_ptr<test::VirtualMacIOKit>> endedDrivers_;
+};
+
+}  // namespace halcyra::fuzz
