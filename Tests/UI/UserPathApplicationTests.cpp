@@ -1,0 +1,205 @@
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "gtest/gtest.h"
+
+#include "App/AppDelegate.h"
+#include "UI/Application.h"
+#include "UI/MenuBarPresetRow.h"
+#include "UI/MenuBarState.h"
+#include "UI/MenuBarView.h"
+#include "UI/UIHarness.h"
+
+namespace halcyra::test {
+
+namespace {
+
+/// What a user does across the windows of the application, from its start to its end, with what the fans then do.
+class ApplicationPath : public testing::Test {
+ protected:
+  ApplicationPath() {
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, folder.path());
+    AppDelegateSurroundings surroundings;
+    surroundings.terminate = [this] { end(); };
+    surroundings.standardOutput = [](const std::string&) {};
+    surroundings.standardError = surroundings.standardOutput;
+    surroundings.startUpdates = [] {};
+    delegate =
+        std::make_shared<AppDelegate>(ui.desktop().platform, ui.sharedModel(), LaunchFlags{}, std::move(surroundings));
+    delegate->applicationDidFinishLaunching();
+    ViewContext context;
+    context.model = ui.sharedModel();
+    context.quit = [this] {
+      if (delegate->applicationShouldTerminate() == TerminateReply::terminateNow) end();
+    };
+    scenes = std::make_unique<HalcyraApp>(context);
+    scenes->start();
+    scenes->openPanel();
+    ui.run(1.0);
+  }
+  ~ApplicationPath() override {
+    scenes.reset();
+    delegate.reset();
+  }
+
+  void end() {
+    ++ends;
+    fansAtEnd = ui.modes();
+  }
+  MenuBarView& panel() { return *scenes->panelView(); }
+  /// Null when it is not shown.
+  static QWidget* window(const char* name) {
+    for (QWidget* const each : QApplication::topLevelWidgets()) {
+      if (each->objectName() == QLatin1String(name) && each->isVisible()) return each;
+    }
+    return nullptr;
+  }
+  /// Shortcuts are the active window's.
+  static void pressShortcut(QWidget& window, QKeySequence::StandardKey key) {
+    window.activateWindow();
+    UIHarness::pumpEvents();
+    QTest::keySequence(&window, QKeySequence(key));
+    UIHarness::pumpEvents();
+  }
+  static QString text(QWidget& root, const char* label) { return child<QLabel>(root, label).text(); }
+  PresetButton& presetButton(const std::string& name) {
+    for (auto* button : panel().findChildren<PresetButton*>()) {
+      if (button->isVisible() && button->name().toStdString() == name) return *button;
+    }
+    throw std::runtime_error("the panel has no preset " + name);
+  }
+  void chooseInPanel(const std::string& name) {
+    QTest::mouseClick(&presetButton(name), Qt::LeftButton, {}, QPoint(40, 14));
+    ASSERT_TRUE(ui.runUntil([&] { return ui.allManual() && !ui.model().isBusy(); }, 30)) << "fans are not driven";
+    ui.run(0.2);
+  }
+
+  const QTemporaryDir folder;
+  UIHarness ui;
+  std::shared_ptr<AppDelegate> delegate;
+  std::unique_ptr<HalcyraApp> scenes;
+  int ends = 0;
+  std::vector<int> fansAtEnd;
+};
+
+}  // namespace
+
+TEST_F(ApplicationPath, aPresetChosenInThePanelShowsInTheDashboardAndAConflictInBoth) {
+  QWidget* const dashboard = window("dashboard");
+  ASSERT_NE(dashboard, nullptr);
+  chooseInPanel("Full Blast");
+  EXPECT_EQ(text(*dashboard, "activePresetName"), "Full Blast");
+  EXPECT_EQ(presetButton("Full Blast").accessibleDescription(), "Active");
+  auto& error = child<QLabel>(*dashboard, "error");
+  const auto dashboardMode = [&] { return text(child<QWidget>(*dashboard, "fanCard1"), "fanMode"); };
+  ui.run(2.5);
+  EXPECT_EQ(dashboardMode(), "Manual");
+
+  ui.setCompetitor(true);
+  ASSERT_TRUE(ui.runUntil([&] { return ui.allAutomatic() && !ui.model().isBusy(); }, 15));
+  ui.run(2.5);
+  auto& conflict = child<QWidget>(panel(), "conflict");
+  EXPECT_TRUE(conflict.isVisible());
+  bool isNamed = false;
+  for (const QLabel* const label : conflict.findChildren<QLabel*>()) {
+    isNamed = isNamed || label->text().endsWith(" helper conflict");
+  }
+  EXPECT_TRUE(isNamed);
+  EXPECT_EQ(dashboardMode(), "Automatic");
+  EXPECT_EQ(text(panel(), "fanMode1"), "Auto");
+  EXPECT_FALSE(error.isVisible()) << "the conflict's own notice says it, not a second error";
+  ui.run(20);
+  EXPECT_TRUE(ui.allAutomatic()) << "nothing is driven beside another fan utility";
+
+  ui.setCompetitor(false);
+  ASSERT_TRUE(ui.runUntil([&] { return ui.allManual() && !ui.model().isBusy(); }, 30)) << "the preset comes back";
+  ui.run(2.5);
+  EXPECT_FALSE(conflict.isVisible());
+  EXPECT_EQ(dashboardMode(), "Manual");
+  EXPECT_EQ(text(*dashboard, "activePresetName"), "Full Blast");
+}
+
+TEST_F(ApplicationPath, fromThePanelToMonitoringOnly) {
+  chooseInPanel("Full Blast");
+  click(panel(), "openSettings");
+  QWidget* const settings = window("settings");
+  ASSERT_NE(settings, nullptr);
+  auto& owner = child<QComboBox>(*settings, "ownerPicker");
+  owner.setFocus();
+  QTest::keyClick(&owner, Qt::Key_Down);
+  ASSERT_TRUE(ui.runUntil([&] { return ui.allAutomatic() && !ui.model().isBusy(); }, 15));
+
+  scenes->openPanel();
+  ui.run(0.2);
+  EXPECT_TRUE(child<QWidget>(panel(), "anotherApp").isVisible());
+  EXPECT_FALSE(presetButton("Full Blast").isEnabled());
+  const std::size_t writes = ui.loop.writes.size();
+  QTest::mouseClick(&presetButton("Full Blast"), Qt::LeftButton, {}, QPoint(40, 14));
+  ui.run(20);
+  EXPECT_TRUE(ui.allAutomatic());
+  EXPECT_EQ(ui.loop.writes.size(), writes) << "a monitor writes nothing";
+  EXPECT_EQ(text(panel(), "fanMode0"), "Auto");
+
+  QTest::keyClick(&owner, Qt::Key_Up);
+  EXPECT_TRUE(ui.runUntil([&] { return ui.allManual(); }, 30));
+  ui.run(0.2);
+  EXPECT_FALSE(child<QWidget>(panel(), "anotherApp").isVisible());
+}
+
+TEST_F(ApplicationPath, quittingFromThePanelEndsOnceAndOnlyAfterTheFansAreHandedBack) {
+  chooseInPanel("Full Blast");
+  click(panel(), "quit");
+  EXPECT_EQ(ends, 0) << "the fans are still driven";
+  scenes->openPanel();
+  click(panel(), "quit");
+  ASSERT_TRUE(ui.runUntil([&] { return ends > 0; }, 30));
+  EXPECT_EQ(fansAtEnd, (std::vector<int>{0, 0}));
+  ui.run(20);
+  EXPECT_EQ(ends, 1) << "quitting twice is quitting once";
+  EXPECT_TRUE(ui.allAutomatic()) << "nothing takes the fans again";
+}
+
+TEST_F(ApplicationPath, quittingWhileAPresetIsBeingActivatedHandsBackToo) {
+  QTest::mouseClick(&presetButton("Full Blast"), Qt::LeftButton, {}, QPoint(40, 14));
+  ASSERT_TRUE(ui.runUntil([&] { return ui.model().isBusy() || !ui.allAutomatic(); }, 5));
+  click(panel(), "quit");
+  ASSERT_TRUE(ui.runUntil([&] { return ends > 0; }, 30));
+  EXPECT_EQ(fansAtEnd, (std::vector<int>{0, 0}));
+  ui.run(20);
+  EXPECT_TRUE(ui.allAutomatic());
+}
+
+TEST_F(ApplicationPath, closingEveryWindowLeavesControlRunning) {
+  chooseInPanel("Smart Auto");
+  scenes->openSettings();
+  scenes->openSensors();
+  ui.run(0.2);
+  for (const char* name : {"dashboard", "settings", "sensors"}) {
+    QWidget* const each = window(name);
+    ASSERT_NE(each, nullptr) << name;
+    pressShortcut(*each, QKeySequence::Close);
+    EXPECT_EQ(window(name), nullptr) << name;
+  }
+  panel().window()->close();
+  const double before = ui.target(0);
+  ui.loop.machine.setWorkload(makeWorkload("sustained"));
+  ui.run(240);
+  EXPECT_EQ(ends, 0);
+  EXPECT_TRUE(ui.allManual());
+  EXPECT_GT(ui.target(0), before + 200) << "the preset still follows the temperature";
+
+  scenes->activate();
+  ui.run(2.5);
+  EXPECT_EQ(text(*window("dashboard"), "activePresetName"), "Smart Auto");
+  scenes->openPanel();
+  click(panel(), "quit");
+  ASSERT_TRUE(ui.runUntil([&] { return ends > 0; }, 30));
+  EXPECT_EQ(fansAtEnd, (std::vector<int>{0, 0}));
+}
+
+}  // namespace halcyra::test
