@@ -1,0 +1,230 @@
+// What the windows cost the main thread: a poll's refresh, and the longest turn of the event loop.
+
+#include <QAbstractEventDispatcher>
+#include <QApplication>
+#include <QEvent>
+#include <QTest>
+#include <QTimer>
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "benchmark/benchmark.h"
+
+#include "MachineUnderTest.h"
+#include "Platform/Linux/LinuxPlatform.h"
+#include "Platform/Linux/LinuxServiceManagement.h"
+#include "Platform/Qt/QtMainQueue.h"
+#include "UI/MainView.h"
+#include "UI/MenuBarPanel.h"
+#include "UI/Style.h"
+#include "UI/UIHarness.h"
+#include "XPC/FanControlXPC.h"
+
+namespace halcyra::benchmarks {
+namespace {
+
+constexpr double pollingInterval = 2.0;
+
+QApplication& application() {
+  static const std::unique_ptr<QApplication> instance = [] {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static int count = 1;
+    static char name[] = "aerovane-benchmarks";
+    static char* arguments[] = {name, nullptr};
+    auto made = std::make_unique<QApplication>(count, arguments);
+    // The programs that other benchmarks start choose for themselves.
+    qunsetenv("QT_QPA_PLATFORM");
+    applyStyle(*made, Appearance::light);
+    return made;
+  }();
+  return *instance;
+}
+
+double threadSeconds() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+/// Counts what is painted: a refresh that paints nothing would be no refresh.
+class PaintCounter : public QObject {
+ public:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::Paint && watched->objectName() == QLatin1String("sessionHistoryChart")) ++charts;
+    if (event->type() == QEvent::Paint) ++all;
+    return false;
+  }
+  int charts = 0;
+  int all = 0;
+};
+
+/// Arguments: hours of history, and whether the chart is expanded. The 126 sensors and 2 fans of the simulated machine
+/// under Smart Auto, panel and dashboard open.
+void pollRefresh(benchmark::State& state) {
+  application();
+  test::UIHarness ui({.workload = "bursts", .seed = 1, .isSetUp = true, .prepare = {}});
+  ui.model().activate(FanPreset::automatic(), false);
+  ui.loop.run(static_cast<double>(state.range(0)) * 3600.0 + 60.0);
+  ViewContext context;
+  context.model = ui.sharedModel();
+  auto panel = std::make_unique<MenuBarPanel>(context, MenuBarPanel::Kind::window);
+  auto dashboard = std::make_unique<MainView>(context);
+  dashboard->resize(960, 720);
+  dashboard->show();
+  panel->openNear({});
+  if (state.range(1) != 0) panel->view().setHistoryExpanded(true);
+  ui.run(10.0);
+  PaintCounter counter;
+  qApp->installEventFilter(&counter);
+  double longest = 0;
+  for (auto _ : state) {
+    ui.loop.run(pollingInterval);
+    const double before = threadSeconds();
+    test::UIHarness::pumpEvents();
+    const double spent = threadSeconds() - before;
+    longest = std::max(longest, spent);
+    state.SetIterationTime(spent);
+  }
+  qApp->removeEventFilter(&counter);
+  const auto polls = static_cast<double>(state.iterations());
+  state.counters["longest_ms"] = longest * 1e3;
+  state.counters["paints"] = counter.all / polls;
+  state.counters["chart_paints"] = counter.charts / polls;
+  state.counters["samples"] = static_cast<double>(ui.model().history().size());
+  state.counters["bar_ms"] = 4;
+  dashboard.reset();
+  panel.reset();
+}
+BENCHMARK(pollRefresh)
+    ->ArgNames({"hours", "expanded"})
+    ->Args({0, 0})
+    ->Args({12, 0})
+    ->Args({0, 1})
+    ->Args({12, 1})
+    ->UseManualTime()
+    ->Iterations(200)
+    ->Unit(benchmark::kMillisecond);
+
+/// The longest the event loop was busy without a pause.
+class TurnMeter : public QObject {
+ public:
+  TurnMeter() {
+    const auto* const dispatcher = QAbstractEventDispatcher::instance();
+    connect(dispatcher, &QAbstractEventDispatcher::awake, this, [this] { begin(); });
+    connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, this, [this] { end(); });
+  }
+  void start() {
+    isMeasuring_ = true;
+    begin();
+  }
+  double longest = 0;
+  double longestProcessorTime = 0;
+  int turns = 0;
+
+ private:
+  void begin() {
+    started_ = std::chrono::steady_clock::now();
+    startedProcessorTime_ = threadSeconds();
+    isInTurn_ = isMeasuring_;
+  }
+  void end() {
+    if (!isInTurn_) return;
+    isInTurn_ = false;
+    ++turns;
+    longest = std::max(longest, std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count());
+    longestProcessorTime = std::max(longestProcessorTime, threadSeconds() - startedProcessorTime_);
+  }
+
+  std::chrono::steady_clock::time_point started_;
+  double startedProcessorTime_ = 0;
+  bool isMeasuring_ = false;
+  bool isInTurn_ = false;
+};
+
+void waitInLoop(double seconds, const std::function<bool()>& done = {}) {
+  QEventLoop loop;
+  QTimer poll;
+  QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+    if (done && done()) loop.quit();
+  });
+  poll.start(20);
+  QTimer::singleShot(static_cast<int>(seconds * 1000), &loop, [&] { loop.quit(); });
+  loop.exec();
+}
+
+bool machineIsSlow(const MachineUnderTest& machine, const std::string& milliseconds) {
+  const pid_t command =
+      startProgram("virtual-mac", {"ctl", "--runtime-dir", machine.folder().string(), "fault", "slow", milliseconds},
+                   machine.folder().parent_path() / "fault");
+  waitForProgram(command);
+  return contents(machine.folder().parent_path() / "fault").find("rror") == std::string::npos;
+}
+
+/// The windows in this process over the real platform, with a helper process, while every call of the machine takes
+/// `state.range(0)` ms: presets chosen, a preset made and edited, the chart opened and closed, the emergency reset.
+void longestTurn(benchmark::State& state) {
+  application();
+  const MachineUnderTest machine;
+  const auto settings = machine.folder().parent_path() / "defaults.json";
+  std::ofstream(settings) << R"({"supervisedFanTestProtocolVersion": 1})";
+  QtMainQueue mainQueue;
+  LinuxPlatformOptions options;
+  options.layout = RuntimeLayout::inFolder(machine.folder());
+  options.defaultsFile = settings;
+  options.minimumLogLevel = LogLevel::error;
+  options.helperProgram = std::string(AEROVANE_BIN) + "/aerovane-helper";
+  options.mainQueue = &mainQueue;
+  LinuxPlatform linux(options);
+  std::shared_ptr<AppModel> model = AppModel::make(linux.platform());
+  model->installHelper();
+  linux.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName));
+  ViewContext context;
+  context.model = model;
+  auto panel = std::make_unique<MenuBarPanel>(context, MenuBarPanel::Kind::window);
+  auto dashboard = std::make_unique<MainView>(context);
+  dashboard->resize(960, 720);
+  dashboard->show();
+  panel->openNear({});
+  waitInLoop(30, [&] { return model->helperState() == HelperInstallState::enabled && !model->fans().empty(); });
+  if (!machineIsSlow(machine, std::to_string(state.range(0)))) state.SkipWithError("the machine cannot be slowed");
+  const auto act = [&](const std::function<void()>& command) {
+    // As an event, like the user's own.
+    QTimer::singleShot(0, panel.get(), command);
+    waitInLoop(8, [&] { return !model->isBusy(); });
+    waitInLoop(3);
+  };
+  bool wasDriven = false;
+  for (auto _ : state) {
+    TurnMeter meter;
+    meter.start();
+    act([&] { model->activate(FanPreset::fullBlast(), false); });
+    act([&] { panel->view().setHistoryExpanded(true); });
+    act([&] { QTest::mouseClick(dashboard->findChild<QWidget*>("newCustomPreset"), Qt::LeftButton); });
+    wasDriven = !model->fans().empty() && model->fans().front().mode == FanMode::manual;
+    act([&] { panel->view().setHistoryExpanded(false); });
+    act([&] { dashboard->resize(520, 430); });
+    act([&] { model->activate(FanPreset::systemDefault(), false); });
+    state.counters["longest_ms"] = meter.longest * 1e3;
+    state.counters["longest_cpu_ms"] = meter.longestProcessorTime * 1e3;
+    state.counters["turns"] = meter.turns;
+  }
+  state.counters["driven"] = wasDriven ? 1 : 0;
+  state.counters["bar_ms"] = 8;
+  bool isOver = false;
+  model->prepareForTermination([&] { isOver = true; });
+  waitInLoop(60, [&] { return isOver; });
+  dashboard.reset();
+  panel.reset();
+  model.reset();
+  mainQueue.close();
+}
+BENCHMARK(longestTurn)->ArgName("slow_ms")->Arg(0)->Arg(5)->Iterations(1)->Unit(benchmark::kSecond);
+
+}  // namespace
+}  // namespace halcyra::benchmarks
