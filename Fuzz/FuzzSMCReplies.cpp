@@ -4,7 +4,9 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include "FuzzTargets.h"
@@ -15,12 +17,14 @@
 #include "Support/CapturingLogSink.h"
 #include "Support/Expect.h"
 #include "Support/ManualClock.h"
+#include "VirtualMac/VirtualMac.h"
 
 namespace halcyra::fuzz {
 namespace {
 
 constexpr std::size_t mostOperations = 8;
-/// Of the input: the bridge's capability, then two bytes for each operation; answers follow.
+/// Of the input: the bridge's capability (its highest bit: with a machine), then two bytes for each operation; answers
+/// follow.
 constexpr std::size_t headerSize = 1 + 2 * mostOperations;
 /// Most keys that the driver claims to have: each one costs two calls.
 constexpr std::uint32_t mostKeys = 300;
@@ -34,10 +38,14 @@ bool isZero(std::span<const std::uint8_t> bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t byte) { return byte == 0; });
 }
 
-/// Answers with the records of the input, in turn and over again.
+/// Answers with the records of the input, in turn and over again; or with a simulated machine's, of which the records
+/// of the input turn bits over.
 class ArbitraryDriver : public IOKit {
  public:
-  ArbitraryDriver(Bytes replies, SMCWriteCapability capability) : replies_(replies), capability_(capability) {}
+  ArbitraryDriver(Bytes replies, SMCWriteCapability capability, bool hasMachine, Clock& clock)
+      : replies_(replies), capability_(capability), clock_(clock) {
+    if (hasMachine) machine_ = std::make_unique<VirtualMac>(VirtualMacConfiguration{}, makeWorkload("bursts"));
+  }
 
   int writesSent() const { return writesSent_; }
   int openConnections() const { return openConnections_; }
@@ -68,9 +76,13 @@ class ArbitraryDriver : public IOKit {
   void checkSent(const SMCParamStruct& record);
   void checkSentWrite(const SMCParamStruct& record);
   SMCParamStruct nextReply();
+  /// The status of the call.
+  kern_return_t addTruth(const SMCParamStruct& sent, SMCParamStruct& reply);
 
   Bytes replies_;
   SMCWriteCapability capability_;
+  Clock& clock_;
+  std::unique_ptr<VirtualMac> machine_;
   std::size_t position_ = 0;
   std::size_t calls_ = 0;
   int writesSent_ = 0;
@@ -89,6 +101,15 @@ SMCParamStruct ArbitraryDriver::nextReply() {
   return reply;
 }
 
+kern_return_t ArbitraryDriver::addTruth(const SMCParamStruct& sent, SMCParamStruct& reply) {
+  machine_->advance(clock_.steadyNow().time_since_epoch());
+  const VirtualSMCReply truth = machine_->call(sent, true);
+  const auto bytes = std::as_writable_bytes(std::span(&reply, 1));
+  const auto trueBytes = std::as_bytes(std::span(&truth.output, 1));
+  std::transform(bytes.begin(), bytes.end(), trueBytes.begin(), bytes.begin(), std::bit_xor<>());
+  return truth.status;
+}
+
 kern_return_t ArbitraryDriver::IOConnectCallStructMethod(io_connect_t connection, std::uint32_t selector,
                                                          const void* input, std::size_t inputSize, void* output,
                                                          std::size_t* outputSize) {
@@ -100,6 +121,9 @@ kern_return_t ArbitraryDriver::IOConnectCallStructMethod(io_connect_t connection
   SMCParamStruct reply = nextReply();
   if (++calls_ > mostCalls) return kIOReturnError;
   if ((reply.versionMajor & 1) != 0) return static_cast<kern_return_t>(reply.data32 | 1);
+  if (machine_ != nullptr) {
+    if (const kern_return_t status = addTruth(sent, reply); status != kIOReturnSuccess) return status;
+  }
   if (sent.key == SMCKey::fromString("#KEY").rawValue && sent.command == SMCParamStruct::readBytes) {
     const auto limited =
         std::min<std::uint32_t>(mostKeys, static_cast<std::uint32_t>(reply.bytes[2] << 8 | reply.bytes[3]));
@@ -160,9 +184,9 @@ void ArbitraryDriver::checkSentWrite(const SMCParamStruct& record) {
 /// The program's reader and writer over such a driver.
 class ProgramUnderTest {
  public:
-  ProgramUnderTest(Bytes replies, SMCWriteCapability capability)
+  ProgramUnderTest(Bytes replies, SMCWriteCapability capability, bool hasMachine)
       : capability_(capability),
-        driver_(replies, capability),
+        driver_(replies, capability, hasMachine, clock_),
         bridge_(driver_, clock_, capability, [this](const SMCWriteAuditEvent& event) { events_.push_back(event); }) {
     bridge_.open();
   }
@@ -309,7 +333,8 @@ void fuzzSMCReplies(Bytes input) {
   const auto size = std::min(input.size(), headerSize);
   std::copy_n(input.begin(), size, header.begin());
   const auto capability = static_cast<SMCWriteCapability>(header[0] % 4);
-  ProgramUnderTest program(input.subspan(size), capability);
+  const bool hasMachine = (header[0] & 0x80) != 0;
+  ProgramUnderTest program(input.subspan(size), capability, hasMachine);
   for (std::size_t i = 0; i < mostOperations; ++i) {
     program.perform(header[1 + 2 * i], header[2 + 2 * i]);
   }

@@ -61,6 +61,7 @@ class HelperUnderTest {
   test::CapturingLogSink log_;
   std::vector<std::shared_ptr<Message>> messages_;
   double lastSession_ = 0;
+  double lastMessage_ = 0;
   bool hadFaults_ = false;
   bool callsAreSlow_ = false;
   bool limitsLie_ = false;
