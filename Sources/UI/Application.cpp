@@ -172,7 +172,7 @@ void HalcyraApp::addCommands(QWidget* window) {
     });
     window->addAction(command);
   };
-  add(QKeySequence::Quit, context_.quit);
+  add(QKeySequence(Qt::CTRL | Qt::Key_Q), context_.quit);
   add(QKeySequence(Qt::CTRL | Qt::Key_Comma), context_.openSettings);
   // The only way back to it where there is no tray.
   add(QKeySequence(Qt::CTRL | Qt::Key_P), [this] { openPanel(); });
