@@ -29,8 +29,14 @@ TEST(UpdateFeed, readsAndComparesVersions) {
   ASSERT_TRUE(offer);
   EXPECT_EQ(offer->version, "1.2.3");
   EXPECT_EQ(offer->page, "https://example.org");
-  for (const char* bad : {"", "[]", "{}", R"({"version": 3})", R"({"version": "new"})", "not json"}) {
+  for (const char* bad : {"", "[]", "{}", R"({"version": 3})", R"({"version": "new"})", R"({"version": " 2"})",
+                          R"({"version": "+2.-0"})", "not json"}) {
     EXPECT_FALSE(parseUpdateFeed(bad)) << bad;
+  }
+  for (const char* page : {"Call this number\\nat once", "file:///etc/passwd", "https://example.org/a b"}) {
+    const auto shown = parseUpdateFeed(QByteArray(R"({"version": "2", "page": ")") + page + R"("})");
+    ASSERT_TRUE(shown) << page;
+    EXPECT_EQ(shown->page, "") << "what is no web page is not shown: " << page;
   }
   EXPECT_FALSE(UpdateFeed("", "1.0").canCheck());
   EXPECT_TRUE(UpdateFeed("/tmp/feed.json", "1.0").canCheck());

@@ -25,6 +25,8 @@ TEST(Faults, WrongCommandsSayWhyAndChangeNothing) {
       {"vanish", "vanish: something is missing; usage: vanish KEY"},
       {"vanish Tf04 Tf09", "vanish: there is too much; usage: vanish KEY"},
       {"vanish XXXX", "vanish: the machine has no key \"XXXX\"; usage: vanish KEY"},
+      {"vanish \x1B[2J", "the machine has no key \"?[2J\""},
+      {"value Tf04 000000000000000000000000000000050", "value: \"000000000000000000000000...\" is too long"},
       {"vanish Tf0", "the machine has no key \"Tf0\""},
       {"value Tf04 hot", "\"hot\" is no number"},
       {"value Tf04 12x", "\"12x\" is no number"},

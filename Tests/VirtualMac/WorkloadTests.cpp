@@ -118,6 +118,8 @@ TEST(Traces, ErrorsNameTheLine) {
       {"time,cpu\n0,1.5\n", "line 2: the load cpu = 1.5 is outside 0...1"},
       {"time,Tf04\n0,126\n", "line 2: the temperature Tf04 = 126 is outside -40...125"},
       {"time,cpu\n1,1\n1,1\n", "line 3: the time 1 does not come after the one before"},
+      {"time,cpu\n-1e308,1\n1e308,1\n", "line 3: the time 1e308 is too long after the first one"},
+      {"time,cpu\n0,000000000000000000000000000002\n", "cpu = \"000000000000000000000000...\" is outside 0...1"},
       {"time,cpu\ninf,1\n", "line 2: time = \"inf\" is no number"},
       {"time,cpu,F0Ac\n0,1,?\n", "line 2: F0Ac = \"?\" is no number"},
       {"time,cpu\n0,\x01\xFFthis goes on and on and on and on\n", "cpu = \"??this goes on and on an...\" is no number"},
