@@ -72,12 +72,13 @@ class MeteredApplication : public QApplication {
 };
 
 MeteredApplication& application() {
-  static const std::unique_ptr<MeteredApplication> instance = [] {
+  // Never destroyed: at the end of the process what Qt itself keeps in statics goes first.
+  static MeteredApplication* const instance = [] {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     static int count = 1;
     static char name[] = "aerovane-benchmarks";
     static char* arguments[] = {name, nullptr};
-    auto made = std::make_unique<MeteredApplication>(count, arguments);
+    auto* const made = new MeteredApplication(count, arguments);
     // The programs that other benchmarks start choose for themselves.
     qunsetenv("QT_QPA_PLATFORM");
     applyStyle(*made, Appearance::light);
