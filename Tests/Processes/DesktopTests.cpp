@@ -143,20 +143,6 @@ TEST_F(DesktopTests, ClosingEveryWindowLeavesTheTrayIconAndControlRunning) {
   EXPECT_EQ(machine.modes(), automatic);
 }
 
-TEST_F(DesktopTests, WithoutATrayASecondStartBringsTheClosedDashboardBack) {
-  const auto application = startWithPreset();
-  const xcb_window_t first = shownDashboard();
-  ASSERT_TRUE(drives(*application));
-  display.requestClose(first);
-  ASSERT_TRUE(waitUntil([&] { return !display.window(dashboard); }));
-  EXPECT_EQ(start({"--preset", "Apple Default"})->wait(), 0);
-  shownDashboard();
-  EXPECT_EQ(machine.modes(), manual) << "the second start has changed nothing";
-  display.pressKey(shownDashboard(), DisplayServer::qKey, XCB_MOD_MASK_CONTROL);
-  EXPECT_EQ(application->wait(), 0);
-  EXPECT_EQ(machine.modes(), automatic);
-}
-
 }  // namespace
 }  // namespace halcyra::test
 
