@@ -2,6 +2,7 @@
 
 #ifdef AEROVANE_UI
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <signal.h>
@@ -139,6 +140,31 @@ TEST_F(DesktopTests, ClosingEveryWindowLeavesTheTrayIconAndControlRunning) {
     EXPECT_EQ(machine.processesOf("aerovane"), std::vector<pid_t>{application->pid()});
   }
   application->signal(SIGTERM);
+  EXPECT_EQ(application->wait(), 0);
+  EXPECT_EQ(machine.modes(), automatic);
+}
+
+TEST_F(DesktopTests, WithoutATrayASecondStartBringsTheClosedDashboardBack) {
+  const auto application = startWithPreset();
+  // The panel is a window here, too, with the same title; it is the narrow one.
+  const auto titled = [&] {
+    auto windows = display.shownWindows();
+    std::erase_if(windows, [&](xcb_window_t window) { return display.title(window) != dashboard; });
+    std::sort(windows.begin(), windows.end(), [&](auto a, auto b) { return display.width(a) > display.width(b); });
+    return windows;
+  };
+  ASSERT_TRUE(waitUntil([&] { return titled().size() == 2; }));
+  ASSERT_TRUE(drives(*application));
+  const auto both = titled();
+  const int dashboardWidth = display.width(both.at(0));
+  ASSERT_GT(dashboardWidth, display.width(both.at(1)));
+  display.requestClose(both.at(0));
+  ASSERT_TRUE(waitUntil([&] { return titled() == std::vector<xcb_window_t>{both.at(1)}; }));
+  EXPECT_EQ(start({"--preset", "Apple Default"})->wait(), 0);
+  ASSERT_TRUE(waitUntil([&] { return titled().size() == 2; }));
+  EXPECT_EQ(display.width(titled().at(0)), dashboardWidth);
+  EXPECT_EQ(machine.modes(), manual) << "the second start has changed nothing";
+  display.pressKey(titled().at(0), DisplayServer::qKey, XCB_MOD_MASK_CONTROL);
   EXPECT_EQ(application->wait(), 0);
   EXPECT_EQ(machine.modes(), automatic);
 }

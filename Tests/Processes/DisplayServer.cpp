@@ -109,6 +109,11 @@ std::optional<xcb_window_t> DisplayServer::window(const std::string& wanted) {
   return std::nullopt;
 }
 
+int DisplayServer::width(xcb_window_t window) {
+  const auto geometry = own(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+  return geometry ? geometry->width : 0;
+}
+
 int DisplayServer::height(xcb_window_t window) {
   const auto geometry = own(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
   return geometry ? geometry->height : 0;

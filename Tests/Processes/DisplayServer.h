@@ -36,8 +36,10 @@ class DisplayServer {
   std::optional<xcb_window_t> window(const std::string& title);
   /// Every top-level window that is shown, whatever its title.
   std::vector<xcb_window_t> shownWindows();
+  std::string title(xcb_window_t window);
   /// Pixels.
   int height(xcb_window_t window);
+  int width(xcb_window_t window);
   /// Whether something has been painted into it: more than one colour.
   bool isPainted(xcb_window_t window);
   /// Asks the application to close it, as the window's own button does.
@@ -47,7 +49,6 @@ class DisplayServer {
 
  private:
   xcb_atom_t atom(const std::string& name);
-  std::string title(xcb_window_t window);
   void send(xcb_window_t window, const char* event, std::uint32_t mask);
 
   ChildProcess process_;

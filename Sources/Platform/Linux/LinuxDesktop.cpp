@@ -13,7 +13,7 @@ namespace halcyra {
 
 namespace {
 
-/// Of the freedesktop sound naming specification.
+/// One of the freedesktop sound names.
 constexpr const char* standardSound = "message-new-instant";
 
 BusCallTarget notificationCall(const char* method) {
