@@ -87,8 +87,8 @@ void fuzzControlSocket(Bytes input) {
     }
   }
   const std::size_t commands = machine.commands().size();
-  checkFaults(machine.settings().faults);
-  expect(machine.commands().size() == commands, "a line that does not end is no command");
+  machine.checkShow();
+  expect(machine.commands().size() == commands + 1, "a line that does not end is no command");
 }
 
 }  // namespace halcyra::fuzz

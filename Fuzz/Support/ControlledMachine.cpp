@@ -51,6 +51,7 @@ ControlledMachine::ControlledMachine()
                [this](const std::vector<std::string>& arguments, const std::function<void(ControlAnswer)>& answer) {
                  perform(arguments, answer);
                }) {
+  noteSettings();
   smc_.start();
   control_.start();
   loop_ = std::thread([this] { reactor_.run(); });
@@ -65,14 +66,27 @@ void ControlledMachine::perform(const std::vector<std::string>& arguments,
                                 const std::function<void(ControlAnswer)>& answer) {
   {
     const std::lock_guard lock(mutex_);
-    if (!isAsking_) commands_.push_back(arguments);
+    commands_.push_back(arguments);
   }
   const bool namesFile = arguments.size() == 2 && arguments[0] == "workload" &&
                          (arguments[1].find('/') != std::string::npos || arguments[1].ends_with(".csv"));
   if (namesFile || arguments == std::vector<std::string>{"competitor", "on"}) {
     throw VirtualMacError("Not here.");
   }
-  commandSet_.perform(arguments, answer);
+  try {
+    commandSet_.perform(arguments, [this, answer](const ControlAnswer& result) {
+      noteSettings();
+      answer(result);
+    });
+  } catch (...) {
+    noteSettings();
+    throw;
+  }
+}
+
+void ControlledMachine::noteSettings() {
+  const std::lock_guard lock(mutex_);
+  settings_ = {machine_.faults().active(), machine_.workload(), sleep_.isAsleep(), competitor_.isRunning()};
 }
 
 int ControlledMachine::connect() const {
@@ -106,19 +120,17 @@ void ControlledMachine::sendAndLeave(const std::string& text) {
 }
 
 ControlledMachine::Settings ControlledMachine::settings() {
-  {
-    const std::lock_guard lock(mutex_);
-    isAsking_ = true;
-  }
+  const std::lock_guard lock(mutex_);
+  return settings_;
+}
+
+void ControlledMachine::checkShow() {
   const ControlAnswer answer = exchange("{\"arguments\": [\"show\"]}\n");
-  {
-    const std::lock_guard lock(mutex_);
-    isAsking_ = false;
-  }
   expect(answer.status == 0, "the machine tells its state at any time");
   const auto state = nlohmann::json::parse(answer.text);
-  return {state.at("faults").get<std::vector<std::string>>(), state.at("workload").get<std::string>(),
-          state.at("asleep").get<bool>(), state.at("competitor").get<bool>()};
+  const Settings told{state.at("faults").get<std::vector<std::string>>(), state.at("workload").get<std::string>(),
+                      state.at("asleep").get<bool>(), state.at("competitor").get<bool>()};
+  expect(told == settings(), "the state that the machine tells is the one that it has");
 }
 
 std::vector<std::vector<std::string>> ControlledMachine::commands() {

@@ -21,7 +21,7 @@ namespace halcyra::fuzz {
 /// that would start a program or open a file of the host are refused.
 class ControlledMachine {
  public:
-  /// What commands change, as the machine tells it.
+  /// What commands change.
   struct Settings {
     std::vector<std::string> faults;
     std::string workload;
@@ -40,13 +40,16 @@ class ControlledMachine {
   ControlAnswer exchange(const std::string& text);
   /// Sends `text` and closes the connection.
   void sendAndLeave(const std::string& text);
-  /// Asks the machine.
+  /// As they were after the last command.
   Settings settings();
-  /// The commands that got through, those of `settings` left out.
+  /// Asks the machine for its state, which is a command, and compares.
+  void checkShow();
+  /// The commands that got through.
   std::vector<std::vector<std::string>> commands();
 
  private:
   void perform(const std::vector<std::string>& arguments, const std::function<void(ControlAnswer)>& answer);
+  void noteSettings();
   int connect() const;
 
   TemporaryFolder folder_;
@@ -60,7 +63,7 @@ class ControlledMachine {
   ControlServer control_;
 
   std::mutex mutex_;
-  bool isAsking_ = false;
+  Settings settings_;
   std::vector<std::vector<std::string>> commands_;
   std::thread loop_;
 };
