@@ -12,7 +12,7 @@
 namespace halcyra::fuzz {
 namespace {
 
-constexpr std::size_t mostLines = 48;
+constexpr std::size_t mostMessages = 48;
 /// Seconds: longer than the watchdog and a latch together.
 constexpr double longestWait = 30;
 constexpr double longestRun = 120;
@@ -48,7 +48,7 @@ void fuzzHelperMessages(Bytes input) {
   HelperUnderTest helper;
   std::size_t count = 0;
   for (const std::string_view line : linesOf(text)) {
-    if (++count > mostLines || helper.now() > longestRun) {
+    if (++count > mostMessages || helper.now() > longestRun) {
       break;
     }
     perform(helper, line);

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t mostRecords = 64;
 /// Seconds that one input may last.
-constexpr double longestRun = 60;
+constexpr double longestRecordRun = 60;
 
 /// What the fields say that the firmware does not look at.
 struct Circumstances {
@@ -156,7 +156,7 @@ void fuzzSMCRecords(Bytes input) {
     std::memcpy(static_cast<void*>(&record), input.data(), size);
     input = input.subspan(size);
     const Circumstances around = circumstancesOf(record);
-    now = std::min(now + around.wait, longestRun);
+    now = std::min(now + around.wait, longestRecordRun);
     for (MachineUnderTest* each : {&machine, &twin}) {
       each->advance(now);
       if (!around.fault.empty()) each->applyFault(around.fault);

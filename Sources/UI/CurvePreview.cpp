@@ -8,6 +8,7 @@
 #include <cmath>
 #include <functional>
 
+#include "UI/Charts/ChartAxis.h"
 #include "UI/CurvePreviewState.h"
 #include "UI/Fonts.h"
 #include "UI/MainWidgets.h"
@@ -18,19 +19,14 @@ namespace halcyra {
 namespace {
 
 constexpr int canvasHeight = 90;
-constexpr int gutter = 58;
-constexpr int gutterGap = 6;
+constexpr int previewGutter = 58;
+constexpr int previewGutterGap = 6;
 constexpr int labelRow = 15;
 constexpr int labelGap = 4;
 constexpr double rampWidth = 3;
 /// °C; nothing on the axis needs a longer text.
 constexpr double widestNumber = 100;
 constexpr float fillOpacity = 0.08F;
-
-/// Sharp at 1x: on half a pixel.
-double sharp(double position) {
-  return std::floor(position) + 0.5;
-}
 
 std::function<double(const std::string&)> measureWith(const QFont& font) {
   return [metrics = QFontMetricsF(font)](const std::string& text) {
@@ -63,8 +59,8 @@ QSize CurvePreview::minimumSizeHint() const {
 
 int CurvePreview::heightFor(int width) const {
   int rows = 1;
-  for (const CurvePreviewLabel& label :
-       layOutCurveLabels(widestNumber, widestNumber, width - gutter, measureWith(textFont(TextStyle::caption2)))) {
+  for (const CurvePreviewLabel& label : layOutCurveLabels(widestNumber, widestNumber, width - previewGutter,
+                                                          measureWith(textFont(TextStyle::caption2)))) {
     rows = std::max(rows, label.row + 1);
   }
   return canvasHeight + labelGap + rows * labelRow;
@@ -78,7 +74,7 @@ void CurvePreview::resizeEvent(QResizeEvent* event) {
 void CurvePreview::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  const QRectF canvas(gutter, 0, width() - gutter, canvasHeight);
+  const QRectF canvas(previewGutter, 0, width() - previewGutter, canvasHeight);
   drawGrid(painter, canvas);
   drawRamp(painter, canvas);
   drawTexts(painter, canvas);
@@ -88,10 +84,10 @@ void CurvePreview::drawGrid(QPainter& painter, const QRectF& canvas) const {
   painter.setPen(QPen(Theme::current().hair, 1));
   painter.drawRect(canvas.adjusted(0.5, 0.5, -0.5, -0.5));
   for (const double temperature : {40.0, 60.0, 80.0}) {
-    const double x = sharp(canvas.left() + curvePreviewX(temperature, canvas.width()));
+    const double x = sharpPosition(canvas.left() + curvePreviewX(temperature, canvas.width()));
     painter.drawLine(QPointF(x, canvas.top()), QPointF(x, canvas.bottom()));
   }
-  const double middle = sharp(canvas.center().y());
+  const double middle = sharpPosition(canvas.center().y());
   painter.drawLine(QPointF(canvas.left(), middle), QPointF(canvas.right(), middle));
 }
 
@@ -103,7 +99,7 @@ void CurvePreview::drawRamp(QPainter& painter, const QRectF& canvas) const {
   marks.setDashPattern({2, 3});
   painter.setPen(marks);
   for (const double x : {low, high})
-    painter.drawLine(QPointF(sharp(x), canvas.top()), QPointF(sharp(x), canvas.bottom()));
+    painter.drawLine(QPointF(sharpPosition(x), canvas.top()), QPointF(sharpPosition(x), canvas.bottom()));
   // The stroke stays within the canvas.
   const double top = canvas.top() + rampWidth / 2;
   const double bottom = canvas.bottom() - rampWidth / 2;
@@ -127,7 +123,7 @@ void CurvePreview::drawRamp(QPainter& painter, const QRectF& canvas) const {
 void CurvePreview::drawTexts(QPainter& painter, const QRectF& canvas) const {
   painter.setFont(textFont(TextStyle::caption2));
   painter.setPen(Theme::current().text2);
-  const QRectF column(0, 0, gutter - gutterGap, labelRow);
+  const QRectF column(0, 0, previewGutter - previewGutterGap, labelRow);
   painter.drawText(column, Qt::AlignRight | Qt::AlignTop, QStringLiteral("max RPM"));
   painter.drawText(column.translated(0, canvas.bottom() - labelRow), Qt::AlignRight | Qt::AlignBottom,
                    QStringLiteral("min RPM"));

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double axisStart = 20;
 constexpr double axisEnd = 100;
-constexpr double labelGap = 8;
+constexpr double leastGap = 8;
 /// Below this width the two moving texts stand in a row of their own.
 constexpr double widthForOneRow = 300;
 
@@ -33,15 +33,15 @@ Placed place(std::string text, double temperature, double width,
 
 /// Parts two neighbours that would touch, within `first` and `last`.
 void pushApart(Placed& left, Placed& right, double first, double last) {
-  const double overlap = left.label.left + left.width + labelGap - right.label.left;
+  const double overlap = left.label.left + left.width + leastGap - right.label.left;
   if (overlap > 0) {
     left.label.left -= overlap / 2;
     right.label.left += overlap / 2;
   }
   left.label.left = std::max(left.label.left, first);
-  right.label.left = std::max(right.label.left, left.label.left + left.width + labelGap);
+  right.label.left = std::max(right.label.left, left.label.left + left.width + leastGap);
   right.label.left = std::min(right.label.left, last - right.width);
-  left.label.left = std::max(std::min(left.label.left, right.label.left - labelGap - left.width), first);
+  left.label.left = std::max(std::min(left.label.left, right.label.left - leastGap - left.width), first);
 }
 
 }  // namespace
@@ -56,10 +56,10 @@ std::vector<CurvePreviewLabel> layOutCurveLabels(double low, double high, double
   const Placed end = place("100 °C", axisEnd, width, measure);
   Placed ramp = place("ramp start " + whole(low) + " °C", low, width, measure);
   Placed full = place("full " + whole(high) + " °C", high, width, measure);
-  const double moving = ramp.width + full.width + labelGap;
-  const bool fitsOneRow = width >= widthForOneRow && start.width + end.width + moving + 2 * labelGap <= width;
-  const double first = fitsOneRow ? start.width + labelGap : 0;
-  const double last = fitsOneRow ? width - end.width - labelGap : width;
+  const double moving = ramp.width + full.width + leastGap;
+  const bool fitsOneRow = width >= widthForOneRow && start.width + end.width + moving + 2 * leastGap <= width;
+  const double first = fitsOneRow ? start.width + leastGap : 0;
+  const double last = fitsOneRow ? width - end.width - leastGap : width;
   if (low <= high) {
     pushApart(ramp, full, first, last);
   } else {

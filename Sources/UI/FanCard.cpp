@@ -17,16 +17,16 @@ namespace {
 
 constexpr int sidePadding = 18;
 constexpr int endPadding = 14;
-constexpr int rowSpacing = 8;
+constexpr int cardSpacing = 8;
 }  // namespace
 
 FanCard::FanCard(QWidget* parent) : QFrame(parent) {
   setProperty("card", true);
   auto* const rows = new QVBoxLayout(this);
   rows->setContentsMargins(sidePadding, endPadding, sidePadding, endPadding);
-  rows->setSpacing(rowSpacing);
+  rows->setSpacing(cardSpacing);
   auto* const heading = new QHBoxLayout;
-  heading->setSpacing(rowSpacing);
+  heading->setSpacing(cardSpacing);
   heading->addWidget(new IconLabel(QStringLiteral("fan-fill"), this));
   label_ = makeLabel(this, "fanLabel", TextRole::headline);
   heading->addWidget(label_, 1);
@@ -53,10 +53,10 @@ QWidget* FanCard::makeInput() {
   auto* const input = new QWidget(this);
   auto* const rows = new QVBoxLayout(input);
   rows->setContentsMargins(0, 0, 0, 0);
-  rows->setSpacing(rowSpacing);
+  rows->setSpacing(cardSpacing);
   rows->addWidget(makeLine(input));
   auto* const grid = new QGridLayout;
-  grid->setHorizontalSpacing(rowSpacing);
+  grid->setHorizontalSpacing(cardSpacing);
   grid->setVerticalSpacing(2);
   dot_ = new ZoneDot(input);
   grid->addWidget(dot_, 0, 0);

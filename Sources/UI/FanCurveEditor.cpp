@@ -21,10 +21,8 @@ namespace halcyra {
 namespace {
 
 constexpr int cardPadding = 18;
-constexpr int rowSpacing = 14;
-constexpr int labelSpacing = 4;
 constexpr int boxPadding = 14;
-constexpr int nameWidth = 240;
+constexpr int nameFieldWidth = 240;
 /// Under the toggle's text, not its box.
 constexpr int captionIndent = 25;
 
@@ -51,14 +49,14 @@ FanCurveEditor::FanCurveEditor(Callback onSave, Callback onDelete, QWidget* pare
   auto* const card = new QFrame(this);
   card->setProperty("card", true);
   auto* const rows = new QVBoxLayout(card);
-  rows->setContentsMargins(cardPadding, rowSpacing, cardPadding, rowSpacing);
-  rows->setSpacing(rowSpacing);
+  rows->setContentsMargins(cardPadding, editorRowSpacing, cardPadding, editorRowSpacing);
+  rows->setSpacing(editorRowSpacing);
   column->addWidget(card);
   rows->addWidget(makeNameAndSource());
   link_ = makeLink();
   rows->addWidget(link_);
   blockRow_ = new QHBoxLayout;
-  blockRow_->setSpacing(rowSpacing);
+  blockRow_->setSpacing(editorRowSpacing);
   rows->addLayout(blockRow_);
   rows->addWidget(makeButtons());
   refresh();
@@ -68,16 +66,16 @@ QWidget* FanCurveEditor::makeNameAndSource() {
   auto* const row = new QWidget(this);
   nameAndSource_ = new QHBoxLayout(row);
   nameAndSource_->setContentsMargins(0, 0, 0, 0);
-  nameAndSource_->setSpacing(rowSpacing);
+  nameAndSource_->setSpacing(editorRowSpacing);
   auto* const cell = new QVBoxLayout;
-  cell->setSpacing(labelSpacing);
+  cell->setSpacing(editorLabelSpacing);
   QLabel* const caption = makeLabel(row, "", TextRole::secondary, EditorText::name);
   cell->addWidget(caption);
   name_ = new QLineEdit(row);
   name_->setObjectName(QStringLiteral("presetName"));
   name_->setPlaceholderText(textOf(EditorText::namePrompt));
   name_->setAccessibleName(textOf(EditorText::name));
-  name_->setMaximumWidth(nameWidth);
+  name_->setMaximumWidth(nameFieldWidth);
   caption->setBuddy(name_);
   connect(name_, &QLineEdit::textEdited, this,
           [this](const QString& text) { change([&](FanPreset& preset) { preset.name = text.toStdString(); }); });
@@ -119,7 +117,7 @@ QWidget* FanCurveEditor::makeLink() {
   auto* const cell = new QWidget(this);
   auto* const rows = new QVBoxLayout(cell);
   rows->setContentsMargins(0, 0, 0, 0);
-  rows->setSpacing(labelSpacing);
+  rows->setSpacing(editorLabelSpacing);
   linkToggle_ = new QCheckBox(cell);
   linkToggle_->setObjectName(QStringLiteral("linkFans"));
   connect(linkToggle_, &QCheckBox::toggled, this,

@@ -19,8 +19,6 @@ namespace halcyra {
 
 namespace {
 
-constexpr int rowSpacing = 14;
-constexpr int labelSpacing = 4;
 constexpr int columnSpacing = 20;
 constexpr int temperatureWidth = 88;
 constexpr int rpmWidth = 84;
@@ -57,11 +55,11 @@ FanCurveEditorBlock::FanCurveEditorBlock(std::optional<int> fan, QWidget* parent
 
 QWidget* FanCurveEditorBlock::makeCurve() {
   auto* const curve = new QWidget(this);
-  QVBoxLayout* const rows = makeColumn(curve, rowSpacing);
+  QVBoxLayout* const rows = makeColumn(curve, editorRowSpacing);
   fieldsAndPreview_ = new QHBoxLayout;
   fieldsAndPreview_->setSpacing(columnSpacing);
   fields_ = new QVBoxLayout;
-  fields_->setSpacing(rowSpacing);
+  fields_->setSpacing(editorRowSpacing);
   fields_->addWidget(makeField(curve, EditorText::rampStart, "rampStart", EditorBound::low, &low_));
   fields_->addWidget(makeField(curve, EditorText::fullSpeed, "fullSpeed", EditorBound::high, &high_));
   fields_->addStretch(1);
@@ -80,7 +78,7 @@ QWidget* FanCurveEditorBlock::makeCurve() {
 QWidget* FanCurveEditorBlock::makeField(QWidget* parent, std::string_view label, const char* name, EditorBound bound,
                                         FanCurveEditorField** field) {
   auto* const cell = new QWidget(parent);
-  QVBoxLayout* const column = makeColumn(cell, labelSpacing);
+  QVBoxLayout* const column = makeColumn(cell, editorLabelSpacing);
   QLabel* const caption = makeLabel(cell, "", TextRole::secondary, label);
   column->addWidget(caption);
   *field = new FanCurveEditorField(EditorLimits::lowestTemperature, EditorLimits::highestTemperature, 1, cell);
@@ -112,9 +110,9 @@ QWidget* FanCurveEditorBlock::makeWarning(QWidget* parent) {
 
 QWidget* FanCurveEditorBlock::makeHysteresis(QWidget* parent) {
   auto* const cell = new QWidget(parent);
-  QVBoxLayout* const rows = makeColumn(cell, labelSpacing);
+  QVBoxLayout* const rows = makeColumn(cell, editorLabelSpacing);
   auto* const row = new QHBoxLayout;
-  row->setSpacing(rowSpacing);
+  row->setSpacing(editorRowSpacing);
   row->addWidget(makeLabel(cell, "", TextRole::body, EditorText::hysteresis));
   slider_ = new QSlider(Qt::Horizontal, cell);
   slider_->setObjectName(QStringLiteral("hysteresis"));
@@ -143,9 +141,9 @@ QWidget* FanCurveEditorBlock::makeHysteresis(QWidget* parent) {
 
 QWidget* FanCurveEditorBlock::makeConstant() {
   auto* const constant = new QWidget(this);
-  QVBoxLayout* const rows = makeColumn(constant, labelSpacing + 4);
+  QVBoxLayout* const rows = makeColumn(constant, editorLabelSpacing + 4);
   auto* const row = new QHBoxLayout;
-  row->setSpacing(rowSpacing);
+  row->setSpacing(editorRowSpacing);
   row->addWidget(makeLabel(constant, "", TextRole::body, EditorText::targetSpeed));
   rpm_ = new FanCurveEditorField(static_cast<double>(EditorLimits::lowestRPM),
                                  static_cast<double>(EditorLimits::highestRPM),

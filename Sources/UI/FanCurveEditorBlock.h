@@ -16,6 +16,10 @@ namespace halcyra {
 class CurvePreview;
 class FanCurveEditorField;
 
+/// Pixels between the rows of the editor, and between a label and its field.
+inline constexpr int editorRowSpacing = 14;
+inline constexpr int editorLabelSpacing = 4;
+
 /// One block of the editor's controls: the shared values or those of one fan.
 class FanCurveEditorBlock : public QWidget {
   Q_OBJECT

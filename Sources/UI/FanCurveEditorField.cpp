@@ -13,18 +13,18 @@ namespace {
 
 /// The spin box counts in thousandths, so that a stored fraction is shown and kept.
 constexpr double unit = 1000;
-constexpr int widest = 2'000'000'000;
+constexpr int largestNumber = 2'000'000'000;
 constexpr int decimals = 3;
 
 int toUnits(double number) {
-  return static_cast<int>(std::lround(std::clamp(number * unit, -double{widest}, double{widest})));
+  return static_cast<int>(std::lround(std::clamp(number * unit, -double{largestNumber}, double{largestNumber})));
 }
 
 }  // namespace
 
 FanCurveEditorField::FanCurveEditorField(double lowest, double highest, double step, QWidget* parent)
     : QSpinBox(parent), lowest_(toUnits(lowest)), highest_(toUnits(highest)), step_(toUnits(step)) {
-  setRange(-widest, widest);
+  setRange(-largestNumber, largestNumber);
   setKeyboardTracking(false);
   setFocusPolicy(Qt::StrongFocus);
   connect(lineEdit(), &QLineEdit::textEdited, this, [this] { isTyped_ = true; });

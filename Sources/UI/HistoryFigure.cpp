@@ -11,9 +11,9 @@ namespace {
 
 /// Pixels.
 constexpr int figureHeight = 37;
-constexpr int leastWidth = 72;
-constexpr int strokeWidth = 2;
-constexpr int textLeft = 14;
+constexpr int leastFigureWidth = 72;
+constexpr int swatchStroke = 2;
+constexpr int figureTextLeft = 14;
 constexpr int titleHeight = 15;
 
 const QString absentText = QStringLiteral("—");
@@ -38,7 +38,7 @@ void HistoryFigure::setValue(const std::optional<std::string>& text) {
 }
 
 QSize HistoryFigure::sizeHint() const {
-  return {leastWidth, figureHeight};
+  return {leastFigureWidth, figureHeight};
 }
 
 void HistoryFigure::paintEvent(QPaintEvent*) {
@@ -47,13 +47,14 @@ void HistoryFigure::paintEvent(QPaintEvent*) {
                               : kind_ == Kind::average ? std::pair(theme.normal, theme.normalT)
                                                        : std::pair(theme.hot, theme.hotT);
   QPainter painter(this);
-  painter.fillRect(0, 0, strokeWidth, height(), stroke);
+  painter.fillRect(0, 0, swatchStroke, height(), stroke);
   painter.setFont(textFont(TextStyle::caption2));
   painter.setPen(theme.text2);
-  painter.drawText(QRect(textLeft, 0, width() - textLeft, titleHeight), Qt::AlignLeft | Qt::AlignVCenter, title_);
+  painter.drawText(QRect(figureTextLeft, 0, width() - figureTextLeft, titleHeight), Qt::AlignLeft | Qt::AlignVCenter,
+                   title_);
   painter.setFont(textFont(TextStyle::figure));
   painter.setPen(value_ == absentText ? theme.text2 : text);
-  drawFigures(painter, QRect(textLeft, titleHeight, width() - textLeft, height() - titleHeight),
+  drawFigures(painter, QRect(figureTextLeft, titleHeight, width() - figureTextLeft, height() - titleHeight),
               Qt::AlignLeft | Qt::AlignVCenter, value_);
 }
 

@@ -14,6 +14,7 @@
 #include "UI/Fonts.h"
 #include "UI/HistoryFigure.h"
 #include "UI/Icons.h"
+#include "UI/MainWidgets.h"
 #include "UI/Theme.h"
 
 namespace halcyra {
@@ -22,10 +23,9 @@ namespace {
 
 /// Pixels.
 constexpr int chartHeight = 150;
-constexpr int noteIconSize = 20;
+constexpr int emptyIconSize = 20;
 constexpr int visibleOptions = 14;
 /// From the edge of a button to its picture.
-constexpr int iconButtonInset = 4;
 
 QLabel* makeLabel(const QString& text, const char* role, QWidget* parent) {
   auto* label = new QLabel(text, parent);
@@ -75,9 +75,7 @@ ExpandedSensorHistoryView::ExpandedSensorHistoryView(QWidget* parent) : QWidget(
   layout->addWidget(emptyState_);
   layout->addWidget(makeFigures());
 
-  auto* line = new QFrame(this);
-  line->setProperty("line", true);
-  layout->addWidget(line);
+  layout->addWidget(makeLine(this));
   fanRows_ = new QWidget(this);
   fanGrid_ = new QGridLayout(fanRows_);
   fanGrid_->setContentsMargins(0, 0, 0, 0);
@@ -119,7 +117,7 @@ QWidget* ExpandedSensorHistoryView::makeEmptyState() {
   auto* layout = new QVBoxLayout(panel);
   layout->setSpacing(4);
   layout->addStretch();
-  layout->addWidget(new IconLabel(QStringLiteral("chart"), panel, noteIconSize), 0, Qt::AlignHCenter);
+  layout->addWidget(new IconLabel(QStringLiteral("chart"), panel, emptyIconSize), 0, Qt::AlignHCenter);
   layout->addWidget(makeLabel(QStringLiteral("Collecting history"), "headline", panel), 0, Qt::AlignHCenter);
   layout->addWidget(makeLabel(QStringLiteral("The chart will appear after another sample."), "secondary", panel), 0,
                     Qt::AlignHCenter);

@@ -23,9 +23,9 @@ namespace {
 constexpr int widthForSidebar = 720;
 /// Below this width of the pane everything in it stands in one column.
 constexpr int widthForColumns = 600;
-constexpr int sideMargin = 28;
+constexpr int pageMargin = 28;
 constexpr int narrowSideMargin = 12;
-constexpr int endMargin = 20;
+constexpr int pageEndMargin = 20;
 
 void setCapsule(QLabel* label, const std::string& text, bool isGood) {
   setLabelText(label, text);
@@ -120,8 +120,8 @@ bool MainView::eventFilter(QObject* watched, QEvent* event) {
 void MainView::setNarrow(bool narrow) {
   if (isNarrow_ == narrow) return;
   isNarrow_ = narrow;
-  const int side = narrow ? narrowSideMargin : sideMargin;
-  column_->setContentsMargins(side, endMargin, side, endMargin);
+  const int side = narrow ? narrowSideMargin : pageMargin;
+  column_->setContentsMargins(side, pageEndMargin, side, pageEndMargin);
   headerRow_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
   const Qt::Alignment alignment = (narrow ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter;
   hottestCaption_->setAlignment(alignment);

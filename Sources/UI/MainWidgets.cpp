@@ -73,6 +73,7 @@ void makeShrinkable(QLabel* label) {
 QWidget* makeLine(QWidget* parent) {
   auto* const line = new QFrame(parent);
   line->setProperty("line", true);
+  line->setFixedHeight(1);
   return line;
 }
 

@@ -16,6 +16,7 @@ QString toolTipOf(std::string_view text);
 
 /// Plain text; names of users are never read as markup.
 QLabel* makeLabel(QWidget* parent, const char* objectName, TextRole role, std::string_view text = {});
+/// Setting a label's text lays out anew even where it is the same text; this does not.
 void setLabelText(QLabel* label, std::string_view text);
 /// Wraps, and never asks for more width than there is.
 void makeShrinkable(QLabel* label);

@@ -1,7 +1,6 @@
 #include "UI/MenuBarPresetRow.h"
 
 #include <QContextMenuEvent>
-#include <QFocusEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QPainter>
@@ -9,7 +8,6 @@
 #include <QVBoxLayout>
 
 #include "UI/Controls/ActionMenu.h"
-#include "UI/Controls/FocusRing.h"
 #include "UI/Controls/Popover.h"
 #include "UI/Fonts.h"
 #include "UI/Icons.h"
@@ -20,7 +18,7 @@ namespace halcyra {
 
 namespace {
 
-constexpr int rowHeight = 28;
+constexpr int presetRowHeight = 28;
 constexpr int popoverWidth = 250;
 constexpr int infoSize = 26;
 
@@ -64,12 +62,6 @@ void PresetInfoButton::togglePopover() {
   popover_->openAt(*this);
 }
 
-PresetButton::PresetButton(QWidget* parent) : QAbstractButton(parent) {
-  setFocusPolicy(Qt::StrongFocus);
-  setAttribute(Qt::WA_Hover);
-  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-}
-
 void PresetButton::setName(const QString& name) {
   name_ = name;
   setAccessibleName(name);
@@ -81,23 +73,6 @@ void PresetButton::setActive(bool active) {
   isActive_ = active;
   setAccessibleDescription(active ? QStringLiteral("Active") : QString());
   update();
-}
-
-bool PresetButton::event(QEvent* event) {
-  // Return does nothing on a plain button; here it activates, as Space does.
-  if (event->type() == QEvent::KeyPress) {
-    const int key = static_cast<QKeyEvent*>(event)->key();
-    if (key == Qt::Key_Return || key == Qt::Key_Enter) {
-      click();
-      return true;
-    }
-  }
-  return QAbstractButton::event(event);
-}
-
-void PresetButton::focusInEvent(QFocusEvent* event) {
-  showsFocus_ = showsFocus(*event, showsFocus_);
-  QAbstractButton::focusInEvent(event);
 }
 
 void PresetButton::paintEvent(QPaintEvent*) {
@@ -112,9 +87,7 @@ void PresetButton::paintEvent(QPaintEvent*) {
     painter.setBrush(theme.accentTintSoft);
     painter.drawRoundedRect(rect(), 6, 6);
   }
-  if (hasFocus() && showsFocus_) {
-    drawFocusRing(painter, rect());
-  }
+  drawFocus(painter);
   const QColor mark = !isEnabled() ? theme.textDis : isActive_ ? theme.accent : theme.control;
   const QString picture = isActive_ ? QStringLiteral("check-circle-fill") : QStringLiteral("circle");
   painter.drawPixmap(8, (height() - 16) / 2, iconPixmap(picture, mark, 16, devicePixelRatioF()));
@@ -127,7 +100,7 @@ void PresetButton::paintEvent(QPaintEvent*) {
 
 MenuBarPresetRow::MenuBarPresetRow(QWidget* parent)
     : QWidget(parent), button_(new PresetButton(this)), info_(new PresetInfoButton(this)) {
-  setFixedHeight(rowHeight);
+  setFixedHeight(presetRowHeight);
   button_->setObjectName(QStringLiteral("presetButton"));
   connect(button_, &QAbstractButton::clicked, this, [this] { emit activated(row_.preset); });
 }

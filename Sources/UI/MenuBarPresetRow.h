@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QAbstractButton>
 #include <QPointer>
 #include <QToolButton>
 #include <QWidget>
 
+#include "UI/Controls/RowButton.h"
 #include "UI/MenuBarState.h"
 
 namespace halcyra {
@@ -27,11 +27,11 @@ class PresetInfoButton : public QToolButton {
 };
 
 /// The button of one preset: a mark, the name, a fill while it is active or under the pointer.
-class PresetButton : public QAbstractButton {
+class PresetButton : public RowButton {
   Q_OBJECT
 
  public:
-  explicit PresetButton(QWidget* parent = nullptr);
+  using RowButton::RowButton;
   /// Not the button's text, in which "&" would make a shortcut.
   void setName(const QString& name);
   const QString& name() const { return name_; }
@@ -40,13 +40,10 @@ class PresetButton : public QAbstractButton {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void focusInEvent(QFocusEvent* event) override;
-  bool event(QEvent* event) override;
 
  private:
   QString name_;
   bool isActive_ = false;
-  bool showsFocus_ = false;
 };
 
 /// One preset of the panel: its button, with the help button on it, and its context menu.

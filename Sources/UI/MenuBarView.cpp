@@ -26,16 +26,6 @@ namespace halcyra {
 
 namespace {
 
-/// Setting a label's text lays the panel out anew even where it is the same text.
-void setText(QLabel* label, const std::string& text) {
-  const QString value = QString::fromStdString(text);
-  if (label->text() != value) label->setText(value);
-}
-
-QString text(const char* utf8) {
-  return QString::fromUtf8(utf8);
-}
-
 QWidget* makeCritical(QWidget* parent) {
   auto* box = new QWidget(parent);
   box->setObjectName(QStringLiteral("criticalOverride"));
@@ -44,7 +34,7 @@ QWidget* makeCritical(QWidget* parent) {
   layout->setSpacing(8);
   auto* picture = new IconLabel(QStringLiteral("warning-fill"), box);
   picture->setColor([] { return Theme::current().err; });
-  auto* label = new QLabel(text(MenuBarText::criticalOverride), box);
+  auto* label = new QLabel(textOf(MenuBarText::criticalOverride), box);
   label->setProperty("role", "critical");
   layout->addWidget(picture);
   layout->addWidget(label, 1);
@@ -65,10 +55,7 @@ MenuBarView::MenuBarView(ViewContext context, QWidget* parent) : QWidget(parent)
   column->addWidget(header_);
   critical_ = makeCritical(content_);
   column->addWidget(critical_);
-  auto* line = new QFrame(content_);
-  line->setProperty("line", true);
-  line->setFixedHeight(1);
-  column->addWidget(line);
+  column->addWidget(makeLine(content_));
   history_ = new ExpandedSensorHistoryView(content_);
   historyBox_ = new QWidget(content_);
   auto* historyLayout = new QVBoxLayout(historyBox_);
@@ -116,7 +103,7 @@ void MenuBarView::connectCommands() {
 void MenuBarView::setHistoryExpanded(bool expanded) {
   isHistoryExpanded_ = expanded;
   setThemedIcon(expand_, expanded ? "collapse" : "expand");
-  const QString help = text(expanded ? MenuBarText::collapseChart : MenuBarText::expandChart);
+  const QString help = textOf(expanded ? MenuBarText::collapseChart : MenuBarText::expandChart);
   expand_->setToolTip(help);
   expand_->setAccessibleName(help);
   FadeTransition::run(*content_, expanded ? normal_->y() : historyBox_->y(), [this] { switchContent(); });
@@ -168,7 +155,7 @@ void MenuBarView::applyZones(const MenuBarState& state) {
     const bool isUsed = index < state.zones.size();
     zones_[index].row->setVisible(isUsed);
     if (!isUsed) continue;
-    setText(zones_[index].name, state.zones[index].name);
+    setLabelText(zones_[index].name, state.zones[index].name);
     zones_[index].rail->setTemperature(state.zones[index].temperature);
     zones_[index].value->setText(QString::fromStdString(state.zones[index].value));
   }
@@ -181,9 +168,9 @@ void MenuBarView::applyFans(const MenuBarState& state) {
     fans_[index].row->setVisible(isUsed);
     if (!isUsed) continue;
     const MenuBarState::FanRow& fan = state.fans[index];
-    setText(fans_[index].name, fan.name);
+    setLabelText(fans_[index].name, fan.name);
     fans_[index].speed->setText(QString::fromStdString(fan.speed));
-    setText(fans_[index].mode, fan.mode);
+    setLabelText(fans_[index].mode, fan.mode);
     fans_[index].curveInput->setText(QString::fromStdString(fan.curveInput));
     fans_[index].curveInput->setVisible(!fan.curveInput.empty());
   }
@@ -218,7 +205,7 @@ void MenuBarView::applyPresets(const MenuBarState& state) {
 
 void MenuBarView::applyNotices(const MenuBarState& state) {
   monitoringNote_->setVisible(state.monitoringNote.has_value());
-  setText(monitoringNote_, state.monitoringNote.value_or(""));
+  setLabelText(monitoringNote_, state.monitoringNote.value_or(""));
   anotherApp_.box->setVisible(state.anotherAppOwnsFans);
   helperSetup_.box->setVisible(state.showsHelperSetup);
   helperSetup_.button->setEnabled(state.canSetUpHelper);
@@ -228,18 +215,18 @@ void MenuBarView::applyNotices(const MenuBarState& state) {
   supervisedTest_.button->setEnabled(state.canRunSupervisedTest);
   conflict_.box->setVisible(state.conflict.has_value());
   if (state.conflict) {
-    setText(conflict_.title, state.conflict->title);
-    setText(conflict_.note, state.conflict->explanation);
+    setLabelText(conflict_.title, state.conflict->title);
+    setLabelText(conflict_.note, state.conflict->explanation);
   }
   error_->setVisible(state.error.has_value());
-  setText(error_, state.error.value_or(""));
+  setLabelText(error_, state.error.value_or(""));
 }
 
 void MenuBarView::askToDelete(const FanPreset& preset) {
   // A popup holds all input to itself, so that nobody could answer.
   emit leaving();
   halcyra::askToDelete(this, QString::fromStdString(MenuBarText::deleteQuestion(preset)), {},
-                       text(MenuBarText::deletePreset), [this, preset] { context_.model->deletePreset(preset); });
+                       textOf(MenuBarText::deletePreset), [this, preset] { context_.model->deletePreset(preset); });
 }
 
 void MenuBarView::leaveFor(const std::function<void()>& action) {

@@ -12,6 +12,7 @@
 #include "UI/Fonts.h"
 #include "UI/HistoryView.h"
 #include "UI/Icons.h"
+#include "UI/MainWidgets.h"
 #include "UI/MenuBarView.h"
 #include "UI/Sparkline.h"
 #include "UI/TemperatureGaugeCompact.h"
@@ -22,11 +23,10 @@ namespace halcyra {
 
 namespace {
 
-constexpr int sideMargin = 16;
+constexpr int panelMargin = 16;
 /// From the edge of a button to its picture.
-constexpr int iconButtonInset = 4;
 /// Of details under their title.
-constexpr int detailIndent = 16;
+constexpr int rawIndent = 16;
 constexpr int metricColumns = 2;
 constexpr const char* sectionLine = "sectionLine";
 
@@ -47,17 +47,9 @@ QPushButton* makeButton(const char* objectName, const char* text, QWidget* paren
   return button;
 }
 
-/// A hairline from edge to edge.
-QFrame* makeLine(QWidget* parent) {
-  auto* line = new QFrame(parent);
-  line->setProperty("line", true);
-  line->setFixedHeight(1);
-  return line;
-}
-
 QVBoxLayout* makeColumn(QWidget* box, int top, int bottom, int spacing) {
   auto* layout = new QVBoxLayout(box);
-  layout->setContentsMargins(sideMargin, top, sideMargin, bottom);
+  layout->setContentsMargins(panelMargin, top, panelMargin, bottom);
   layout->setSpacing(spacing);
   return layout;
 }
@@ -67,11 +59,11 @@ QVBoxLayout* makeSection(QWidget* box) {
   auto* outer = new QVBoxLayout(box);
   outer->setContentsMargins(0, 0, 0, 0);
   outer->setSpacing(0);
-  QFrame* line = makeLine(box);
+  QWidget* line = makeLine(box);
   line->setObjectName(QString::fromLatin1(sectionLine));
   outer->addWidget(line);
   auto* inner = new QVBoxLayout;
-  inner->setContentsMargins(sideMargin, 12, sideMargin, 12);
+  inner->setContentsMargins(panelMargin, 12, panelMargin, 12);
   inner->setSpacing(6);
   outer->addLayout(inner);
   return inner;
@@ -102,7 +94,7 @@ QWidget* MenuBarView::makeHeader() {
   rawDetails_ = new QWidget(header);
   rawDetails_->setObjectName(QStringLiteral("rawDetails"));
   rawGrid_ = new QGridLayout(rawDetails_);
-  rawGrid_->setContentsMargins(detailIndent + DisclosureButton::outset, 0, 0, 4);
+  rawGrid_->setContentsMargins(rawIndent + DisclosureButton::outset, 0, 0, 4);
   rawGrid_->setVerticalSpacing(4);
   auto* disclosure = new Disclosure(QString::fromUtf8(MenuBarText::rawDetails), rawDetails_, header);
   disclosure->setObjectName(QStringLiteral("rawThermals"));
@@ -222,7 +214,7 @@ QWidget* MenuBarView::makeSparklineCard() {
 
 void MenuBarView::makePresets(QVBoxLayout* layout) {
   auto* header = makeLabel(MenuBarText::presets, "secondary", normal_);
-  header->setContentsMargins(sideMargin, 8, sideMargin, 4);
+  header->setContentsMargins(panelMargin, 8, panelMargin, 4);
   layout->addWidget(makeLine(normal_));
   layout->addWidget(header);
   presetRows_ = new QVBoxLayout;
@@ -232,7 +224,7 @@ void MenuBarView::makePresets(QVBoxLayout* layout) {
   presetLine_ = new QWidget(normal_);
   auto* parting = new QVBoxLayout(presetLine_);
   parting->setContentsMargins(8, 5, 8, 5);
-  QFrame* line = makeLine(presetLine_);
+  QWidget* line = makeLine(presetLine_);
   line->setProperty("line", QStringLiteral("strong"));
   parting->addWidget(line);
   presetLine_->hide();
@@ -249,12 +241,12 @@ QWidget* MenuBarView::makeNormalContent() {
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(0);
   fanRows_ = new QVBoxLayout;
-  fanRows_->setContentsMargins(sideMargin, 12, sideMargin, 12);
+  fanRows_->setContentsMargins(panelMargin, 12, panelMargin, 12);
   fanRows_->setSpacing(10);
   layout->addLayout(fanRows_);
   monitoringNote_ = makeLabel("", "secondary", normal_);
   monitoringNote_->setObjectName(QStringLiteral("monitoringNote"));
-  monitoringNote_->setContentsMargins(sideMargin, 0, sideMargin, 12);
+  monitoringNote_->setContentsMargins(panelMargin, 0, panelMargin, 12);
   layout->addWidget(monitoringNote_);
   anotherApp_.box = new QWidget(normal_);
   anotherApp_.box->setObjectName(QStringLiteral("anotherApp"));
@@ -271,7 +263,7 @@ QWidget* MenuBarView::makeNormalContent() {
   error_ = makeLabel("", "error", normal_);
   error_->setObjectName(QStringLiteral("error"));
   error_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  error_->setContentsMargins(sideMargin, 0, sideMargin, 12);
+  error_->setContentsMargins(panelMargin, 0, panelMargin, 12);
   for (QWidget* part : {helperSetup_.box, supervisedTest_.box, conflict_.box, static_cast<QWidget*>(error_)}) {
     layout->addWidget(part);
   }
@@ -318,7 +310,7 @@ QWidget* MenuBarView::makeButtons() {
   outer->setSpacing(0);
   outer->addWidget(makeLine(box));
   auto* rows = new QVBoxLayout;
-  rows->setContentsMargins(sideMargin, 10, sideMargin, 14);
+  rows->setContentsMargins(panelMargin, 10, panelMargin, 14);
   rows->setSpacing(6);
   const auto addRow = [&](const std::vector<std::tuple<const char*, const char*, std::function<void()>>>& row) {
     auto* line = new QHBoxLayout;

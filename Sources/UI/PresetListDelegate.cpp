@@ -13,14 +13,14 @@ namespace halcyra {
 
 namespace {
 
-constexpr int rowHeight = 30;
+constexpr int listRowHeight = 30;
 constexpr int rowGap = 1;
 /// With the line between the built-in presets and the user's own.
 constexpr int groupGap = 13;
-constexpr double radius = 6;
-constexpr int padding = 9;
-constexpr int iconSize = 16;
-constexpr int textLeft = padding + iconSize + 10;
+constexpr double listRadius = 6;
+constexpr int listPadding = 9;
+constexpr int listIconSize = 16;
+constexpr int listTextLeft = listPadding + listIconSize + 10;
 
 const char* const filledProperty = "isFilled";
 
@@ -38,7 +38,7 @@ QRect PresetListDelegate::rowRect(const QRect& item, const QModelIndex& index) c
 QSize PresetListDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const {
   const PresetListRow* const row = model_.row(index);
   const int extra = row != nullptr && row->startsUserPresets ? groupGap : 0;
-  return {100, rowHeight + 2 * rowGap + extra};
+  return {100, listRowHeight + 2 * rowGap + extra};
 }
 
 void PresetListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
@@ -51,7 +51,7 @@ void PresetListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
   if (row->startsUserPresets) {
     const double y = option.rect.top() + groupGap / 2.0;
     painter->setPen(QPen(theme.hairStrong, 1));
-    painter->drawLine(QPointF(place.left() + padding, y), QPointF(place.right() - padding, y));
+    painter->drawLine(QPointF(place.left() + listPadding, y), QPointF(place.right() - listPadding, y));
   }
   const bool isSelected = option.state & QStyle::State_Selected;
   const bool isHovered = option.state & QStyle::State_MouseOver;
@@ -59,20 +59,20 @@ void PresetListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
   painter->setPen(Qt::NoPen);
   if (isSelected || isHovered) {
     painter->setBrush(!isSelected ? theme.rowHover : isWindowActive ? theme.accentTint : theme.hairStrong);
-    painter->drawRoundedRect(place, radius, radius);
+    painter->drawRoundedRect(place, listRadius, listRadius);
   }
   if (showsFocus_ && (option.state & QStyle::State_HasFocus)) {
     painter->setBrush(Qt::NoBrush);
     painter->setPen(QPen(theme.accent, 2));
-    painter->drawRoundedRect(QRectF(place).adjusted(1, 1, -1, -1), radius - 1, radius - 1);
+    painter->drawRoundedRect(QRectF(place).adjusted(1, 1, -1, -1), listRadius - 1, listRadius - 1);
   }
   const double ratio = painter->device()->devicePixelRatioF();
   painter->drawPixmap(
-      place.left() + padding, place.center().y() - iconSize / 2 + 1,
-      iconPixmap(textOf(row->icon), isSelected && isWindowActive ? theme.accent : theme.text2, iconSize, ratio));
+      place.left() + listPadding, place.center().y() - listIconSize / 2 + 1,
+      iconPixmap(textOf(row->icon), isSelected && isWindowActive ? theme.accent : theme.text2, listIconSize, ratio));
   painter->setFont(textFont(isSelected ? TextStyle::headline : TextStyle::body));
   painter->setPen(theme.text);
-  const QRect text = place.adjusted(textLeft, 0, -padding, 0);
+  const QRect text = place.adjusted(listTextLeft, 0, -listPadding, 0);
   const QString name = QFontMetrics(painter->font()).elidedText(textOf(row->name), Qt::ElideRight, text.width());
   painter->drawText(text, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, name);
   painter->restore();
@@ -97,7 +97,7 @@ void PresetListDelegate::setEditorData(QWidget* editor, const QModelIndex& index
 
 void PresetListDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
                                               const QModelIndex& index) const {
-  editor->setGeometry(rowRect(option.rect, index).adjusted(textLeft - padding, 0, 0, 0));
+  editor->setGeometry(rowRect(option.rect, index).adjusted(listTextLeft - listPadding, 0, 0, 0));
 }
 
 }  // namespace halcyra

@@ -9,10 +9,10 @@ namespace halcyra {
 
 namespace {
 
-constexpr int railHeight = 4;
+constexpr int rpmRailHeight = 4;
 constexpr int tickHeight = 10;
 constexpr double tickWidth = 2;
-constexpr double halo = 1.5;
+constexpr double rpmHalo = 1.5;
 constexpr int heightWithHalo = tickHeight + 4;
 constexpr int smallestWidth = 40;
 constexpr int usualWidth = 200;
@@ -53,15 +53,15 @@ void RpmRail::paintEvent(QPaintEvent*) {
   painter.setPen(Qt::NoPen);
   const Theme& theme = Theme::current();
   const double middle = height() / 2.0;
-  const double radius = railHeight / 2.0;
+  const double radius = rpmRailHeight / 2.0;
   painter.setBrush(theme.track);
-  painter.drawRoundedRect(QRectF(0, middle - radius, width(), railHeight), radius, radius);
+  painter.drawRoundedRect(QRectF(0, middle - radius, width(), rpmRailHeight), radius, radius);
   painter.setBrush(theme.accent);
-  painter.drawRoundedRect(QRectF(0, middle - radius, positionOf(actual_), railHeight), radius, radius);
+  painter.drawRoundedRect(QRectF(0, middle - radius, positionOf(actual_), rpmRailHeight), radius, radius);
   if (!target_) return;
   const double center = std::clamp(positionOf(*target_), tickWidth / 2, width() - tickWidth / 2);
   const QRectF tick(center - tickWidth / 2, middle - tickHeight / 2.0, tickWidth, tickHeight);
-  painter.fillRect(tick.adjusted(-halo, -halo, halo, halo), theme.card);
+  painter.fillRect(tick.adjusted(-rpmHalo, -rpmHalo, rpmHalo, rpmHalo), theme.card);
   painter.fillRect(tick, theme.text);
 }
 

@@ -15,9 +15,9 @@ namespace {
 constexpr int readingHeight = 25;
 constexpr int headerHeight = 28;
 constexpr int spaceAboveHeader = 11;
-constexpr int margin = 16;
+constexpr int sensorMargin = 16;
 constexpr int dotDistance = 90;
-constexpr double dotDiameter = 7;
+constexpr double sensorDotDiameter = 7;
 
 }  // namespace
 
@@ -104,7 +104,8 @@ void SensorsListDelegate::paintHeader(QPainter& painter, const QRect& rect, cons
   font.setWeight(QFont::DemiBold);
   painter.setFont(font);
   painter.setPen(theme.text2);
-  const QRect text(rect.left() + margin, rect.bottom() + 1 - headerHeight, rect.width() - 2 * margin, headerHeight);
+  const QRect text(rect.left() + sensorMargin, rect.bottom() + 1 - headerHeight, rect.width() - 2 * sensorMargin,
+                   headerHeight);
   painter.drawText(text, Qt::AlignLeft | Qt::AlignVCenter, index.data().toString());
 }
 
@@ -125,23 +126,23 @@ void SensorsListDelegate::paintReading(QPainter& painter, const QStyleOptionView
 
   painter.setPen(theme.text);
   painter.setFont(textFont(TextStyle::body));
-  const int nameWidth = rect.width() - margin - dotDistance - margin;
+  const int nameWidth = rect.width() - sensorMargin - dotDistance - sensorMargin;
   const QString name = painter.fontMetrics().elidedText(index.data().toString(), Qt::ElideRight, nameWidth);
-  painter.drawText(QRect(rect.left() + margin, rect.top(), nameWidth, rect.height()), Qt::AlignLeft | Qt::AlignVCenter,
-                   name);
+  painter.drawText(QRect(rect.left() + sensorMargin, rect.top(), nameWidth, rect.height()),
+                   Qt::AlignLeft | Qt::AlignVCenter, name);
   const QVariant zone = index.data(SensorsListModel::zoneRole);
   if (zone.isValid()) {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(zoneFill(static_cast<ZoneColor>(zone.toInt())));
-    painter.drawEllipse(QPointF(rect.right() + 1 - dotDistance, rect.top() + rect.height() / 2.0), dotDiameter / 2,
-                        dotDiameter / 2);
+    painter.drawEllipse(QPointF(rect.right() + 1 - dotDistance, rect.top() + rect.height() / 2.0),
+                        sensorDotDiameter / 2, sensorDotDiameter / 2);
   }
   QFont valueFont = textFont(TextStyle::body);
   valueFont.setWeight(QFont::Medium);
   painter.setFont(valueFont);
   painter.setPen(theme.text);
-  drawFigures(painter, rect.adjusted(0, 0, -margin, 0), Qt::AlignRight | Qt::AlignVCenter,
+  drawFigures(painter, rect.adjusted(0, 0, -sensorMargin, 0), Qt::AlignRight | Qt::AlignVCenter,
               index.data(SensorsListModel::valueRole).toString());
 }
 

@@ -16,6 +16,7 @@
 #include "App/AppModel.h"
 #include "UI/Controls/OverlayScrollBar.h"
 #include "UI/Icons.h"
+#include "UI/MainWidgets.h"
 #include "UI/ModelObserver.h"
 #include "UI/SensorsList.h"
 #include "UI/SensorsState.h"
@@ -40,9 +41,7 @@ SensorsView::SensorsView(std::shared_ptr<AppModel> model, QWidget* parent) : QWi
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(0);
   layout->addWidget(makeSearchRow());
-  auto* line = new QFrame(this);
-  line->setProperty("line", true);
-  layout->addWidget(line);
+  layout->addWidget(makeLine(this));
 
   makeList();
   noDataNote_ = makeNote(QStringLiteral("No Sensor Data"), nullptr);

@@ -6,14 +6,15 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "UI/MainWidgets.h"
 #include "UI/SettingsFlowLayout.h"
 
 namespace halcyra {
 
 namespace {
 
-constexpr int rowHeight = 28;
-constexpr int rowSpacing = 8;
+constexpr int sectionRowHeight = 28;
+constexpr int sectionSpacing = 8;
 constexpr int horizontalPadding = 16;
 constexpr int verticalPadding = 14;
 constexpr int buttonGap = 6;
@@ -21,34 +22,30 @@ constexpr int labelToControl = 16;
 
 }  // namespace
 
-QString toQString(std::string_view text) {
-  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
 SettingsSection::SettingsSection(std::string_view heading, QWidget* parent) : QWidget(parent) {
   auto* const layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
-  layout->setSpacing(rowSpacing);
-  auto* const title = new QLabel(toQString(heading), this);
+  layout->setSpacing(sectionSpacing);
+  auto* const title = new QLabel(textOf(heading), this);
   title->setProperty("role", "headline");
   layout->addWidget(title);
   auto* const card = new QFrame(this);
   card->setProperty("card", true);
   card->setProperty("settings", true);
-  card->setAccessibleName(toQString(heading));
+  card->setAccessibleName(textOf(heading));
   layout->addWidget(card);
   rows_ = new QVBoxLayout(card);
   rows_->setContentsMargins(horizontalPadding, verticalPadding, horizontalPadding, verticalPadding);
-  rows_->setSpacing(rowSpacing);
+  rows_->setSpacing(sectionSpacing);
 }
 
 QWidget* SettingsSection::addRow(std::string_view label, QWidget* control) {
   auto* const row = new QWidget;
-  row->setMinimumHeight(rowHeight);
+  row->setMinimumHeight(sectionRowHeight);
   auto* const layout = new QHBoxLayout(row);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(labelToControl);
-  layout->addWidget(new QLabel(toQString(label), row));
+  layout->addWidget(new QLabel(textOf(label), row));
   if (control->sizePolicy().hasHeightForWidth()) {
     layout->addWidget(control, 1);
   } else {
@@ -76,7 +73,7 @@ void SettingsSection::addWidget(QWidget* widget) {
 }
 
 QLabel* SettingsSection::addCaption(std::string_view text, const char* objectName) {
-  auto* const caption = new QLabel(toQString(text));
+  auto* const caption = new QLabel(textOf(text));
   if (objectName != nullptr) {
     caption->setObjectName(objectName);
   }
@@ -104,9 +101,7 @@ void SettingsSection::addButtons(std::initializer_list<QPushButton*> buttons, Qt
 }
 
 QWidget* SettingsSection::addLine() {
-  auto* const line = new QFrame;
-  line->setProperty("line", true);
-  line->setFixedHeight(1);
+  QWidget* const line = makeLine(this);
   rows_->addWidget(line);
   return line;
 }

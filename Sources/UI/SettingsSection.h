@@ -11,8 +11,6 @@ class QVBoxLayout;
 
 namespace halcyra {
 
-QString toQString(std::string_view text);
-
 /// One section of the settings: a heading and a card of rows, divided by hairlines.
 class SettingsSection : public QWidget {
   Q_OBJECT

@@ -16,6 +16,7 @@
 #include "App/AppModel.h"
 #include "UI/Controls/OverlayScrollBar.h"
 #include "UI/Controls/Picker.h"
+#include "UI/MainWidgets.h"
 #include "UI/ModelObserver.h"
 #include "UI/SettingsSection.h"
 
@@ -23,8 +24,8 @@ namespace halcyra {
 
 namespace {
 
-constexpr int sideMargin = 20;
-constexpr int endMargin = 16;
+constexpr int settingsMargin = 20;
+constexpr int settingsEndMargin = 16;
 constexpr int sectionGap = 16;
 constexpr int thresholdTextWidth = 44;
 constexpr int pickerWidth = 208;
@@ -33,7 +34,7 @@ constexpr int intervalPage = 2;
 constexpr int thresholdPage = 10;
 
 QPushButton* makeButton(std::string_view text, const char* objectName) {
-  auto* const button = new QPushButton(toQString(text));
+  auto* const button = new QPushButton(textOf(text));
   button->setObjectName(objectName);
   button->setProperty("compact", true);
   button->setAutoDefault(false);
@@ -41,16 +42,9 @@ QPushButton* makeButton(std::string_view text, const char* objectName) {
 }
 
 QLabel* makeEndLabel(std::string_view text) {
-  auto* const label = new QLabel(toQString(text));
+  auto* const label = new QLabel(textOf(text));
   label->setProperty("role", "secondary");
   return label;
-}
-
-void setText(QLabel* label, const std::string& text) {
-  const QString wanted = toQString(text);
-  if (label->text() != wanted) {
-    label->setText(wanted);
-  }
 }
 
 /// The stylesheet looks at properties only when told to.
@@ -69,7 +63,7 @@ void setSlider(QSlider* slider, int value, const std::string& spoken) {
   if (!slider->isSliderDown()) {
     slider->setValue(value);
   }
-  const QString description = toQString(spoken);
+  const QString description = textOf(spoken);
   if (slider->accessibleDescription() != description) {
     slider->setAccessibleDescription(description);
   }
@@ -97,7 +91,7 @@ SettingsView::SettingsView(const ViewContext& context, QWidget* parent)
   form->setObjectName("page");
   auto* const sections = new QVBoxLayout(form);
   new OverlayScrollBar(*scroll);
-  sections->setContentsMargins(sideMargin, endMargin, sideMargin, endMargin);
+  sections->setContentsMargins(settingsMargin, settingsEndMargin, settingsMargin, settingsEndMargin);
   sections->setSpacing(sectionGap);
   for (SettingsSection* const section : {makeHelperSection(), makeMonitoringSection(), makeAlertSection(),
                                          makePresetsSection(), makeSafetySection(), makeAboutSection()}) {
@@ -115,11 +109,11 @@ SettingsSection* SettingsView::makeHelperSection() {
   auto* const section = new SettingsSection(SettingsText::helperHeader);
   owner_ = new Picker;
   owner_->setObjectName("ownerPicker");
-  owner_->setAccessibleName(toQString(SettingsText::owner));
+  owner_->setAccessibleName(textOf(SettingsText::owner));
   owner_->setFocusPolicy(Qt::StrongFocus);
   owner_->installEventFilter(this);
   for (const FanControlOwnership ownership : allFanControlOwnerships) {
-    owner_->addItem(toQString(title(ownership)));
+    owner_->addItem(textOf(title(ownership)));
   }
   owner_->setMinimumWidth(pickerWidth);
   section->addRow(SettingsText::owner, owner_);
@@ -148,7 +142,7 @@ SettingsSection* SettingsView::makeHelperSection() {
 
 SettingsSection* SettingsView::makeMonitoringSection() {
   auto* const section = new SettingsSection(SettingsText::monitoringHeader);
-  startAtLogin_ = new QCheckBox(toQString(SettingsText::startAtLogin));
+  startAtLogin_ = new QCheckBox(textOf(SettingsText::startAtLogin));
   startAtLogin_->setObjectName("startAtLogin");
   section->addWidget(startAtLogin_);
   section->addLine();
@@ -174,7 +168,7 @@ SettingsSection* SettingsView::makeMonitoringSection() {
 
 SettingsSection* SettingsView::makeAlertSection() {
   auto* const section = new SettingsSection(SettingsText::alertHeader);
-  overheatAlerts_ = new QCheckBox(toQString(SettingsText::notify));
+  overheatAlerts_ = new QCheckBox(textOf(SettingsText::notify));
   overheatAlerts_->setObjectName("overheatAlerts");
   section->addWidget(overheatAlerts_);
   section->addLine();
@@ -246,7 +240,7 @@ QSlider* SettingsView::makeSlider(const char* objectName, std::string_view acces
                                   int page) {
   auto* const slider = new QSlider(Qt::Horizontal);
   slider->setObjectName(objectName);
-  slider->setAccessibleName(toQString(accessibleName));
+  slider->setAccessibleName(textOf(accessibleName));
   slider->setFixedWidth(sliderWidth);
   slider->setRange(first, last);
   slider->setSingleStep(1);
@@ -288,7 +282,7 @@ void SettingsView::apply(const SettingsState& state) {
   applySliders(state);
   startAtLogin_->setChecked(state.startAtLogin);
   overheatAlerts_->setChecked(state.overheatAlerts);
-  setText(version_, state.version);
+  setLabelText(version_, state.version);
 }
 
 void SettingsView::applyHelper(const SettingsState& state) {
@@ -297,25 +291,25 @@ void SettingsView::applyHelper(const SettingsState& state) {
       owner_->setCurrentIndex(static_cast<int>(index));
     }
   }
-  setText(ownerDetail_, state.ownerDetail);
-  setText(writer_, state.detectedWriter.value_or(""));
+  setLabelText(ownerDetail_, state.ownerDetail);
+  setLabelText(writer_, state.detectedWriter.value_or(""));
   writerRow_->setVisible(state.detectedWriter.has_value());
   writerLine_->setVisible(state.detectedWriter.has_value());
-  setText(status_, state.helperStatus);
+  setLabelText(status_, state.helperStatus);
   setCapsule(status_, state.helperApproved);
-  setText(supervisedTest_, state.supervisedTest);
+  setLabelText(supervisedTest_, state.supervisedTest);
   install_->setEnabled(state.canChangeHelper);
   uninstall_->setEnabled(state.canChangeHelper);
 }
 
 void SettingsView::applySliders(const SettingsState& state) {
   setSlider(interval_, state.intervalStep, state.spokenInterval);
-  const QString apply = toQString(state.applyInterval);
+  const QString apply = textOf(state.applyInterval);
   if (applyInterval_->text() != apply) {
     applyInterval_->setText(apply);
   }
   setSlider(threshold_, state.threshold, state.thresholdText);
-  setText(thresholdText_, state.thresholdText);
+  setLabelText(thresholdText_, state.thresholdText);
 }
 
 bool SettingsView::eventFilter(QObject* watched, QEvent* event) {

@@ -8,20 +8,15 @@
 #include "App/AppModel.h"
 #include "UI/Controls/ZoneDot.h"
 #include "UI/Fonts.h"
+#include "UI/MainWidgets.h"
 
 namespace halcyra {
 
 namespace {
 
 /// Pixels.
-constexpr int rowHeight = 44;
+constexpr int summaryHeight = 44;
 constexpr int valueColumnWidth = 84;
-
-QFrame* makeSeparator(QWidget* parent) {
-  auto* line = new QFrame(parent);
-  line->setProperty("line", true);
-  return line;
-}
 
 QLabel* makeLabel(const std::string& text, const char* role, QWidget* parent) {
   auto* label = new QLabel(QString::fromStdString(text), parent);
@@ -42,14 +37,14 @@ ThermalMetricSummary::ThermalMetricSummary(QWidget* parent) : QFrame(parent) {
   title->setContentsMargins(0, 0, 0, 4);
   layout->addWidget(title);
   for (const ThermalMetricRow& row : makeThermalMetricRows({})) {
-    if (!values_.empty()) layout->addWidget(makeSeparator(this));
+    if (!values_.empty()) layout->addWidget(makeLine(this));
     layout->addWidget(makeRow(row));
   }
 }
 
 QWidget* ThermalMetricSummary::makeRow(const ThermalMetricRow& row) {
   auto* widget = new QWidget(this);
-  widget->setMinimumHeight(rowHeight);
+  widget->setMinimumHeight(summaryHeight);
   auto* layout = new QHBoxLayout(widget);
   layout->setContentsMargins(0, 4, 0, 4);
   layout->setSpacing(12);

@@ -9,11 +9,6 @@ namespace halcyra::test {
 
 namespace {
 
-const std::string conflictText =
-    "TG Pro's privileged SMC helper is still running. Open TG Pro and use its uninstall/remove-helper option, or "
-    "unload "
-    "that service with administrator approval. Aerovane is keeping both fans on Apple Default and will automatically "
-    "reapply Full Blast when the helper is gone.";
 constexpr const char* notReady = "Approve the helper and complete the supervised fan test first.";
 constexpr const char* noFans = "No controllable fans are currently available. Aerovane will retry when they return.";
 
@@ -37,7 +32,8 @@ std::vector<Refusal> refusals() {
        "Fan control is hardware-verified only on Mac15,11. This Unknown Mac remains in safe monitoring-only mode until "
        "its sensor and fan topology is validated.",
        false},
-      {"competitor", [](ModelHarness& h) { h.setCompetitor(ModelHarness::competitorPath); }, conflictText, true},
+      {"competitor", [](ModelHarness& h) { h.setCompetitor(ModelHarness::competitorPath); },
+       conflictText("TG Pro", "Full Blast"), true},
       {"no fans",
        [](ModelHarness& h) {
          for (const char* key : {"F0Ac", "F0Md", "F0Tg", "F1Ac", "F1Md", "F1Tg"}) h.smc.remove(key);
@@ -315,7 +311,7 @@ TEST(AppModelActivation, aCompetitorStopsAnActivationThatIsUnderWay) {
     h.run(2.5);
     h.helper.release(operation);
     h.run(10);
-    EXPECT_EQ(h.errorText(), conflictText);
+    EXPECT_EQ(h.errorText(), conflictText("TG Pro", "Full Blast"));
     EXPECT_EQ(h.model().visibleError(), std::nullopt) << "the banner shows it";
     EXPECT_FALSE(h.model().isBusy());
     EXPECT_EQ(h.helper.openSession(), 0);

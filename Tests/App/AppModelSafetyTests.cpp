@@ -4,17 +4,6 @@
 
 namespace halcyra::test {
 
-namespace {
-
-std::string conflictText(const std::string& name, const std::string& preset) {
-  return name + "'s privileged SMC helper is still running. Open " + name +
-         " and use its uninstall/remove-helper option, or unload that service with administrator approval. Aerovane is "
-         "keeping both fans on Apple Default and will automatically reapply " +
-         preset + " when the helper is gone.";
-}
-
-}  // namespace
-
 TEST(AppModelSafety, aCompetitorTakesTheFansAwayUntilItIsGone) {
   ModelHarness h;
   h.startDriving(FanPreset::fullBlast());

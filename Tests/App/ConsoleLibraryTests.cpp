@@ -9,7 +9,7 @@
 namespace halcyra::test {
 namespace {
 
-constexpr const char* path = "/home/user/Presets.json";
+constexpr const char* libraryPath = "/home/user/Presets.json";
 
 class ConsoleLibraryTests : public testing::Test {
  protected:
@@ -37,8 +37,8 @@ class ConsoleLibraryTests : public testing::Test {
 };
 
 TEST_F(ConsoleLibraryTests, ImportsExportsAndListsInThisOrder) {
-  h.doubles.files.contents[path] = PresetExportFile{1, {curvePreset(), constantPreset(2500)}}.encode();
-  EXPECT_EQ(run({path, "/home/user/All.json", true, false}), std::nullopt);
+  h.doubles.files.contents[libraryPath] = PresetExportFile{1, {curvePreset(), constantPreset(2500)}}.encode();
+  EXPECT_EQ(run({libraryPath, "/home/user/All.json", true, false}), std::nullopt);
   EXPECT_EQ(output,
             "Imported 2 presets from /home/user/Presets.json\n"
             "Exported 4 presets to /home/user/All.json\n"
@@ -56,8 +56,8 @@ TEST_F(ConsoleLibraryTests, ImportsExportsAndListsInThisOrder) {
 
 TEST_F(ConsoleLibraryTests, TheFirstFailureEndsIt) {
   const auto stored = h.doubles.userDefaults.data("customFanPresets.v1");
-  h.doubles.files.contents[path] = "{";
-  const auto failure = run({path, "/home/user/All.json", true, false});
+  h.doubles.files.contents[libraryPath] = "{";
+  const auto failure = run({libraryPath, "/home/user/All.json", true, false});
   ASSERT_TRUE(failure.has_value());
   EXPECT_TRUE(failure->starts_with("Import failed: ")) << *failure;
   EXPECT_EQ(output, "");

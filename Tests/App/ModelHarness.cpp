@@ -108,4 +108,11 @@ Error helperError(std::int64_t code, const std::string& description) {
   return Error(HelperXPCError::domain, code, description);
 }
 
+std::string conflictText(const std::string& name, const std::string& preset) {
+  return name + "'s privileged SMC helper is still running. Open " + name +
+         " and use its uninstall/remove-helper option, or unload that service with administrator approval. Aerovane is "
+         "keeping both fans on Apple Default and will automatically reapply " +
+         preset + " when the helper is gone.";
+}
+
 }  // namespace halcyra::test

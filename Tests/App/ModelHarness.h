@@ -26,6 +26,9 @@ struct AppModelAccess {
 
 namespace halcyra::test {
 
+/// What the application says while the competitor `name` is running.
+std::string conflictText(const std::string& name, const std::string& preset);
+
 /// An application in virtual time: the real model, client and poller over a scripted SMC and a scripted helper. From
 /// the start the machine is the verified one with its fans at 1500 of 1200…5000 RPM and every die at 50 °C, the helper
 /// is approved and the supervised test passed.

@@ -8,13 +8,13 @@
 namespace halcyra::test {
 namespace {
 
-constexpr const char* path = "/home/user/Presets.json";
+constexpr const char* importPath = "/home/user/Presets.json";
 
 class PresetImportTests : public testing::Test {
  protected:
   PresetImportTests() {
     h.start();
-    h.doubles.workspace.openAnswer = path;
+    h.doubles.workspace.openAnswer = importPath;
     h.onMain([](AppModel& model) { model.savePreset(constantPreset(2000)); });
     before = h.model().customPresets();
     stored = h.doubles.userDefaults.data("customFanPresets.v1");
@@ -22,7 +22,7 @@ class PresetImportTests : public testing::Test {
 
   /// Imports `content`, which must change nothing: the message.
   std::string refuse(const std::string& content) {
-    h.doubles.files.contents[path] = content;
+    h.doubles.files.contents[importPath] = content;
     h.onMain([](AppModel& model) { model.importCustomPresets(); });
     EXPECT_EQ(h.model().customPresets(), before);
     EXPECT_EQ(h.doubles.userDefaults.data("customFanPresets.v1"), stored);
@@ -43,7 +43,7 @@ TEST_F(PresetImportTests, AFileThatEndsEarlyIsRefusedWhereverItEnds) {
   for (std::size_t length = 0; length < validFile().size(); ++length) {
     ASSERT_TRUE(refuse(validFile().substr(0, length)).starts_with("Import failed: ")) << length;
   }
-  h.doubles.files.contents[path] = validFile();
+  h.doubles.files.contents[importPath] = validFile();
   h.onMain([](AppModel& model) { model.importCustomPresets(); });
   EXPECT_EQ(h.model().customPresets().size(), before.size() + 2) << "the whole file is good";
 }

@@ -3,13 +3,13 @@
 #include "gtest/gtest.h"
 
 #include "Daemon/HelperHarness.h"
+#include "Support/Values.h"
 #include "XPC/HelperReplyKey.h"
 
 namespace halcyra::test {
 namespace {
 
 using HelperXPCError::Code;
-const std::vector<int> automatic = {0, 0};
 
 class HelperHandBackTests : public testing::Test {
  protected:

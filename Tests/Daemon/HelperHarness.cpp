@@ -102,8 +102,8 @@ Pending HelperHarness::heartbeat(const MachServiceCaller& caller, const std::str
   });
 }
 
-Pending HelperHarness::setMode(const MachServiceCaller& caller, int fan, bool manual, const std::string& sessionID) {
-  return call([=](HelperDaemon& helper, auto reply) { helper.setFanMode(caller, fan, manual, sessionID, reply); });
+Pending HelperHarness::setMode(const MachServiceCaller& caller, int fan, bool isManual, const std::string& sessionID) {
+  return call([=](HelperDaemon& helper, auto reply) { helper.setFanMode(caller, fan, isManual, sessionID, reply); });
 }
 
 Pending HelperHarness::setTarget(const MachServiceCaller& caller, int fan, std::int64_t rpm,

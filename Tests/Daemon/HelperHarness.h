@@ -66,7 +66,7 @@ class HelperHarness {
   Pending status(const MachServiceCaller& caller);
   Pending begin(const MachServiceCaller& caller, const std::string& id);
   Pending heartbeat(const MachServiceCaller& caller, const std::string& id);
-  Pending setMode(const MachServiceCaller& caller, int fan, bool manual, const std::string& id);
+  Pending setMode(const MachServiceCaller& caller, int fan, bool isManual, const std::string& id);
   Pending setTarget(const MachServiceCaller& caller, int fan, std::int64_t rpm, const std::string& id);
   Pending resetAll(const MachServiceCaller& caller, const std::string& id);
   Pending end(const MachServiceCaller& caller, const std::string& id);

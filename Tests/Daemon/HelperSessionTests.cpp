@@ -311,10 +311,10 @@ TEST_F(HelperSessionTests, CommandsAnswerWithTheFan) {
   EXPECT_EQ(integerEntry(target->value, HelperReplyKey::fanIndex), 1);
   EXPECT_EQ(integerEntry(target->value, HelperReplyKey::fanTarget), 3210);
   EXPECT_EQ(integerEntry(target->value, HelperReplyKey::fanMode), 1);
-  const auto automatic = helper.setMode(helper.client, 1, false, helper.id);
-  helper.await(automatic);
-  ASSERT_TRUE(automatic->succeeded());
-  EXPECT_EQ(integerEntry(automatic->value, HelperReplyKey::fanMode), 0);
+  const auto released = helper.setMode(helper.client, 1, false, helper.id);
+  helper.await(released);
+  ASSERT_TRUE(released->succeeded());
+  EXPECT_EQ(integerEntry(released->value, HelperReplyKey::fanMode), 0);
   EXPECT_EQ(helper.modes(), (std::vector<int>{1, 0}));
 }
 

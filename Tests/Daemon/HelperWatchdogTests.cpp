@@ -3,13 +3,12 @@
 #include "gtest/gtest.h"
 
 #include "Daemon/HelperHarness.h"
+#include "Support/Values.h"
 
 namespace halcyra::test {
 namespace {
 
 using HelperXPCError::Code;
-const std::vector<int> automatic = {0, 0};
-const std::vector<int> manual = {1, 1};
 
 class HelperWatchdogTests : public testing::Test {
  protected:

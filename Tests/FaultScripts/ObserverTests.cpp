@@ -20,14 +20,6 @@
 namespace halcyra::test {
 namespace {
 
-std::string describe(const std::vector<Violation>& violations) {
-  std::string text;
-  for (const Violation& violation : violations) {
-    text += fmt::format("{:.1f} s, {}: {}\n", violation.time, nameOf(violation.rule), violation.text);
-  }
-  return text;
-}
-
 /// Holds for the sound program under this script, and is broken first with the defect.
 void expectBroken(Rule rule, const std::string& script, const ScriptRunner::Defect& defect) {
   const FaultScript parsed = FaultScript::parse(script);

@@ -25,14 +25,6 @@ std::uint64_t numberFromEnvironment(const char* name, std::uint64_t fallback) {
   return text != nullptr ? std::strtoull(text, nullptr, 10) : fallback;
 }
 
-std::string describe(const std::vector<Violation>& violations) {
-  std::string text;
-  for (const Violation& violation : violations) {
-    text += fmt::format("  {:.1f} s, {}: {}\n", violation.time, nameOf(violation.rule), violation.text);
-  }
-  return text;
-}
-
 bool hasRule(const std::vector<Violation>& violations, Rule rule) {
   for (const Violation& violation : violations) {
     if (violation.rule == rule) return true;

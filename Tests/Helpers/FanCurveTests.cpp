@@ -4,13 +4,14 @@
 #include "gtest/gtest.h"
 
 #include "Helpers/FanCurve.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using test::infinity;
+using test::nan;
 
 }  // namespace
 

@@ -1,11 +1,11 @@
 #include <functional>
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "gtest/gtest.h"
 
 #include "Helpers/FanPreset.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 
@@ -86,7 +86,6 @@ TEST(FanPreset, JudgesCustomConfigurations) {
     std::function<void(FanPreset&)> change;
     bool isValid;
   };
-  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
   const auto curve = [](double low, double high) {
     return [=](FanPreset& p) {
       p.lowTemperature = low;
@@ -117,7 +116,7 @@ TEST(FanPreset, JudgesCustomConfigurations) {
       {"hysteresis 10", [](FanPreset& p) { p.hysteresis = 10.0; }, true},
       {"hysteresis 0.49", [](FanPreset& p) { p.hysteresis = 0.49; }, false},
       {"hysteresis 10.01", [](FanPreset& p) { p.hysteresis = 10.01; }, false},
-      {"hysteresis no number", [](FanPreset& p) { p.hysteresis = nan; }, false},
+      {"hysteresis no number", [](FanPreset& p) { p.hysteresis = test::nan; }, false},
       {"no strategy", [](FanPreset& p) { p.strategy.reset(); }, false},
       {"other kind", [](FanPreset& p) { p.kind = PresetKind::automatic; }, false},
       {"curve 20…100", curve(20, 100), true},
@@ -125,7 +124,7 @@ TEST(FanPreset, JudgesCustomConfigurations) {
       {"curve 19.9…50", curve(19.9, 50), false},
       {"curve 50…100.1", curve(50, 100.1), false},
       {"curve 60…40", curve(60, 40), false},
-      {"curve no number", curve(nan, 50), false},
+      {"curve no number", curve(test::nan, 50), false},
       {"constant 1000", constant(1000), true},
       {"constant 6000", constant(6000), true},
       {"constant 999", constant(999), false},

@@ -1,14 +1,14 @@
-#include <limits>
 
 #include "gtest/gtest.h"
 
 #include "Helpers/HysteresisCurve.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+using test::nan;
 
 /// Anchored at 60 °C, where it gives 3000 of 1000…5000.
 HysteresisCurve anchored(double hysteresis) {

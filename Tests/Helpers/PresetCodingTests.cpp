@@ -6,6 +6,7 @@
 #include "gtest/gtest.h"
 
 #include "Helpers/PresetCoding.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 
@@ -201,9 +202,8 @@ TEST(PresetCoding, RefusesOtherDocuments) {
 }
 
 TEST(PresetCoding, WritesNothingThatCouldNotBeReadBack) {
-  constexpr double nan = std::numeric_limits<double>::quiet_NaN();
   FanPreset preset = fullPreset();
-  preset.fan1Settings->lowTemperature = nan;
+  preset.fan1Settings->lowTemperature = test::nan;
   EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{preset}); }, Case::notEncodable),
             "\"lowTemperature\" is not a finite number.");
   description([&] { PresetCoding::encode(PresetExportFile{.presets = {preset}}); }, Case::notEncodable);

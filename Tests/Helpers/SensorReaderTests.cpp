@@ -5,22 +5,15 @@
 #include "Helpers/SensorReader.h"
 #include "Support/ManualClock.h"
 #include "Support/ScriptedSMC.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 namespace {
 
+using test::errorOf;
 using test::ManualClock;
 using test::ScriptedSMC;
 using Names = std::vector<std::string>;
-
-std::string errorOf(const std::function<void()>& work) {
-  try {
-    work();
-  } catch (const SMCError& error) {
-    return error.errorDescription();
-  }
-  return "no error";
-}
 
 class SensorReaderTest : public testing::Test {
  protected:

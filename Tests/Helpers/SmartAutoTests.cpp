@@ -1,4 +1,3 @@
-#include <limits>
 #include <optional>
 #include <vector>
 
@@ -6,12 +5,13 @@
 
 #include "Helpers/SmartAutoCurve.h"
 #include "Helpers/SmartAutoDecision.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+using test::nan;
 constexpr std::int64_t minimum = 1200;
 constexpr std::int64_t maximum = 5000;
 

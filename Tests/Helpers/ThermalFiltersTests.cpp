@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <limits>
 
 #include "Helpers/CriticalThermalOverride.h"
 #include "Helpers/FanZoneThermalFilter.h"
@@ -8,12 +7,13 @@
 #include "Helpers/TemperatureGaugeScale.h"
 #include "Helpers/ThermalControlCompatibility.h"
 #include "Helpers/ThermalDisplaySmoother.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using test::infinity;
+using test::nan;
 
 Date at(double seconds) {
   return Date{Seconds{1.7e9 + seconds}};

@@ -16,7 +16,7 @@ namespace halcyra::test {
 namespace {
 
 constexpr std::size_t recordSize = 80;
-constexpr std::uint32_t selector = 2;
+constexpr std::uint32_t smcSelector = 2;
 
 /// Listens at a path; the test takes its clients and packets one by one.
 class Driver {
@@ -64,7 +64,7 @@ class IOKitTests : public testing::Test {
   kern_return_t call(LinuxIOKit& iokit, io_connect_t connection) {
     outputSize_ = recordSize;
     output_.fill('\0');
-    return iokit.IOConnectCallStructMethod(connection, selector, input_.data(), recordSize, output_.data(),
+    return iokit.IOConnectCallStructMethod(connection, smcSelector, input_.data(), recordSize, output_.data(),
                                            &outputSize_);
   }
 
@@ -176,12 +176,12 @@ TEST_F(IOKitTests, BadArgumentsReachNoDriver) {
                           void* output) {
     return iokit.IOConnectCallStructMethod(handle, which, input, inputSize, output, &size);
   };
-  EXPECT_EQ(method(connection + 1, selector, input_.data(), recordSize, output_.data()), kIOReturnNotOpen);
+  EXPECT_EQ(method(connection + 1, smcSelector, input_.data(), recordSize, output_.data()), kIOReturnNotOpen);
   EXPECT_EQ(method(connection, 3, input_.data(), recordSize, output_.data()), kIOReturnBadArgument);
-  EXPECT_EQ(method(connection, selector, nullptr, recordSize, output_.data()), kIOReturnBadArgument);
-  EXPECT_EQ(method(connection, selector, input_.data(), 0, output_.data()), kIOReturnBadArgument);
-  EXPECT_EQ(method(connection, selector, large.data(), large.size(), output_.data()), kIOReturnBadArgument);
-  EXPECT_EQ(method(connection, selector, input_.data(), recordSize, nullptr), kIOReturnBadArgument);
+  EXPECT_EQ(method(connection, smcSelector, nullptr, recordSize, output_.data()), kIOReturnBadArgument);
+  EXPECT_EQ(method(connection, smcSelector, input_.data(), 0, output_.data()), kIOReturnBadArgument);
+  EXPECT_EQ(method(connection, smcSelector, large.data(), large.size(), output_.data()), kIOReturnBadArgument);
+  EXPECT_EQ(method(connection, smcSelector, input_.data(), recordSize, nullptr), kIOReturnBadArgument);
   char byte = 0;
   EXPECT_EQ(recv(client, &byte, 1, MSG_DONTWAIT), -1);
   EXPECT_EQ(iokit.IOServiceClose(connection), kIOReturnSuccess);

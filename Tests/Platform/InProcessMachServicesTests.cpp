@@ -13,7 +13,7 @@ namespace halcyra::test {
 
 namespace {
 
-constexpr const char* service = "test.service";
+constexpr const char* testService = "test.service";
 using Notes = std::vector<std::string>;
 using Fault = MessageFault::Kind;
 
@@ -22,19 +22,19 @@ class InProcessMachServicesTest : public ::testing::Test {
  protected:
   InProcessMachServicesTest()
       : bus_(scheduler_), clientProcess_(scheduler_.makeProcess("client")), connection_(connect()) {
-    bus_.setActivation(service, [this] { startService(); });
+    bus_.setActivation(testService, [this] { startService(); });
     bus_.setCallTimeout(Seconds{60});
   }
 
   std::shared_ptr<MachServiceConnection> connect() {
-    auto connection = bus_.client(clientProcess_, {501, 77}).connect(service, MachServiceDomain::privileged);
+    auto connection = bus_.client(clientProcess_, {501, 77}).connect(testService, MachServiceDomain::privileged);
     connection->setInvalidationHandler([this] { notes_.push_back("invalid"); });
     connection->resume();
     return connection;
   }
   void startService() {
     serviceProcess_ = scheduler_.makeProcess("service");
-    listener_ = bus_.listen(serviceProcess_, service, serviceProcess_->mainQueue());
+    listener_ = bus_.listen(serviceProcess_, testService, serviceProcess_->mainQueue());
     listener_->setMessageHandler([this](const MachServiceCaller& caller, const std::string& selector,
                                         const PropertyList& arguments, const MachServiceListener::Answer& answer) {
       caller_ = caller;
@@ -141,32 +141,32 @@ TEST_F(InProcessMachServicesTest, AServiceThatDiesInterrupts) {
   settle();
   call("three");
   serviceProcess_->kill();
-  EXPECT_FALSE(bus_.isRunning(service));
+  EXPECT_FALSE(bus_.isRunning(testService));
   EXPECT_EQ(settle(), (Notes{"two failed 4097", "three failed 4097"})) << "what is on its way as well";
   call("four");
   EXPECT_EQ(settle(), (Notes{"served four", "four answered"})) << "started anew";
   EXPECT_EQ(bus_.activations(), 2);
   listener_.reset();
-  EXPECT_FALSE(bus_.isRunning(service)) << "a service may also leave of its own";
+  EXPECT_FALSE(bus_.isRunning(testService)) << "a service may also leave of its own";
   call("five");
   EXPECT_EQ(settle(), (Notes{"served five", "five answered"}));
 }
 
 TEST_F(InProcessMachServicesTest, AServiceThatDoesNotStartFailsItsCalls) {
-  bus_.setActivation(service, [] {});
+  bus_.setActivation(testService, [] {});
   call("one");
   scheduler_.runFor(Seconds{20});
   call("two");
   EXPECT_EQ(settle(4.9), Notes{});
   EXPECT_EQ(settle(0.2), (Notes{"one failed 4097", "two failed 4097"}));
-  bus_.setActivation(service, [this] { startService(); });
+  bus_.setActivation(testService, [this] { startService(); });
   call("three");
   EXPECT_EQ(settle(), (Notes{"served three", "three answered"}));
 }
 
 TEST_F(InProcessMachServicesTest, AnUnregisteredServiceInvalidates) {
   bool isRegistered = false;
-  bus_.setRegistration([&](const std::string& name) { return name == service && isRegistered; });
+  bus_.setRegistration([&](const std::string& name) { return name == testService && isRegistered; });
   call("one");
   EXPECT_EQ(settle(), (Notes{"one failed 4099", "invalid"}));
   isRegistered = true;
@@ -226,7 +226,7 @@ TEST_F(InProcessMachServicesTest, ServicesLearnOfClientsThatAreGone) {
 
 TEST_F(InProcessMachServicesTest, ANameHasOneOwner) {
   startService();
-  const auto second = bus_.listen(scheduler_.makeProcess("second"), service, serviceProcess_->mainQueue());
+  const auto second = bus_.listen(scheduler_.makeProcess("second"), testService, serviceProcess_->mainQueue());
   EXPECT_THROW(second->resume(), LocalizedError);
   call("one");
   EXPECT_EQ(settle(), (Notes{"served one", "one answered"}));

@@ -28,7 +28,7 @@ struct AppModelAccess {
 namespace test {
 namespace {
 
-constexpr const char* service = "org.freedesktop.Notifications";
+constexpr const char* notificationService = "org.freedesktop.Notifications";
 constexpr const char* offText = "Notifications are off for Aerovane; enable them in System Settings → Notifications.";
 
 /// A notification service that keeps what it is asked to show.
@@ -48,11 +48,12 @@ class NotificationService {
       sdbus::IConnection& connection = bus_.connection();
       bus_.onLoss(owner_, [this] { object_.reset(); });
       object_ = sdbus::createObject(connection, "/org/freedesktop/Notifications");
-      object_->registerMethod(service, "GetServerInformation", "", "ssss",
+      object_->registerMethod(notificationService, "GetServerInformation", "", "ssss",
                               [this](sdbus::MethodCall call) { answerInformation(call); });
-      object_->registerMethod(service, "Notify", "susssasa{sv}i", "u", [this](sdbus::MethodCall call) { show(call); });
+      object_->registerMethod(notificationService, "Notify", "susssasa{sv}i", "u",
+                              [this](sdbus::MethodCall call) { show(call); });
       object_->finishRegistration();
-      connection.requestName(service);
+      connection.requestName(notificationService);
       ready.put(true);
     });
     ready.next();

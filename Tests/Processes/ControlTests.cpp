@@ -8,22 +8,10 @@
 #include "gtest/gtest.h"
 
 #include "Processes/ProcessSupport.h"
+#include "Support/Values.h"
 
 namespace halcyra::test {
 namespace {
-
-const std::vector<int> automatic = {0, 0};
-const std::vector<int> manual = {1, 1};
-
-void writeFile(const std::filesystem::path& path, const std::string& text) {
-  std::filesystem::create_directories(path.parent_path());
-  std::ofstream(path) << text;
-}
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 struct PresetCase {
   const char* name;

@@ -11,13 +11,12 @@
 
 #include "Processes/DisplayServer.h"
 #include "Processes/ProcessSupport.h"
+#include "Support/Values.h"
 #include "XPC/FanControlXPC.h"
 
 namespace halcyra::test {
 namespace {
 
-const std::vector<int> automatic = {0, 0};
-const std::vector<int> manual = {1, 1};
 constexpr const char* dashboard = "Aerovane";
 /// Of the firmware.
 constexpr long callsPerPoll = 344;

@@ -5,12 +5,10 @@
 #include "gtest/gtest.h"
 
 #include "Processes/ProcessSupport.h"
+#include "Support/Values.h"
 
 namespace halcyra::test {
 namespace {
-
-const std::vector<int> automatic = {0, 0};
-const std::vector<int> manual = {1, 1};
 
 class LossTests : public testing::Test {
  protected:

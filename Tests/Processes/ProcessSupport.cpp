@@ -228,4 +228,14 @@ std::optional<RealSeconds> waitUntil(const std::function<bool()>& done, RealSeco
   return std::nullopt;
 }
 
+void writeFile(const std::filesystem::path& path, const std::string& text) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
 }  // namespace halcyra::test

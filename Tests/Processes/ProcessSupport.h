@@ -32,6 +32,11 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
+/// Makes the folder where there is none.
+void writeFile(const std::filesystem::path& path, const std::string& text);
+/// Empty where there is no file.
+std::string readFile(const std::filesystem::path& path);
+
 /// A program of the build with its standard output and error captured. Killed, by its id, when it still runs at the
 /// end.
 class ChildProcess {

@@ -6,12 +6,10 @@
 #include "gtest/gtest.h"
 
 #include "Processes/ProcessSupport.h"
+#include "Support/Values.h"
 
 namespace halcyra::test {
 namespace {
-
-const std::vector<int> automatic = {0, 0};
-const std::vector<int> manual = {1, 1};
 
 std::size_t occurrences(const std::string& text, const std::string& part) {
   std::size_t count = 0;

@@ -4,22 +4,15 @@
 #include "SMC/IOKitSMCBridge.h"
 #include "Support/ManualClock.h"
 #include "Support/ScriptedIOKit.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 namespace {
 
+using test::errorOf;
 using test::ManualClock;
 using test::ScriptedIOKit;
 using Bytes = std::vector<std::uint8_t>;
-
-std::string errorOf(const std::function<void()>& work) {
-  try {
-    work();
-  } catch (const SMCError& error) {
-    return error.errorDescription();
-  }
-  return "no error";
-}
 
 class IOKitSMCBridgeTest : public testing::Test {
  protected:

@@ -5,25 +5,18 @@
 #include "SMC/IOKitSMCBridge.h"
 #include "Support/ManualClock.h"
 #include "Support/ScriptedIOKit.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 namespace {
 
+using test::errorOf;
 using test::ManualClock;
 using test::ScriptedIOKit;
 using Bytes = std::vector<std::uint8_t>;
 using enum SMCWriteCapability;
 
-constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-
-std::string errorOf(const std::function<void()>& work) {
-  try {
-    work();
-  } catch (const SMCError& error) {
-    return error.errorDescription();
-  }
-  return "no error";
-}
+constexpr float floatNaN = std::numeric_limits<float>::quiet_NaN();
 
 SMCKeyInfo infoOf(const std::string& name, std::string_view type, std::uint32_t size, std::uint8_t attributes = 0x40) {
   return {SMCKey::fromString(name), size, SMCKey::fromString(type).rawValue, attributes, name};
@@ -55,7 +48,7 @@ TEST(FanWriteAllowlistTest, allowsFanModesTargetsAndTheTestFlagWithTheirRulesAnd
       {"F0Md", SMCValue::makeUInt32(1), infoOf("F0Md", "ui8 ", 1), privilegedHelper, mode},
       {"F0Md", one, infoOf("F0Md", "ui8 ", 2), privilegedHelper, mode},
       {"F0Md", one, infoOf("F0Md", " ui8", 1), privilegedHelper, mode},
-      {"F0Tg", SMCValue::makeFloat(nan), infoOf("F0Tg", "flt ", 4), privilegedHelper, target},
+      {"F0Tg", SMCValue::makeFloat(floatNaN), infoOf("F0Tg", "flt ", 4), privilegedHelper, target},
       {"F0Tg", SMCValue::makeFloat(std::numeric_limits<float>::infinity()), infoOf("F0Tg", "flt ", 4), privilegedHelper,
        target},
       {"F0Tg", one, infoOf("F0Tg", "flt ", 4), privilegedHelper, target},
@@ -94,8 +87,12 @@ TEST(SMCEncoderTest, encodesTheFourTypesAndRefusesTheRest) {
       {SMCValue::makeUInt32(65535), "ui16", 2, {0xFF, 0xFF}, "no error"},
       {SMCValue::makeUInt32(0x81020304), "ui32", 4, {0x81, 2, 3, 4}, "no error"},
       {SMCValue::makeFloat(1), "flt ", 8, {}, "SMC write failed: TEST has unexpected size 8 for flt "},
-      {SMCValue::makeFloat(nan), "flt ", 8, {}, "SMC write failed: TEST has unexpected size 8 for flt "},
-      {SMCValue::makeFloat(nan), "flt ", 4, {}, "SMC write failed: TEST cannot be written with a non-finite float"},
+      {SMCValue::makeFloat(floatNaN), "flt ", 8, {}, "SMC write failed: TEST has unexpected size 8 for flt "},
+      {SMCValue::makeFloat(floatNaN),
+       "flt ",
+       4,
+       {},
+       "SMC write failed: TEST cannot be written with a non-finite float"},
       {SMCValue::makeUInt8(7), "ui8 ", 2, {}, "SMC write failed: TEST has unexpected size 2 for ui8 "},
       {SMCValue::makeUInt32(65536), "ui16", 2, {}, "SMC write failed: TEST value does not fit ui16"},
       {SMCValue::makeUInt32(1), "ui16", 4, {}, "SMC write failed: TEST value does not fit ui16"},

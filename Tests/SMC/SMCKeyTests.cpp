@@ -61,8 +61,8 @@ TEST(SMCValueTest, comparesPerCase) {
   EXPECT_NE(SMCValue::makeUInt8(1), SMCValue::makeUInt32(1));
   EXPECT_EQ(SMCValue::makeBytes({1, 2}), SMCValue::makeBytes({1, 2}));
   EXPECT_NE(SMCValue::makeBytes({1, 2}), SMCValue::makeBytes({1, 2, 0}));
-  const SMCValue nan = SMCValue::makeFloat(std::numeric_limits<float>::quiet_NaN());
-  EXPECT_NE(nan, nan);
+  const SMCValue notANumber = SMCValue::makeFloat(std::numeric_limits<float>::quiet_NaN());
+  EXPECT_NE(notANumber, notANumber);
 }
 
 TEST(SMCValueTest, describesItselfForTheAudit) {

@@ -72,6 +72,14 @@ std::string_view nameOf(Rule rule) {
   return "";
 }
 
+std::string describe(const std::vector<Violation>& violations) {
+  std::string text;
+  for (const Violation& violation : violations) {
+    text += fmt::format("{:.1f} s, {}: {}\n", violation.time, nameOf(violation.rule), violation.text);
+  }
+  return text;
+}
+
 InvariantObserver::InvariantObserver() = default;
 InvariantObserver::~InvariantObserver() = default;
 

@@ -43,6 +43,9 @@ struct Violation {
   std::string text;
 };
 
+/// A line for each.
+std::string describe(const std::vector<Violation>& violations);
+
 /// What is going on around the program, as the harness knows it that makes it happen.
 struct Circumstances {
   struct Application {

@@ -16,7 +16,7 @@ namespace {
 
 using Points = std::vector<HistoryPoint>;
 
-Date at(double seconds) {
+Date secondsIn(double seconds) {
   return Date(Seconds(seconds));
 }
 
@@ -25,7 +25,7 @@ Points noise(std::size_t count, unsigned seed = 1) {
   std::uniform_int_distribution<int> value(30, 90);
   Points points;
   for (std::size_t i = 0; i < count; ++i) {
-    points.push_back({at(2.0 * static_cast<double>(i)), static_cast<double>(value(random))});
+    points.push_back({secondsIn(2.0 * static_cast<double>(i)), static_cast<double>(value(random))});
   }
   return points;
 }
@@ -78,11 +78,11 @@ TEST(Downsampling, leavesShortInputsAndTinyLimitsAlone) {
 }
 
 TEST(Downsampling, oneMomentIsOnePoint) {
-  const Points flat{{at(0), 5}, {at(1), 5}, {at(2), 5}, {at(3), 5}, {at(4), 7}};
-  EXPECT_EQ(peakPreservingDownsample(flat, 4), (Points{{at(0), 5}, {at(3), 5}, {at(4), 7}}))
+  const Points flat{{secondsIn(0), 5}, {secondsIn(1), 5}, {secondsIn(2), 5}, {secondsIn(3), 5}, {secondsIn(4), 7}};
+  EXPECT_EQ(peakPreservingDownsample(flat, 4), (Points{{secondsIn(0), 5}, {secondsIn(3), 5}, {secondsIn(4), 7}}))
       << "the earliest of equal points stands for its bucket";
-  const Points sameDate{{at(1), 9}, {at(1), 2}, {at(1), 4}, {at(2), 1}, {at(3), 8}};
-  EXPECT_EQ(peakPreservingDownsample(sameDate, 4), (Points{{at(1), 2}, {at(2), 1}, {at(3), 8}}))
+  const Points sameDate{{secondsIn(1), 9}, {secondsIn(1), 2}, {secondsIn(1), 4}, {secondsIn(2), 1}, {secondsIn(3), 8}};
+  EXPECT_EQ(peakPreservingDownsample(sameDate, 4), (Points{{secondsIn(1), 2}, {secondsIn(2), 1}, {secondsIn(3), 8}}))
       << "different points of one date: the minimum";
 }
 
@@ -120,7 +120,7 @@ TEST(HistorySeries, costsOnlyWhatWasAdded) {
   std::size_t reads = 0;
   const auto pointAt = [&](std::size_t index) {
     ++reads;
-    return std::optional(HistoryPoint{at(static_cast<double>(index)), 50});
+    return std::optional(HistoryPoint{secondsIn(static_cast<double>(index)), 50});
   };
   HistorySeries series(500);
   series.update(21'000, pointAt);
@@ -135,16 +135,16 @@ TEST(HistoryGrowth, noticesThatTheOldestSamplesHaveGone) {
   std::vector<HistorySample> samples;
   HistoryGrowth growth;
   EXPECT_TRUE(growth.onlyAppended(samples));
-  for (int i = 0; i < 10; ++i) samples.push_back({.date = at(i), .gpuCoreAverage = {}, .rpms = {}});
+  for (int i = 0; i < 10; ++i) samples.push_back({.date = secondsIn(i), .gpuCoreAverage = {}, .rpms = {}});
   EXPECT_TRUE(growth.onlyAppended(samples));
   EXPECT_TRUE(growth.onlyAppended(samples));
-  samples.push_back({.date = at(10), .gpuCoreAverage = {}, .rpms = {}});
+  samples.push_back({.date = secondsIn(10), .gpuCoreAverage = {}, .rpms = {}});
   EXPECT_TRUE(growth.onlyAppended(samples));
   samples.erase(samples.begin(), samples.begin() + 2);
   EXPECT_FALSE(growth.onlyAppended(samples));
   EXPECT_TRUE(growth.onlyAppended(samples));
   samples.erase(samples.begin());
-  samples.push_back({.date = at(11), .gpuCoreAverage = {}, .rpms = {}});
+  samples.push_back({.date = secondsIn(11), .gpuCoreAverage = {}, .rpms = {}});
   EXPECT_FALSE(growth.onlyAppended(samples)) << "as many as before, but others";
 }
 

@@ -37,7 +37,7 @@ class PaintCounter : public QObject {
   int count_ = 0;
 };
 
-struct Session {
+struct ChartSession {
   std::vector<HistorySample> samples;
   AppModel::SensorHistory sensors;
   std::vector<SensorReading> readings{{"TCMz", "TCMz", 60}, {"Te05", "Te05", 40}};
@@ -72,12 +72,12 @@ int pixelsOf(QWidget& widget, const QColor& color) {
   return count;
 }
 
-constexpr const char* zone = ExpandedSensorHistory::fanControlSignalID;
+constexpr const char* zoneSignal = ExpandedSensorHistory::fanControlSignalID;
 
 }  // namespace
 
 TEST(ExpandedSensorHistoryView, turnsFromCollectingToAChart) {
-  Session session;
+  ChartSession session;
   ExpandedSensorHistoryView view;
   view.resize(318, 420);
   view.show();
@@ -85,13 +85,13 @@ TEST(ExpandedSensorHistoryView, turnsFromCollectingToAChart) {
   auto* const note = view.findChild<QWidget*>("historyEmptyState");
   auto* const description = view.findChild<QLabel*>("historyDescription");
   session.add(50);
-  view.refresh(session.history(), zone);
+  view.refresh(session.history(), zoneSignal);
   EXPECT_FALSE(chart->isVisible());
   EXPECT_TRUE(note->isVisible());
   EXPECT_EQ(description->text(), "Warmest Fan Zone (curve input) · 1 samples · 0s");
 
   for (int i = 0; i < 45; ++i) session.add(50 + i % 20);
-  view.refresh(session.history(), zone);
+  view.refresh(session.history(), zoneSignal);
   EXPECT_TRUE(chart->isVisible());
   EXPECT_FALSE(note->isVisible());
   EXPECT_EQ(description->text(), "Warmest Fan Zone (curve input) · 46 samples · 1m 30s");
@@ -106,11 +106,11 @@ TEST(ExpandedSensorHistoryView, turnsFromCollectingToAChart) {
 }
 
 TEST(ExpandedSensorHistoryView, thePickerAsksForAnotherSensorAndKeepsItsPlace) {
-  Session session;
+  ChartSession session;
   for (int i = 0; i < 10; ++i) session.add(50 + i);
   ExpandedSensorHistoryView view;
   view.show();
-  view.refresh(session.history(), zone);
+  view.refresh(session.history(), zoneSignal);
   auto* const picker = view.findChild<QComboBox*>("sensorPicker");
   QSignalSpy selected(&view, &ExpandedSensorHistoryView::sensorSelected);
   EXPECT_EQ(picker->accessibleName(), "Sensor");
@@ -144,7 +144,7 @@ TEST(ExpandedSensorHistoryView, collapses) {
 }
 
 TEST(HistoryGraphView, paintsOnlyWhatIsNew) {
-  Session session;
+  ChartSession session;
   HistoryGraphView view;
   view.resize(700, 330);
   view.show();
@@ -170,7 +170,7 @@ TEST(HistoryGraphView, paintsOnlyWhatIsNew) {
 }
 
 TEST(MenuBarSparkline, isEmptyForAFlatTrend) {
-  Session session;
+  ChartSession session;
   MenuBarSparkline sparkline;
   EXPECT_EQ(sparkline.size(), QSize(72, 18));
   EXPECT_EQ(sparkline.accessibleName(), "Fan curve temperature trend");

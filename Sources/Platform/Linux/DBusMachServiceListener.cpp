@@ -10,6 +10,7 @@
 
 #include "fmt/format.h"
 
+#include "Platform/Linux/MachServiceNames.h"
 #include "Platform/Linux/PropertyListCoding.h"
 #include "sdbus-c++/sdbus-c++.h"
 
@@ -17,18 +18,11 @@ namespace halcyra {
 
 namespace {
 
-constexpr const char* callMethodName = "Call";
 constexpr const char* busInterface = "org.freedesktop.DBus";
 constexpr const char* invalidArguments = "org.freedesktop.DBus.Error.InvalidArgs";
 constexpr const char* limitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
 /// Messages that wait for their answer at one time; what comes beyond is refused.
 constexpr std::size_t mostPendingMessages = 100;
-
-std::string objectPath(const std::string& serviceName) {
-  std::string path = "/" + serviceName;
-  std::replace(path.begin(), path.end(), '.', '/');
-  return path;
-}
 
 }  // namespace
 
@@ -50,8 +44,8 @@ class DBusMachServiceListener::State : public std::enable_shared_from_this<State
   void start() {
     sdbus::IConnection& connection = bus_.connection();
     bus_.onLoss(weak_from_this(), [this] { lost(); });
-    object_ = sdbus::createObject(connection, objectPath(serviceName_));
-    object_->registerMethod(serviceName_, callMethodName, "sv", "v",
+    object_ = sdbus::createObject(connection, machServiceObjectPath(serviceName_));
+    object_->registerMethod(serviceName_, machServiceMethod, "sv", "v",
                             [this](sdbus::MethodCall call) { receive(std::move(call)); });
     object_->finishRegistration();
     ownerChanges_ = connection.addMatch(

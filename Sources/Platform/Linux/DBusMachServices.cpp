@@ -10,6 +10,7 @@
 
 #include "fmt/format.h"
 
+#include "Platform/Linux/MachServiceNames.h"
 #include "Platform/Linux/PropertyListCoding.h"
 #include "Platform/Precondition.h"
 #include "sdbus-c++/sdbus-c++.h"
@@ -17,14 +18,6 @@
 namespace halcyra {
 
 namespace {
-
-constexpr const char* callMethodName = "Call";
-
-std::string objectPath(const std::string& serviceName) {
-  std::string path = "/" + serviceName;
-  std::replace(path.begin(), path.end(), '.', '/');
-  return path;
-}
 
 /// Errors of the bus itself that mean that there is no such service to be had.
 bool meansInvalid(std::string_view name) {
@@ -92,13 +85,13 @@ class ConnectionState : public std::enable_shared_from_this<ConnectionState> {
 
   void transmit(std::uint64_t id, const std::string& selector, const PropertyList& arguments) {
     if (!proxy_) {
-      proxy_ = sdbus::createProxy(bus_.connection(), serviceName_, objectPath(serviceName_));
+      proxy_ = sdbus::createProxy(bus_.connection(), serviceName_, machServiceObjectPath(serviceName_));
       bus_.onLoss(weak_from_this(), [this] { invalidate("the message bus is gone"); });
     }
     if (!isPortableText(selector)) {
       throw PropertyListCodingError("The selector is not UTF-8.");
     }
-    auto message = proxy_->createMethodCall(serviceName_, callMethodName);
+    auto message = proxy_->createMethodCall(serviceName_, machServiceMethod);
     message << selector;
     PropertyListCoding::append(message, arguments);
     const auto timeout = std::chrono::duration_cast<std::chrono::microseconds>(callTimeout_);

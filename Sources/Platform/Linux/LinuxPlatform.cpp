@@ -58,7 +58,7 @@ struct LinuxPlatform::Parts {
   explicit Parts(const LinuxPlatformOptions& options)
       : layout(options.layout),
         ownMainQueue(options.mainQueue == nullptr ? std::make_unique<PlainMainQueue>() : nullptr),
-        dispatch(ownMainQueue ? static_cast<Queue&>(*ownMainQueue) : *options.mainQueue),
+        dispatch(options.mainQueue != nullptr ? *options.mainQueue : static_cast<Queue&>(*ownMainQueue)),
         log(makeLogSink(options.log, options.minimumLogLevel)),
         iokit(layout.smcSocket),
         machineBus(busOpener(layout.busAddress)),

@@ -19,7 +19,7 @@ namespace halcyra {
 
 namespace {
 
-std::string_view name(LogLevel level) {
+std::string_view levelName(LogLevel level) {
   constexpr std::array<std::string_view, 4> names{"debug", "info", "notice", "error"};
   return names[static_cast<std::size_t>(level)];
 }
@@ -58,7 +58,7 @@ bool isSocket(const char* path) {
 }  // namespace
 
 std::string StandardErrorLogSink::line(const LogRecord& record) {
-  std::string text = fmt::format("{} [{}] {}", name(record.level), record.category, record.message);
+  std::string text = fmt::format("{} [{}] {}", levelName(record.level), record.category, record.message);
   std::replace_if(
       text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, ' ');
   return text + '\n';

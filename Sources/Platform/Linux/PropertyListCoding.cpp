@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::string_view plainErrorInfix = ".Code";
 constexpr const char* fullErrorName = "halcyra.Error";
-constexpr std::size_t longestName = 255;
+constexpr std::size_t longestErrorName = 255;
 
 /// Counts what one message holds against the bounds.
 struct Budget {
@@ -251,7 +251,7 @@ bool isErrorDomain(const std::string& domain) {
       first = false;
     }
   }
-  return !first && domain.size() + roomForCode <= longestName;
+  return !first && domain.size() + roomForCode <= longestErrorName;
 }
 
 bool fitsPlainForm(const MachServiceReply& reply) {

@@ -9,8 +9,8 @@ namespace halcyra {
 
 namespace {
 
-const auto service = QStringLiteral("org.freedesktop.portal.Desktop");
-const auto path = QStringLiteral("/org/freedesktop/portal/desktop");
+const auto portalService = QStringLiteral("org.freedesktop.portal.Desktop");
+const auto portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const auto interface = QStringLiteral("org.freedesktop.portal.Settings");
 const auto appearance = QStringLiteral("org.freedesktop.appearance");
 const auto colorSchemeKey = QStringLiteral("color-scheme");
@@ -32,7 +32,7 @@ DesktopSettings::DesktopSettings(const QDBusConnection& bus, Observer observer, 
     : QObject(parent), bus_(bus), observer_(std::move(observer)) {
   if (!bus_.isConnected()) return;
   // The whole message: Qt 6.4 refuses a slot that takes the variant.
-  const bool isFollowed = bus_.connect(service, path, interface, QStringLiteral("SettingChanged"), this,
+  const bool isFollowed = bus_.connect(portalService, portalPath, interface, QStringLiteral("SettingChanged"), this,
                                        SLOT(settingChanged(QDBusMessage)));
   if (!isFollowed) qWarning("changes of the desktop's settings are not followed");
   ask(appearance, colorSchemeKey);
@@ -40,7 +40,7 @@ DesktopSettings::DesktopSettings(const QDBusConnection& bus, Observer observer, 
 }
 
 void DesktopSettings::ask(const QString& group, const QString& key) {
-  QDBusMessage call = QDBusMessage::createMethodCall(service, path, interface, QStringLiteral("Read"));
+  QDBusMessage call = QDBusMessage::createMethodCall(portalService, portalPath, interface, QStringLiteral("Read"));
   call << group << key;
   auto* const watcher = new QDBusPendingCallWatcher(bus_.asyncCall(call), this);
   connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, group, key] {

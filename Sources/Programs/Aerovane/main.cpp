@@ -110,7 +110,7 @@ int runSession(LinuxPlatform& linux, std::shared_ptr<AppModel> model, ConsoleOpt
   auto session =
       std::make_shared<ConsoleSession>(linux.platform(), std::move(model), std::move(options), std::move(surroundings));
   int interruptions = 0;
-  const SignalWatcher signals(mainQueue, {SIGINT, SIGTERM, SIGHUP}, [&](int) {
+  const SignalWatcher interruptWatcher(mainQueue, {SIGINT, SIGTERM, SIGHUP}, [&](int) {
     if (++interruptions == 1) {
       session->stop(0);
     } else {

@@ -16,7 +16,7 @@ namespace halcyra {
 namespace {
 
 constexpr unsigned everybody = 0666;
-constexpr std::size_t mostClients = 200;
+constexpr std::size_t mostSMCClients = 200;
 
 }  // namespace
 
@@ -64,7 +64,7 @@ void SMCServer::accept() {
   if (descriptor < 0) {
     return;
   }
-  if (clients_.size() >= mostClients) {
+  if (clients_.size() >= mostSMCClients) {
     ::close(descriptor);
     return;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -19,5 +20,10 @@ std::vector<Date> timeTicks(Date first, Date last, Seconds utcOffset, int maximu
 
 /// Whether the labels of a chart of this span need seconds.
 bool timeTicksNeedSeconds(Seconds span, int maximumCount);
+
+/// The middle of the device pixel at `position`, where a line of one pixel is sharp.
+inline double sharpPosition(double position) {
+  return std::floor(position) + 0.5;
+}
 
 }  // namespace halcyra

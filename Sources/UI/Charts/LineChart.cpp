@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "UI/Charts/ChartAxis.h"
 #include "UI/Charts/TrendLine.h"
 #include "UI/Fonts.h"
 #include "UI/Theme.h"
@@ -32,11 +33,6 @@ const QString timeTitle = QStringLiteral("Time");
 
 QDateTime localTime(Date date) {
   return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(date.time_since_epoch().count() * 1000));
-}
-
-/// The middle of the device pixel at `position`, where a line of one pixel is sharp.
-double sharp(double position) {
-  return std::floor(position) + 0.5;
 }
 
 }  // namespace
@@ -121,7 +117,7 @@ void LineChart::paintEvent(QPaintEvent*) {
 void LineChart::drawGrid(QPainter& painter, const Scale& scale) const {
   const Theme& theme = Theme::current();
   for (const double tick : scale.ticks) {
-    const double y = sharp(scale.y(tick));
+    const double y = sharpPosition(scale.y(tick));
     painter.setPen(QPen(tick == scale.ticks.front() ? theme.control : theme.hair, 1));
     painter.drawLine(QPointF(scale.plot.left(), y), QPointF(scale.plot.right(), y));
     painter.setPen(theme.text2);
@@ -134,7 +130,7 @@ void LineChart::drawGrid(QPainter& painter, const Scale& scale) const {
 void LineChart::drawTimes(QPainter& painter, const Scale& scale) const {
   const Theme& theme = Theme::current();
   const QFontMetricsF metrics(painter.font());
-  const double baseline = sharp(scale.plot.bottom());
+  const double baseline = sharpPosition(scale.plot.bottom());
   const double top = baseline + tickLength + 2;
   painter.setPen(theme.text2);
   painter.drawText(QRectF(0, top, scale.plot.left(), labelHeight), Qt::AlignLeft | Qt::AlignVCenter, timeTitle);
@@ -145,7 +141,7 @@ void LineChart::drawTimes(QPainter& painter, const Scale& scale) const {
   const QString format = withSeconds ? QStringLiteral("HH:mm:ss") : QStringLiteral("HH:mm");
   double free = metrics.horizontalAdvance(timeTitle) + gutterGap;
   for (const Date tick : timeTicks(scale.first, scale.last, offset, count)) {
-    const double x = sharp(scale.x(tick));
+    const double x = sharpPosition(scale.x(tick));
     const QString label = localTime(tick).toString(format);
     const double labelWidth = metrics.horizontalAdvance(label);
     painter.setPen(QPen(theme.control, 1));
@@ -181,7 +177,7 @@ void LineChart::drawLine(QPainter& painter, const Scale& scale, const Line& line
 
 void LineChart::drawPeak(QPainter& painter, const Scale& scale) const {
   const QColor color = Theme::current().hotT;
-  const double y = sharp(scale.y(*peak_));
+  const double y = sharpPosition(scale.y(*peak_));
   QPen pen(color, 1, Qt::CustomDashLine, Qt::FlatCap);
   pen.setDashPattern({3, 3});
   painter.setRenderHint(QPainter::Antialiasing, false);

@@ -15,7 +15,7 @@ namespace halcyra {
 namespace {
 
 /// Pixels.
-constexpr int pictureSize = 16;
+constexpr int arrowSize = 16;
 /// Of the picture's own empty margin.
 constexpr int iconInset = 4;
 constexpr int sectionHeight = 28;
@@ -72,9 +72,9 @@ void DisclosureButton::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(rect(), focusRadius, focusRadius);
   }
   if (hasFocus() && showsFocus_) drawFocusRing(painter, rect());
-  painter.drawPixmap(outset - iconInset, (height() - pictureSize) / 2,
+  painter.drawPixmap(outset - iconInset, (height() - arrowSize) / 2,
                      iconPixmap(isChecked() ? QStringLiteral("chevron-down") : QStringLiteral("chevron-right"),
-                                theme.text2, pictureSize, devicePixelRatioF()));
+                                theme.text2, arrowSize, devicePixelRatioF()));
   painter.setFont(titleFont());
   painter.setPen(kind_ == Kind::section ? theme.text : theme.text2);
   painter.drawText(rect().adjusted(textLeft(), 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter, text());

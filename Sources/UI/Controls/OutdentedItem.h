@@ -4,6 +4,9 @@
 
 namespace halcyra {
 
+/// Pixels by which an icon button reaches beyond its picture.
+inline constexpr int iconButtonInset = 4;
+
 /// A widget that hangs out of its place in a layout, so that what it paints is in line with what stands above and below
 /// it. Layouts themselves know no negative margins.
 class OutdentedItem : public QWidgetItem {

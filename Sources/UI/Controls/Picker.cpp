@@ -15,12 +15,12 @@ namespace halcyra {
 namespace {
 
 /// Pixels.
-constexpr int rowHeight = 28;
-constexpr int lineHeight = 9;
+constexpr int pickerRowHeight = 28;
+constexpr int pickerLineHeight = 9;
 constexpr int tickSize = 14;
 constexpr int tickLeft = 8;
-constexpr int textLeft = 30;
-constexpr int textRight = 10;
+constexpr int pickerTextLeft = 30;
+constexpr int pickerTextRight = 10;
 constexpr double rowRadius = 5;
 
 constexpr int startsGroupRole = Qt::UserRole + 1;
@@ -31,17 +31,17 @@ class PickerDelegate : public QStyledItemDelegate {
 
   QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const override {
     const int text = QFontMetrics(textFont(TextStyle::body)).horizontalAdvance(index.data().toString());
-    const int line = index.data(startsGroupRole).toBool() ? lineHeight : 0;
-    return {textLeft + text + textRight, rowHeight + line};
+    const int line = index.data(startsGroupRole).toBool() ? pickerLineHeight : 0;
+    return {pickerTextLeft + text + pickerTextRight, pickerRowHeight + line};
   }
 
   void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
     const Theme& theme = Theme::current();
     QRect place = option.rect;
     if (index.data(startsGroupRole).toBool()) {
-      painter->fillRect(place.left() + tickLeft, place.top() + lineHeight / 2, place.width() - 2 * tickLeft, 1,
+      painter->fillRect(place.left() + tickLeft, place.top() + pickerLineHeight / 2, place.width() - 2 * tickLeft, 1,
                         theme.hair);
-      place.setTop(place.top() + lineHeight);
+      place.setTop(place.top() + pickerLineHeight);
     }
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
@@ -57,7 +57,7 @@ class PickerDelegate : public QStyledItemDelegate {
     }
     painter->setFont(textFont(TextStyle::body));
     painter->setPen(theme.text);
-    const QRect text = place.adjusted(textLeft, 0, -textRight, 0);
+    const QRect text = place.adjusted(pickerTextLeft, 0, -pickerTextRight, 0);
     painter->drawText(text, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                       painter->fontMetrics().elidedText(index.data().toString(), Qt::ElideRight, text.width()));
     painter->restore();

@@ -1,7 +1,6 @@
 #include "UI/Controls/SidebarButton.h"
 
 #include <QFontMetrics>
-#include <QKeyEvent>
 #include <QPainter>
 #include <utility>
 
@@ -30,32 +29,12 @@ QFont buttonFont() {
 }  // namespace
 
 SidebarButton::SidebarButton(const QString& text, QString iconName, QWidget* parent)
-    : QAbstractButton(parent), iconName_(std::move(iconName)) {
+    : RowButton(parent), iconName_(std::move(iconName)) {
   setText(text);
-  setFocusPolicy(Qt::StrongFocus);
-  setAttribute(Qt::WA_Hover);
-  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
 QSize SidebarButton::sizeHint() const {
   return {textLeft + QFontMetrics(buttonFont()).horizontalAdvance(text()) + textRight, rowHeight};
-}
-
-bool SidebarButton::event(QEvent* event) {
-  // Return does nothing on a plain button; here it acts as Space does.
-  if (event->type() == QEvent::KeyPress) {
-    const int key = static_cast<QKeyEvent*>(event)->key();
-    if (key == Qt::Key_Return || key == Qt::Key_Enter) {
-      click();
-      return true;
-    }
-  }
-  return QAbstractButton::event(event);
-}
-
-void SidebarButton::focusInEvent(QFocusEvent* event) {
-  showsFocus_ = showsFocus(*event, showsFocus_);
-  QAbstractButton::focusInEvent(event);
 }
 
 void SidebarButton::paintEvent(QPaintEvent*) {
@@ -67,7 +46,7 @@ void SidebarButton::paintEvent(QPaintEvent*) {
     painter.setBrush(isDown() ? theme.btnPress : theme.rowHover);
     painter.drawRoundedRect(rect(), focusRadius, focusRadius);
   }
-  if (hasFocus() && showsFocus_) drawFocusRing(painter, rect());
+  drawFocus(painter);
   painter.drawPixmap(padding, (height() - pictureSize) / 2,
                      iconPixmap(iconName_, theme.accent, pictureSize, devicePixelRatioF()));
   painter.setFont(buttonFont());

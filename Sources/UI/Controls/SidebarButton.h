@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QAbstractButton>
+#include "UI/Controls/RowButton.h"
 
 namespace halcyra {
 
 /// A command in line with the rows of the sidebar, with an icon in the accent colour.
-class SidebarButton : public QAbstractButton {
+class SidebarButton : public RowButton {
   Q_OBJECT
 
  public:
@@ -14,13 +14,10 @@ class SidebarButton : public QAbstractButton {
   QSize sizeHint() const override;
 
  protected:
-  bool event(QEvent* event) override;
-  void focusInEvent(QFocusEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
 
  private:
   QString iconName_;
-  bool showsFocus_ = false;
 };
 
 }  // namespace halcyra
