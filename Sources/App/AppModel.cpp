@@ -275,12 +275,10 @@ void AppModel::controlFans() {
     case PresetKind::automatic:
       return applySmartAuto();
     case PresetKind::fullBlast:
-      return reconcileFixedTargets();
+      return followPreset();
     case PresetKind::custom:
-      if (activePreset_->strategy == ControlStrategy::cpuCoreAverage) {
-        applyCurve();
-      } else if (activePreset_->strategy == ControlStrategy::constantRPM) {
-        reconcileFixedTargets();
+      if (activePreset_->strategy) {
+        followPreset();
       }
       return;
   }

@@ -245,27 +245,27 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void enableFan(int index, const FanPreset& preset, std::uint64_t generation, const ErrorCompletion& completion);
   void setInitialTarget(int index, const FanPreset& preset, std::uint64_t generation,
                         const ErrorCompletion& completion);
+  /// The first target of an activation and, of every preset but Smart Auto, the target of each poll.
   std::int64_t initialTarget(const FanInfo& fan, const FanPreset& preset);
   void restoreRememberedPresetIfReady();
+  static bool isTransientBeginFailure(const Error& error);
+  const FanInfo* publishedFan(int index) const;
 
   // AppModelHandBack.cpp
   void failSafe(const Error& error);
   void handleSessionLoss(const Error& error);
   void handBack(std::function<void(const HandBack&)> finished);
   void finishReset(std::uint64_t generation, bool preservingSelection, bool resumePolling, const HandBack& result);
-  static bool isTransientBeginFailure(const Error& error);
   std::string conflictMessage(const std::string& name) const;
   void keepSelectionForRestore();
   void askForManualMode(int fan, const HelperClient::DictionaryCompletion& completion);
   void seeToOwedHandBack(bool fansWereRead);
   void postponeRestore(Seconds delay) { nextRestoreAttempt_ = platform_.clock.steadyNow() + delay; }
-  const FanInfo* publishedFan(int index) const;
-  bool hasUsableLimits(const FanInfo& fan);
   void openControlGeneration();
 
   // AppModelControl.cpp
-  void applyCurve();
-  void reconcileFixedTargets();
+  /// Writes the targets of a curve or a fixed speed.
+  void followPreset();
   void applySmartAuto();
   void applySmartAuto(const FanInfo& fan, std::optional<double> dieTemperature, Date date);
   void commandSmartAuto(const FanInfo& fan, std::int64_t commanded, std::int64_t next, bool dieFloorDriven);
@@ -277,6 +277,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool isNearTarget(const FanInfo& fan, std::int64_t target) const;
   bool isControllingFans() const { return hasHelperSession() && !*isBusy_; }
   bool isUnderControl(const FanInfo& fan);
+  bool hasUsableLimits(const FanInfo& fan);
   void takeFansThatReturned();
   void enqueueTargetWrite(int fan, std::int64_t target);
   void performTargetWrite(int fan, std::int64_t target, std::uint64_t generation);

@@ -277,37 +277,4 @@ const FanInfo* AppModel::publishedFan(int index) const {
   return found == fans_->end() ? nullptr : &*found;
 }
 
-bool AppModel::hasUsableLimits(const FanInfo& fan) {
-  if (fan.minRPM <= fan.maxRPM) {
-    fansWithBadLimits_.erase(fan.index);
-    return true;
-  }
-  if (fansWithBadLimits_.insert(fan.index).second) {
-    logger_.error(fmt::format("fan {} is left alone: its minimum of {} RPM lies above its maximum of {} RPM", fan.index,
-                              fan.minRPM, fan.maxRPM));
-  }
-  return false;
-}
-
-// A fan whose target is gone while a session begins is left to the firmware for as long as that session lasts. When the
-// target is there again a new session takes the fan along.
-void AppModel::takeFansThatReturned() {
-  std::optional<int> returned;
-  for (const FanInfo& fan : *fans_) {
-    if (!fan.targetRPM) {
-      fansWithoutTarget_.insert(fan.index);
-    } else if (isControllingFans() && fansWithoutTarget_.erase(fan.index) > 0 &&
-               !control_.controllableFanIndices.contains(fan.index)) {
-      returned = fan.index;
-    }
-  }
-  if (returned) {
-    resetToAutomatic(fmt::format("fan {} can be controlled again", *returned), true, true, {});
-  }
-}
-
-bool AppModel::isUnderControl(const FanInfo& fan) {
-  return control_.controllableFanIndices.contains(fan.index) && hasUsableLimits(fan);
-}
-
 }  // namespace halcyra

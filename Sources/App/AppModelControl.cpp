@@ -15,7 +15,7 @@ constexpr const char* sustainedDieDriver = "Sustained die heat";
 
 }  // namespace
 
-void AppModel::applyCurve() {
+void AppModel::followPreset() {
   if (!isControllingFans()) {
     return;
   }
@@ -23,27 +23,14 @@ void AppModel::applyCurve() {
     if (!isUnderControl(fan)) {
       continue;
     }
-    const std::int64_t target = *criticalThermalOverrideActive_ ? fan.maxRPM : curveTarget(fan, *activePreset_);
-    if (!isNearTarget(fan, target)) {
+    const std::int64_t target = initialTarget(fan, *activePreset_);
+    if (isNearTarget(fan, target)) {
+      continue;
+    }
+    if (activePreset_->strategy == ControlStrategy::cpuCoreAverage) {
       logFanDecision(fan.index, target, "custom curve");
-      enqueueTargetWrite(fan.index, target);
     }
-  }
-}
-
-void AppModel::reconcileFixedTargets() {
-  if (!isControllingFans()) {
-    return;
-  }
-  for (const FanInfo& fan : *fans_) {
-    if (!isUnderControl(fan)) {
-      continue;
-    }
-    const std::int64_t target =
-        *criticalThermalOverrideActive_ ? fan.maxRPM : activePreset_->fixedTarget(fan).value_or(fan.minRPM);
-    if (!isNearTarget(fan, target)) {
-      enqueueTargetWrite(fan.index, target);
-    }
+    enqueueTargetWrite(fan.index, target);
   }
 }
 
@@ -159,6 +146,39 @@ void AppModel::performTargetWrite(int fan, std::int64_t target, std::uint64_t ge
                          self.performTargetWrite(fan, *next, generation);
                        }
                      }));
+}
+
+bool AppModel::hasUsableLimits(const FanInfo& fan) {
+  if (fan.minRPM <= fan.maxRPM) {
+    fansWithBadLimits_.erase(fan.index);
+    return true;
+  }
+  if (fansWithBadLimits_.insert(fan.index).second) {
+    logger_.error(fmt::format("fan {} is left alone: its minimum of {} RPM lies above its maximum of {} RPM", fan.index,
+                              fan.minRPM, fan.maxRPM));
+  }
+  return false;
+}
+
+// A fan whose target is gone while a session begins is left to the firmware for as long as that session lasts. When the
+// target is there again a new session takes the fan along.
+void AppModel::takeFansThatReturned() {
+  std::optional<int> returned;
+  for (const FanInfo& fan : *fans_) {
+    if (!fan.targetRPM) {
+      fansWithoutTarget_.insert(fan.index);
+    } else if (isControllingFans() && fansWithoutTarget_.erase(fan.index) > 0 &&
+               !control_.controllableFanIndices.contains(fan.index)) {
+      returned = fan.index;
+    }
+  }
+  if (returned) {
+    resetToAutomatic(fmt::format("fan {} can be controlled again", *returned), true, true, {});
+  }
+}
+
+bool AppModel::isUnderControl(const FanInfo& fan) {
+  return control_.controllableFanIndices.contains(fan.index) && hasUsableLimits(fan);
 }
 
 }  // namespace halcyra

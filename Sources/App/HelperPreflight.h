@@ -5,12 +5,22 @@
 #include <set>
 #include <vector>
 
-#include "App/SupervisedFan.h"
 #include "Platform/PropertyList.h"
 #include "SMC/FanInfo.h"
 
 /// How the application judges the helper's status dictionary. What cannot be read is never taken for good.
 namespace halcyra {
+
+/// The fan of the supervised first-write test, as the helper reports it. Speeds in RPM.
+struct SupervisedFan {
+  int index = 0;
+  std::int64_t actual = 0;
+  std::int64_t target = 0;
+  std::int64_t minimum = 0;
+  std::int64_t maximum = 0;
+
+  bool operator==(const SupervisedFan&) const = default;
+};
 
 /// The protocol version matches, there is a fan count, no test mode is engaged and every fan is in automatic mode.
 bool preflightIsClean(const PropertyList& reply);

@@ -176,7 +176,7 @@ TEST(AppModelControl, smartAutoReassertsATargetThatReadsBackWrong) {
     h.smc.setFanTarget(0, static_cast<double>(commanded) + offset);
     h.run(pollPeriod);
     EXPECT_EQ(h.helper.count("target S1 0 " + std::to_string(commanded)), offset < 50 ? 0u : 1u);
-    EXPECT_EQ(h.logCount("fan-zone decision fan=0") > 0, true);
+    EXPECT_EQ(h.logCount("reason=target readback reassertion"), offset < 50 ? 0u : 1u);
   }
 }
 
@@ -249,7 +249,6 @@ TEST(AppModelControl, aFailedWriteHandsBackAndComesBackLater) {
   h.run(pollPeriod);
   EXPECT_EQ(h.errorText(), "stuck");
   EXPECT_EQ(h.transcript(), (Lines{"target S1 0 3000", "reset S1", "end S1"}));
-  EXPECT_TRUE(h.logged("smart control disengaged: stuck"));
   h.run(4);
   EXPECT_EQ(h.helper.openSession(), 0);
   h.run(4);
@@ -263,9 +262,10 @@ TEST(AppModelControl, monitoringOnlyNeverWrites) {
   h.onMain([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::anotherApp); });
   h.helper.clearTranscript();
   h.smc.setFanTarget(0, 1000);
+  const std::size_t samples = h.model().history().size();
   h.run(5 * pollPeriod);
   EXPECT_EQ(h.transcript(), Lines{});
-  EXPECT_EQ(h.model().history().empty(), false);
+  EXPECT_EQ(h.model().history().size(), samples + 5) << "it is watched all the same";
 }
 
 }  // namespace halcyra::test

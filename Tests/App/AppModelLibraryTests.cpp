@@ -101,7 +101,6 @@ TEST(AppModelLibrary, deletingTheActivePresetHandsTheFansBack) {
   h.startDriving(constantPreset(2000));
   h.onMain([](AppModel& model) { model.deletePreset(model.customPresets().back()); });
   EXPECT_EQ(h.transcript(), (Lines{"reset S1", "end S1"}));
-  EXPECT_TRUE(h.logged("smart control disengaged: deleted active preset"));
   EXPECT_EQ(h.model().activePreset().name, "Apple Default");
   EXPECT_EQ(names(h.model().customPresets()), bundled);
   EXPECT_EQ(storedNames(h), bundled);
@@ -149,37 +148,6 @@ TEST(AppModelLibrary, anExportedFileCanBeImportedAgainAndAgain) {
   std::sort(ids.begin(), ids.end());
   EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end()) << "every copy has an identity of its own";
   EXPECT_EQ(h.transcript(), Lines{}) << "nothing is activated";
-}
-
-TEST(AppModelLibrary, fileTroubleIsReportedAndChangesNothing) {
-  FanPreset weak = curvePreset();
-  weak.hysteresis = 0.2;
-  struct Row {
-    const char* name;
-    std::optional<std::string> content;
-    std::string message;
-    bool prefixOnly;
-  };
-  const std::vector<Row> rows = {
-      {"missing", std::nullopt, "Import failed: ", true},
-      {"garbage", "{", "Import failed: ", true},
-      {"wrong shape", R"({"version":1})", "Import failed: ", true},
-      {"other version", R"({"version":2,"presets":[]})", "That preset file uses an unsupported format version.", false},
-      {"empty", R"({"version":1,"presets":[]})", "No valid custom presets found in that file.", false},
-      {"only invalid", PresetExportFile{1, {weak, FanPreset::fullBlast()}}.encode(),
-       "No valid custom presets found in that file.", false},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    ModelHarness h;
-    h.start();
-    if (row.content) h.doubles.files.contents[path] = *row.content;
-    h.doubles.workspace.openAnswer = path;
-    h.onMain([](AppModel& model) { model.importCustomPresets(); });
-    EXPECT_EQ(row.prefixOnly ? h.errorText().substr(0, row.message.size()) : h.errorText(), row.message);
-    EXPECT_GT(h.errorText().size(), row.prefixOnly ? row.message.size() : 0);
-    EXPECT_EQ(names(h.model().customPresets()), bundled);
-  }
 }
 
 TEST(AppModelLibrary, validPresetsAreTakenAndInvalidOnesLeft) {

@@ -18,10 +18,6 @@ struct ReasonRow {
 };
 
 std::vector<ReasonRow> reasonRows() {
-  const std::string conflict =
-      "TG Pro's privileged SMC helper is still running. Open TG Pro and use its uninstall/remove-helper option, or "
-      "unload that service with administrator approval. Aerovane is keeping both fans on Apple Default and will "
-      "automatically reapply Constant when the helper is gone.";
   const auto model = [](std::function<void(AppModel&)> work) {
     return [work = std::move(work)](ModelHarness& h) { h.onMain(work); };
   };
@@ -48,7 +44,7 @@ std::vector<ReasonRow> reasonRows() {
          h.smc.setFanTarget(0, 2000);
          h.run(2.5);
        }},
-      {"competitor", conflict, true, true,
+      {"competitor", conflictText("TG Pro", "Constant"), true, true,
        [](ModelHarness& h) {
          h.setCompetitor(ModelHarness::competitorPath);
          h.run(2.2);

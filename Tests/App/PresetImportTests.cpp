@@ -71,6 +71,7 @@ TEST_F(PresetImportTests, ContentThatIsNoPresetFile) {
       {"version as text", R"({"version":"1","presets":[]})"},
       {"version beyond 64 bits", R"({"version":99999999999999999999,"presets":[]})"},
       {"version with a fraction", R"({"version":1.5,"presets":[]})"},
+      {"no presets", R"({"version":1})"},
       {"presets no array", R"({"version":1,"presets":{}})"},
       {"preset no object", R"({"version":1,"presets":[7]})"},
       {"name no text", with("name", "7")},
@@ -101,6 +102,10 @@ TEST_F(PresetImportTests, UnreadableAndUnsupportedFiles) {
   EXPECT_EQ(refuse(R"({"version":-9223372036854775808,"presets":[]})"),
             "That preset file uses an unsupported format version.");
   EXPECT_EQ(refuse(R"({"version":1,"presets":[]})"), "No valid custom presets found in that file.");
+  FanPreset weak = curvePreset();
+  weak.hysteresis = 0.2;
+  EXPECT_EQ(refuse(PresetExportFile{1, {weak, FanPreset::fullBlast()}}.encode()),
+            "No valid custom presets found in that file.");
   h.doubles.files.readError = "The file “Presets.json” couldn’t be opened: Permission denied.";
   EXPECT_EQ(refuse(validFile()), "Import failed: The file “Presets.json” couldn’t be opened: Permission denied.");
 }
