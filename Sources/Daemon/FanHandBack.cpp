@@ -57,14 +57,10 @@ HandBackReport FanHandBack::all(SMCInterface& smc) {
     ledger_.owe(fan);
   }
   probeOwed_ = true;
-  return run(smc);
+  return again(smc);
 }
 
 HandBackReport FanHandBack::again(SMCInterface& smc) {
-  return run(smc);
-}
-
-HandBackReport FanHandBack::run(SMCInterface& smc) {
   HandBackReport report;
   if (reopen_) {
     smc.close();

@@ -51,7 +51,6 @@ class FanHandBack {
   void countermand(SMCInterface& smc, int fan);
 
  private:
-  HandBackReport run(SMCInterface& smc);
   void command(SMCInterface& smc, std::vector<int> fans);
   /// Commands the fan unless that is needless; false when it is to be tried again.
   bool isCommanded(SMCInterface& smc, int fan);

@@ -18,14 +18,6 @@ class HelperHandBackTests : public testing::Test {
     helper.run(12);
   }
 
-  /// After a hand-back that was asked for at `asked` and is complete now.
-  void expectNothingButHandBacksSince(double asked) {
-    for (const ObservedWrite& write : helper.writesSince(asked)) {
-      EXPECT_TRUE(write.key == "F0Md" || write.key == "F1Md") << write.key << " at " << write.at;
-      EXPECT_EQ(write.value, 0) << write.key << " at " << write.at;
-    }
-  }
-
   HelperHarness helper;
 };
 
@@ -77,9 +69,7 @@ TEST(HelperSessionEndTests, HoweverASessionEndsTheFansGoBack) {
     EXPECT_EQ(helper.finished, session.exitStatus);
     helper.run(20);
     EXPECT_EQ(helper.modes(), automatic);
-    for (const ObservedWrite& write : helper.writesSince(asked)) {
-      EXPECT_TRUE(write.key.ends_with("Md") && write.value == 0) << write.key << " at " << write.at;
-    }
+    helper.expectNothingButHandBacksSince(asked);
   }
 }
 
@@ -98,7 +88,7 @@ TEST_F(HelperHandBackTests, AHandBackOvertakesWritesThatWereAskedForEarlier) {
   EXPECT_LE(reset->at - asked, 2.0);
   EXPECT_EQ(helper.modes(), automatic);
   helper.run(11);
-  expectNothingButHandBacksSince(asked);
+  helper.expectNothingButHandBacksSince(asked);
   for (const Pending& answer : earlier) {
     EXPECT_EQ(answer->code(), Code::internalFailure);
     EXPECT_NE(answer->description().find("overtaken"), std::string::npos);
@@ -123,7 +113,7 @@ TEST_F(HelperHandBackTests, AManualModeThatLatchesAfterTheHandBackIsNotMissed) {
     helper.run(0.25);
     EXPECT_EQ(helper.modes(), automatic);
   }
-  expectNothingButHandBacksSince(asked);
+  helper.expectNothingButHandBacksSince(asked);
   EXPECT_TRUE(helper.lockIsFree());
 }
 
@@ -182,7 +172,7 @@ TEST_F(HelperHandBackTests, AFailingFanStopsNoOtherAndIsTriedAgain) {
   helper.run(5);
   EXPECT_EQ(helper.modes(), automatic);
   EXPECT_TRUE(helper.log.contains("every fan is automatic again"));
-  expectNothingButHandBacksSince(asked);
+  helper.expectNothingButHandBacksSince(asked);
   helper.run(31);
   EXPECT_EQ(helper.finished, 0);
 }

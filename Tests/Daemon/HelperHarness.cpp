@@ -1,6 +1,5 @@
 #include "Daemon/HelperHarness.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
@@ -21,11 +20,6 @@ std::string Answer::description() const {
   }
   const auto found = error->userInfo.find(localizedDescriptionKey);
   return found == error->userInfo.end() ? "" : found->second;
-}
-
-bool MemoryLog::contains(const std::string& text) const {
-  return std::any_of(lines.begin(), lines.end(),
-                     [&](const std::string& line) { return line.find(text) != std::string::npos; });
 }
 
 HelperHarness::HelperHarness() : machine({}, makeWorkload("idle")), observer(machine, scheduler.clock(), false) {
@@ -177,6 +171,13 @@ std::vector<ObservedWrite> HelperHarness::writesSince(double time, const std::st
     }
   }
   return result;
+}
+
+void HelperHarness::expectNothingButHandBacksSince(double asked) const {
+  for (const ObservedWrite& write : writesSince(asked)) {
+    EXPECT_TRUE(write.key == "F0Md" || write.key == "F1Md") << write.key << " at " << write.at;
+    EXPECT_EQ(write.value, 0) << write.key << " at " << write.at;
+  }
 }
 
 }  // namespace halcyra::test

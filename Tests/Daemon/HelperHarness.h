@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Daemon/HelperDaemon.h"
+#include "Support/CapturingLogSink.h"
 #include "Support/VirtualMacIOKit.h"
 #include "Support/VirtualScheduler.h"
 #include "VirtualMac/VirtualMac.h"
@@ -38,13 +39,6 @@ struct Answer {
   std::string description() const;
 };
 using Pending = std::shared_ptr<Answer>;
-
-class MemoryLog : public LogSink {
- public:
-  void write(const LogRecord& record) override { lines.push_back(record.message); }
-  bool contains(const std::string& text) const;
-  std::vector<std::string> lines;
-};
 
 /// The daemon in a process of its own on a simulated machine, all in virtual time.
 class HelperHarness {
@@ -83,6 +77,8 @@ class HelperHarness {
   std::vector<int> modes();
   bool lockIsFree();
   std::vector<ObservedWrite> writesSince(double time, const std::string& suffix = "") const;
+  /// For the time after a hand-back was asked for.
+  void expectNothingButHandBacksSince(double asked) const;
 
   const MachServiceCaller client{":1.1", registeredUser, 100};
   const MachServiceCaller other{":1.2", registeredUser, 101};
@@ -94,7 +90,7 @@ class HelperHarness {
   VirtualMac machine;
   /// The machine as seen from outside the daemon's process.
   VirtualMacIOKit observer;
-  MemoryLog log;
+  CapturingLogSink log;
   std::string lockFile;
   std::shared_ptr<VirtualProcess> process;
   std::unique_ptr<VirtualMacIOKit> iokit;
