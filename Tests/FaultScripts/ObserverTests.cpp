@@ -13,6 +13,7 @@
 
 #include "Helpers/SensorReader.h"
 #include "SMC/SMCParamStruct.h"
+#include "Support/ForwardingIOKit.h"
 #include "Support/ScriptRunner.h"
 #include "VirtualMac/KeyTable.h"
 #include "XPC/FanControlHelperSelector.h"
@@ -30,49 +31,26 @@ void expectBroken(Rule rule, const std::string& script, const ScriptRunner::Defe
   EXPECT_EQ(broken.front().rule, rule) << describe(broken);
 }
 
-/// Passes everything on; a defect changes one thing.
-class WrappedIOKit : public IOKit {
- public:
-  explicit WrappedIOKit(IOKit& inner) : inner_(inner) {}
+SMCParamStruct recordAt(const void* place) {
+  SMCParamStruct record;
+  std::memcpy(&record, place, sizeof record);
+  return record;
+}
 
-  IOMatchingDictionary IOServiceMatching(const char* name) override { return inner_.IOServiceMatching(name); }
-  io_service_t IOServiceGetMatchingService(mach_port_t port, const IOMatchingDictionary& matching) override {
-    return inner_.IOServiceGetMatchingService(port, matching);
-  }
-  kern_return_t IOServiceOpen(io_service_t service, task_port_t task, std::uint32_t type,
-                              io_connect_t* connection) override {
-    return inner_.IOServiceOpen(service, task, type, connection);
-  }
-  kern_return_t IOObjectRelease(io_object_t object) override { return inner_.IOObjectRelease(object); }
-  kern_return_t IOServiceClose(io_connect_t connection) override { return inner_.IOServiceClose(connection); }
-  kern_return_t IOConnectCallStructMethod(io_connect_t connection, std::uint32_t selector, const void* input,
-                                          std::size_t inputSize, void* output, std::size_t* outputSize) override {
-    return inner_.IOConnectCallStructMethod(connection, selector, input, inputSize, output, outputSize);
-  }
-
- protected:
-  static SMCParamStruct recordAt(const void* place) {
-    SMCParamStruct record;
-    std::memcpy(&record, place, sizeof record);
-    return record;
-  }
-  static bool isFanKey(const SMCParamStruct& record, const char* suffix) {
-    return record.key == SMCKey::fan(0, suffix).rawValue || record.key == SMCKey::fan(1, suffix).rawValue;
-  }
-
-  IOKit& inner_;
-};
+bool isFanKey(const SMCParamStruct& record, const char* suffix) {
+  return record.key == SMCKey::fan(0, suffix).rawValue || record.key == SMCKey::fan(1, suffix).rawValue;
+}
 
 /// A driver whose answers to the die sensors go through `change`.
-class ChangedDies : public WrappedIOKit {
+class ChangedDies : public ForwardingIOKit {
  public:
   using Change = std::function<float(float)>;
-  ChangedDies(IOKit& inner, Change change) : WrappedIOKit(inner), change_(std::move(change)) {}
+  ChangedDies(IOKit& inner, Change change) : ForwardingIOKit(inner), change_(std::move(change)) {}
 
   kern_return_t IOConnectCallStructMethod(io_connect_t connection, std::uint32_t selector, const void* input,
                                           std::size_t inputSize, void* output, std::size_t* outputSize) override {
     const kern_return_t status =
-        WrappedIOKit::IOConnectCallStructMethod(connection, selector, input, inputSize, output, outputSize);
+        ForwardingIOKit::IOConnectCallStructMethod(connection, selector, input, inputSize, output, outputSize);
     const SMCParamStruct question = recordAt(input);
     const KeyEntry* const entry = KeyTable::shared().find(SMCKey(question.key));
     const bool isTemperature = entry != nullptr && entry->source == KeySource::temperature && entry->type == "flt ";
@@ -99,10 +77,10 @@ ScriptRunner::Defect changedDies(ChangedDies::Change change) {
 }
 
 /// The writes of a helper go through `pass`: false leaves one out, with success for an answer.
-class FilteredWrites : public WrappedIOKit {
+class FilteredWrites : public ForwardingIOKit {
  public:
   using Pass = std::function<bool(SMCParamStruct&)>;
-  FilteredWrites(IOKit& inner, Pass pass) : WrappedIOKit(inner), pass_(std::move(pass)) {}
+  FilteredWrites(IOKit& inner, Pass pass) : ForwardingIOKit(inner), pass_(std::move(pass)) {}
 
   kern_return_t IOConnectCallStructMethod(io_connect_t connection, std::uint32_t selector, const void* input,
                                           std::size_t inputSize, void* output, std::size_t* outputSize) override {
@@ -112,7 +90,7 @@ class FilteredWrites : public WrappedIOKit {
       std::memcpy(output, &done, sizeof done);
       return kIOReturnSuccess;
     }
-    return WrappedIOKit::IOConnectCallStructMethod(connection, selector, &question, inputSize, output, outputSize);
+    return ForwardingIOKit::IOConnectCallStructMethod(connection, selector, &question, inputSize, output, outputSize);
   }
 
  private:
@@ -195,21 +173,21 @@ TEST(ObserverTests, TheHandBackOfAClientThatIsGoneLeftOut) {
 
 /// Of two writes to a fan the earlier one is carried out once more, seconds later.
 TEST(ObserverTests, AWriteReplayedAfterTheHandBack) {
-  struct Replay : WrappedIOKit {
-    Replay(IOKit& inner, Clock& theClock) : WrappedIOKit(inner), clock(theClock) {}
+  struct Replay : ForwardingIOKit {
+    Replay(IOKit& inner, Clock& theClock) : ForwardingIOKit(inner), clock(theClock) {}
     kern_return_t IOConnectCallStructMethod(io_connect_t connection, std::uint32_t selector, const void* input,
                                             std::size_t inputSize, void* output, std::size_t* outputSize) override {
       const SMCParamStruct question = recordAt(input);
       const bool isWrite = question.command == SMCParamStruct::writeBytes;
       if (isWrite && isFanKey(question, "Tg")) last = question;
       const auto status =
-          WrappedIOKit::IOConnectCallStructMethod(connection, selector, input, inputSize, output, outputSize);
+          ForwardingIOKit::IOConnectCallStructMethod(connection, selector, input, inputSize, output, outputSize);
       const bool isHandBack = isWrite && isFanKey(question, "Md") && question.bytes[0] == 0;
       if (isHandBack && last) {
         SMCParamStruct ignored;
         std::size_t size = sizeof ignored;
         clock.sleep(Seconds{0.3});
-        WrappedIOKit::IOConnectCallStructMethod(connection, selector, &*last, sizeof *last, &ignored, &size);
+        ForwardingIOKit::IOConnectCallStructMethod(connection, selector, &*last, sizeof *last, &ignored, &size);
         last.reset();
       }
       return status;
@@ -267,9 +245,7 @@ TEST(ObserverTests, ATargetBeyondTheLimits) {
   const auto defect = [](ClosedLoop& loop) {
     loop.seams.helperIOKit = [](IOKit& inner, Clock&) {
       return std::make_unique<FilteredWrites>(inner, [](SMCParamStruct& record) {
-        const bool isTarget =
-            record.key == SMCKey::fan(0, "Tg").rawValue || record.key == SMCKey::fan(1, "Tg").rawValue;
-        if (!isTarget) return true;
+        if (!isFanKey(record, "Tg")) return true;
         float target = 0;
         std::memcpy(&target, record.bytes.data(), sizeof target);
         target += 200;
@@ -290,7 +266,7 @@ TEST(ObserverTests, ASelectionThatAProcessLosesWithItsEnd) {
         prepare(platform);
         platform.userDefaults.remove("lastSelectedFanPresetID.v1");
       };
-      return std::make_unique<WrappedIOKit>(inner);
+      return std::make_unique<ForwardingIOKit>(inner);
     };
   };
   expectBroken(Rule::selection, "seed=8 workload=idle; 10.0 preset full-blast; 100.0 kill-application 5.0", defect);

@@ -37,20 +37,11 @@ TEST(ApplicationFaultTests, KilledApplication) {
 }
 
 TEST(ApplicationFaultTests, KilledDuringActivationAtAnyMoment) {
-  struct Row {
-    std::string_view selector;
-    double delay;
-  };
-  for (const Row& row :
-       {Row{Selector::beginSession, 0}, Row{Selector::beginSession, 0.0003}, Row{Selector::setFanMode, 0},
-        Row{Selector::setFanMode, 0.0003}, Row{Selector::setFanMode, 0.3}, Row{Selector::setFanTargetRPM, 0},
-        Row{Selector::setFanTargetRPM, 0.3}}) {
-    SCOPED_TRACE(std::string(row.selector) + " + " + std::to_string(row.delay));
+  for (const ActivationMoment& moment : activationMoments) {
+    SCOPED_TRACE(moment.name());
     FaultBench bench;
     bench.start();
-    bench.loop.activate(FanPreset::fullBlast());
-    ASSERT_TRUE(bench.untilSent(row.selector));
-    bench.loop.run(row.delay);
+    bench.activateUpTo(moment);
     bench.loop.killApplication();
     // A mode that was written may still take effect; it is written over and watched.
     bench.run(2.5);
@@ -122,20 +113,12 @@ struct Quit {
 };
 
 TEST(ApplicationFaultTests, QuitDuringActivationTwice) {
-  struct Row {
-    std::string_view selector;
-    double delay;
-  };
-  for (const Row& row :
-       {Row{Selector::beginSession, 0}, Row{Selector::beginSession, 0.0003}, Row{Selector::setFanMode, 0},
-        Row{Selector::setFanMode, 0.2}, Row{Selector::setFanTargetRPM, 0}, Row{Selector::setFanTargetRPM, 0.2}}) {
-    SCOPED_TRACE(std::string(row.selector) + " + " + std::to_string(row.delay));
+  for (const ActivationMoment& moment : activationMoments) {
+    SCOPED_TRACE(moment.name());
     FaultBench bench;
     bench.start();
     bench.loop.fault("latch-delay 1.5");
-    bench.loop.activate(FanPreset::fullBlast());
-    ASSERT_TRUE(bench.untilSent(row.selector));
-    bench.loop.run(row.delay);
+    bench.activateUpTo(moment);
     Quit quit;
     bool automaticAtEnd = true;
     const auto ended = [&](int& count) {

@@ -8,6 +8,7 @@
 #include "gtest/gtest.h"
 
 #include "Faults/FaultBench.h"
+#include "Support/ScriptWords.h"
 #include "XPC/FanControlHelperSelector.h"
 
 namespace halcyra::test {
@@ -15,15 +16,12 @@ namespace {
 
 namespace Selector = FanControlHelperSelector;
 
-constexpr std::int32_t competitor = 900;
-
 void startCompetitor(FaultBench& bench) {
-  bench.loop.application->doubles->system.setProcess(
-      competitor, "/Library/PrivilegedHelperTools/com.tunabellysoftware.tgfanhelper");
+  bench.loop.application->doubles->system.setProcess(competitorProcess, competitorPath);
 }
 
 void endCompetitor(FaultBench& bench) {
-  bench.loop.application->doubles->system.endProcess(competitor);
+  bench.loop.application->doubles->system.endProcess(competitorProcess);
 }
 
 TEST(CompetitorTests, AppearsUnderControl) {
@@ -44,24 +42,13 @@ TEST(CompetitorTests, AppearsUnderControl) {
   EXPECT_EQ(bench.loop.model().activeConflictMessage(), std::nullopt);
 }
 
-struct Moment {
-  std::string_view selector;
-  double delay;
-};
-
-constexpr Moment activationMoments[] = {{Selector::beginSession, 0},    {Selector::beginSession, 0.0003},
-                                        {Selector::setFanMode, 0},      {Selector::setFanMode, 0.5},
-                                        {Selector::setFanTargetRPM, 0}, {Selector::setFanTargetRPM, 0.5}};
-
 TEST(CompetitorTests, AppearsDuringActivation) {
-  for (const Moment& moment : activationMoments) {
-    SCOPED_TRACE(std::string(moment.selector) + " + " + std::to_string(moment.delay));
+  for (const ActivationMoment& moment : activationMoments) {
+    SCOPED_TRACE(moment.name());
     FaultBench bench;
     bench.start();
     bench.loop.fault("latch-delay 2");
-    bench.loop.activate(FanPreset::fullBlast());
-    ASSERT_TRUE(bench.untilSent(moment.selector));
-    bench.loop.run(moment.delay);
+    bench.activateUpTo(moment);
     startCompetitor(bench);
     const auto before = bench.mark();
     // A scan with the next poll; a fan that is being enabled is not waited for.
@@ -77,6 +64,7 @@ TEST(CompetitorTests, AppearsDuringActivation) {
     EXPECT_FALSE(bench.loop.model().isBusy());
     EXPECT_EQ(bench.loop.model().lastError(), bench.loop.model().activeConflictMessage());
     EXPECT_TRUE(bench.loop.model().activeConflictMessage());
+    EXPECT_EQ(bench.loop.model().visibleError(), std::nullopt) << "the banner shows it";
     endCompetitor(bench);
     bench.loop.fault("clear latch-delay");
     const auto gone = bench.mark();
@@ -138,13 +126,11 @@ TEST(OwnershipTests, ChangedInMidWrite) {
 }
 
 TEST(OwnershipTests, ChangedDuringActivation) {
-  for (const Moment& moment : activationMoments) {
-    SCOPED_TRACE(std::string(moment.selector) + " + " + std::to_string(moment.delay));
+  for (const ActivationMoment& moment : activationMoments) {
+    SCOPED_TRACE(moment.name());
     FaultBench bench;
     bench.start();
-    bench.loop.activate(FanPreset::fullBlast());
-    ASSERT_TRUE(bench.untilSent(moment.selector));
-    bench.loop.run(moment.delay);
+    bench.activateUpTo(moment);
     bench.command([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::anotherApp); });
     bench.run(2);
     bench.expectHandedBackWithin(0);
@@ -223,14 +209,12 @@ TEST(PresetChangeTests, SwitchedToTheSystemsWhileWritesAreOut) {
 }
 
 TEST(PresetChangeTests, DeletedDuringActivation) {
-  for (const Moment& moment : activationMoments) {
-    SCOPED_TRACE(std::string(moment.selector) + " + " + std::to_string(moment.delay));
+  for (const ActivationMoment& moment : activationMoments) {
+    SCOPED_TRACE(moment.name());
     FaultBench bench;
     bench.start();
     bench.command([](AppModel& model) { model.savePreset(steadyPreset(3000)); });
-    bench.loop.activate(steadyPreset(3000));
-    ASSERT_TRUE(bench.untilSent(moment.selector));
-    bench.loop.run(moment.delay);
+    bench.activateUpTo(moment, steadyPreset(3000));
     bench.command([](AppModel& model) { model.deletePreset(steadyPreset(3000)); });
     bench.run(2);
     bench.expectHandedBackWithin(0);

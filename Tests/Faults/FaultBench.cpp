@@ -6,11 +6,13 @@
 
 #include "gtest/gtest.h"
 
+#include "XPC/FanControlHelperSelector.h"
+
 namespace halcyra::test {
 
 namespace {
 
-constexpr double step = 0.1;
+constexpr double lookPeriod = 0.1;
 
 bool isMode(const std::string& key) {
   return key.substr(2) == "Md";
@@ -22,14 +24,16 @@ bool isHandBack(const std::string& key, double value) {
 
 }  // namespace
 
-FanPreset steadyPreset(std::int64_t rpm) {
-  FanPreset preset = FanPreset::cpuCoreDefault();
-  preset.id = UUID::parse("6C1B2F44-7A55-4E0D-9B43-0F2F3B7F1A01").value();
-  preset.name = "Steady";
-  preset.strategy = ControlStrategy::constantRPM;
-  preset.constantRPM = rpm;
-  return preset;
+std::string ActivationMoment::name() const {
+  return std::string(selector) + " + " + std::to_string(delay);
 }
+
+const std::vector<ActivationMoment> activationMoments = {
+    {FanControlHelperSelector::beginSession, 0},      {FanControlHelperSelector::beginSession, 0.0003},
+    {FanControlHelperSelector::setFanMode, 0},        {FanControlHelperSelector::setFanMode, 0.0003},
+    {FanControlHelperSelector::setFanMode, 0.3},      {FanControlHelperSelector::setFanTargetRPM, 0},
+    {FanControlHelperSelector::setFanTargetRPM, 0.3},
+};
 
 FaultBench::FaultBench(const std::string& workload, std::uint64_t seed) : loop(workload, seed) {
   loop.machine.setWriteObserver([this](const std::string& key, double value) {
@@ -88,6 +92,12 @@ void FaultBench::startDriving(const FanPreset& preset) {
   drive(preset);
 }
 
+void FaultBench::activateUpTo(const ActivationMoment& moment, const FanPreset& preset) {
+  loop.activate(preset);
+  EXPECT_TRUE(untilSent(moment.selector));
+  loop.run(moment.delay);
+}
+
 void FaultBench::post(const std::function<void(AppModel&)>& work) {
   loop.application->process->mainQueue().async([model = loop.application->model, work] { work(*model); });
 }
@@ -104,8 +114,8 @@ void FaultBench::run(double seconds) {
 bool FaultBench::until(const std::function<bool()>& done, double limit) {
   const double end = loop.now() + limit;
   while (!done()) {
-    if (loop.now() >= end - step / 2) return false;
-    loop.run(step);
+    if (loop.now() >= end - lookPeriod / 2) return false;
+    loop.run(lookPeriod);
     look();
   }
   return true;

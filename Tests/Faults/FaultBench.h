@@ -5,11 +5,23 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Support/ClosedLoop.h"
 
 namespace halcyra::test {
+
+/// So many seconds after a message of an activation has been sent.
+struct ActivationMoment {
+  std::string_view selector;
+  double delay = 0;
+
+  std::string name() const;
+};
+
+/// On the way of each message, and while what it asks for is being done.
+extern const std::vector<ActivationMoment> activationMoments;
 
 /// A closed loop whose machine is watched while faults happen to it. Every 100 ms of virtual time the machine's own
 /// truth is looked at, and every write that the firmware accepts is judged as it comes:
@@ -37,6 +49,8 @@ class FaultBench {
   void drive(const FanPreset& preset);
   /// The same, from a start.
   void startDriving(const FanPreset& preset);
+  /// Selects the preset, and stops at this moment of its activation.
+  void activateUpTo(const ActivationMoment& moment, const FanPreset& preset = FanPreset::fullBlast());
   /// Hands a command to the model on its main queue, for when time goes on.
   void post(const std::function<void(AppModel&)>& work);
   /// The same, and lets it take effect at once.
@@ -84,7 +98,5 @@ class FaultBench {
   /// The sessions begun when each fan was last handed back.
   std::map<char, std::size_t> handedBackAt_;
 };
-
-FanPreset steadyPreset(std::int64_t rpm);
 
 }  // namespace halcyra::test

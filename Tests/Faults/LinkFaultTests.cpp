@@ -175,8 +175,7 @@ TEST(ConnectionFaultTests, InterruptedDuringACommand) {
     bench.start();
     const auto before = bench.mark();
     bench.loop.bus.addFault(std::string(selector), {Kind::fail, {}, interrupted()});
-    bench.loop.activate(FanPreset::fullBlast());
-    ASSERT_TRUE(bench.untilSent(selector));
+    bench.activateUpTo({selector});
     const double failed = bench.loop.now();
     bench.run(1);
     EXPECT_TRUE(bench.loop.model().lastError());
@@ -222,9 +221,7 @@ TEST(ConnectionFaultTests, BusGoneDuringActivation) {
     SCOPED_TRACE(std::string(selector));
     FaultBench bench;
     bench.start();
-    bench.loop.activate(FanPreset::fullBlast());
-    ASSERT_TRUE(bench.untilSent(selector));
-    bench.loop.run(0.02);
+    bench.activateUpTo({selector, 0.02});
     bench.loop.bus.loseBus();
     bench.run(2);
     bench.expectHandedBackWithin(0);

@@ -17,6 +17,15 @@ constexpr std::int32_t firstProcessID = 1001;
 
 }  // namespace
 
+FanPreset steadyPreset(std::int64_t rpm) {
+  FanPreset preset = FanPreset::cpuCoreDefault();
+  preset.id = UUID::parse("6C1B2F44-7A55-4E0D-9B43-0F2F3B7F1A01").value();
+  preset.name = "Steady";
+  preset.strategy = ControlStrategy::constantRPM;
+  preset.constantRPM = rpm;
+  return preset;
+}
+
 ClosedLoop::ClosedLoop(const std::string& workload, std::uint64_t seed)
     : machine({.seed = seed}, makeWorkload(workload, seed)),
       observer(std::make_unique<VirtualMacIOKit>(machine, scheduler.clock(), false)),

@@ -17,6 +17,9 @@
 
 namespace halcyra::test {
 
+/// A preset of the user's own, always with the same identity: both fans at this speed.
+FanPreset steadyPreset(std::int64_t rpm);
+
 /// The whole program in one process and in virtual time: the real model, client, daemon, fan controllers and simulated
 /// machine, each program in a virtual process of its own that can be killed, stopped and started again.
 class ClosedLoop {

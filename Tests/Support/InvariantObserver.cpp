@@ -5,6 +5,8 @@
 
 #include "fmt/format.h"
 
+#include "Support/ForwardingIOKit.h"
+
 namespace halcyra::test {
 
 namespace {
@@ -25,25 +27,10 @@ constexpr double decisionSeconds = 1;
 constexpr double callsOfOneWrite = 4;
 
 /// Puts an own layer under one that is there already; owns both.
-class Layered : public IOKit {
+class Layered : public ForwardingIOKit {
  public:
   Layered(std::unique_ptr<IOKit> below, std::unique_ptr<IOKit> above)
-      : below_(std::move(below)), above_(std::move(above)) {}
-
-  IOMatchingDictionary IOServiceMatching(const char* name) override { return above_->IOServiceMatching(name); }
-  io_service_t IOServiceGetMatchingService(mach_port_t port, const IOMatchingDictionary& matching) override {
-    return above_->IOServiceGetMatchingService(port, matching);
-  }
-  kern_return_t IOServiceOpen(io_service_t service, task_port_t task, std::uint32_t type,
-                              io_connect_t* connection) override {
-    return above_->IOServiceOpen(service, task, type, connection);
-  }
-  kern_return_t IOObjectRelease(io_object_t object) override { return above_->IOObjectRelease(object); }
-  kern_return_t IOServiceClose(io_connect_t connection) override { return above_->IOServiceClose(connection); }
-  kern_return_t IOConnectCallStructMethod(io_connect_t connection, std::uint32_t selector, const void* input,
-                                          std::size_t inputSize, void* output, std::size_t* outputSize) override {
-    return above_->IOConnectCallStructMethod(connection, selector, input, inputSize, output, outputSize);
-  }
+      : ForwardingIOKit(*above), below_(std::move(below)), above_(std::move(above)) {}
 
  private:
   std::unique_ptr<IOKit> below_;

@@ -8,6 +8,7 @@
 
 #include "Helpers/SensorReader.h"
 #include "SMC/SMCParamStruct.h"
+#include "Support/ForwardingIOKit.h"
 #include "VirtualMac/KeyTable.h"
 #include "XPC/FanControlHelperSelector.h"
 
@@ -141,25 +142,14 @@ void SessionRecord::endWhere(Condition condition) {
   }
 }
 
-class TelemetryRecord::Tap : public IOKit {
+class TelemetryRecord::Tap : public ForwardingIOKit {
  public:
-  Tap(TelemetryRecord& record, IOKit& inner) : record_(record), inner_(inner) {}
-
-  IOMatchingDictionary IOServiceMatching(const char* name) override { return inner_.IOServiceMatching(name); }
-  io_service_t IOServiceGetMatchingService(mach_port_t port, const IOMatchingDictionary& matching) override {
-    return inner_.IOServiceGetMatchingService(port, matching);
-  }
-  kern_return_t IOServiceOpen(io_service_t service, task_port_t task, std::uint32_t type,
-                              io_connect_t* connection) override {
-    return inner_.IOServiceOpen(service, task, type, connection);
-  }
-  kern_return_t IOObjectRelease(io_object_t object) override { return inner_.IOObjectRelease(object); }
-  kern_return_t IOServiceClose(io_connect_t connection) override { return inner_.IOServiceClose(connection); }
+  Tap(TelemetryRecord& record, IOKit& inner) : ForwardingIOKit(inner), record_(record) {}
 
   kern_return_t IOConnectCallStructMethod(io_connect_t connection, std::uint32_t selector, const void* input,
                                           std::size_t inputSize, void* output, std::size_t* outputSize) override {
     const kern_return_t status =
-        inner_.IOConnectCallStructMethod(connection, selector, input, inputSize, output, outputSize);
+        ForwardingIOKit::IOConnectCallStructMethod(connection, selector, input, inputSize, output, outputSize);
     SMCParamStruct question;
     std::memcpy(&question, input, sizeof question);
     const bool isInfo = question.command == SMCParamStruct::readKeyInfo;
@@ -182,7 +172,6 @@ class TelemetryRecord::Tap : public IOKit {
 
  private:
   TelemetryRecord& record_;
-  IOKit& inner_;
 };
 
 std::unique_ptr<IOKit> TelemetryRecord::tap(IOKit& inner) {

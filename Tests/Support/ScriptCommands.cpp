@@ -16,15 +16,6 @@ namespace halcyra::test {
 
 namespace {
 
-FanPreset steadyPreset(std::int64_t rpm) {
-  FanPreset preset = FanPreset::cpuCoreDefault();
-  preset.id = UUID::parse("6C1B2F44-7A55-4E0D-9B43-0F2F3B7F1A01").value();
-  preset.name = "Steady";
-  preset.strategy = ControlStrategy::constantRPM;
-  preset.constantRPM = rpm;
-  return preset;
-}
-
 /// A curve for each fan. The speed that an edit brings makes it a steeper or flatter one.
 FanPreset minePreset(std::int64_t rpm) {
   FanPreset preset = FanPreset::cpuCoreDefault();
