@@ -294,6 +294,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void noteCompetingControllerGone();
   /// Forgets the conflict message, wherever it is shown.
   void clearConflictMessage();
+
+  // AppModelInstallation.cpp
   void refreshHelperState() { helperState_ = helper_->installState(); }
 
   // AppModelSupervisedTest.cpp

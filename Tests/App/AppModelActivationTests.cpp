@@ -300,31 +300,6 @@ TEST(AppModelActivation, repliesUnderAChangedGenerationAreDropped) {
   }
 }
 
-TEST(AppModelActivation, aCompetitorStopsAnActivationThatIsUnderWay) {
-  for (const char* operation : {"begin", "mode", "target"}) {
-    SCOPED_TRACE(operation);
-    ModelHarness h;
-    h.start();
-    h.helper.hold(operation);
-    h.activate(FanPreset::fullBlast());
-    h.setCompetitor(ModelHarness::competitorPath);
-    h.run(2.5);
-    h.helper.release(operation);
-    h.run(10);
-    EXPECT_EQ(h.errorText(), conflictText("TG Pro", "Full Blast"));
-    EXPECT_EQ(h.model().visibleError(), std::nullopt) << "the banner shows it";
-    EXPECT_FALSE(h.model().isBusy());
-    EXPECT_EQ(h.helper.openSession(), 0);
-    EXPECT_EQ(h.helper.count("mode S1 1 manual"), 0u) << "no further fan";
-    EXPECT_EQ(h.helper.count("begin S2"), 0u) << "blocked while it is there";
-    h.setCompetitor(std::nullopt);
-    h.run(3);
-    EXPECT_EQ(h.helper.count("begin S2"), 1u);
-    EXPECT_EQ(h.helper.fans[1].mode, 1);
-    EXPECT_EQ(h.errorText(), "");
-  }
-}
-
 TEST(AppModelActivation, aFanThatVanishesWhileItsModeLatchesIsAnAbnormalPreflight) {
   ModelHarness h;
   h.start();

@@ -57,55 +57,41 @@ TEST(AppModelSafety, aCompetitorIsOnlyReportedWhereNoPresetDrives) {
   }
 }
 
-TEST(AppModelSafety, aConflictReportedByTheHelperBlocksTheRestore) {
-  ModelHarness h;
-  h.startDriving(constantPreset(3000));
-  h.helper.failNext("target", helperError(6, "rejected"));
-  h.smc.setFanTarget(0, 2000);
-  h.helper.hold("target");
-  h.run(2.5);
-  // Between two scans: the failure itself makes the model look.
-  h.setCompetitor(ModelHarness::competitorPath);
-  h.run(0.5);
-  EXPECT_EQ(h.model().competingController(), std::nullopt);
-  h.helper.release("target");
-  h.run(0.1);
-  EXPECT_EQ(h.errorText(), conflictText("TG Pro", "Constant"));
-  h.run(10);
-  EXPECT_EQ(h.helper.openSession(), 0);
-  h.setCompetitor(std::nullopt);
-  h.run(3);
-  EXPECT_EQ(h.helper.openSession(), 2);
-}
-
-TEST(AppModelSafety, anyFailureBesideACompetitorWaitsForItsEnd) {
-  ModelHarness h;
-  h.startDriving(constantPreset(3000));
-  h.helper.failNext("target", helperError(99, "stuck"));
-  h.smc.setFanTarget(0, 2000);
-  h.helper.hold("target");
-  h.run(2.5);
-  h.setCompetitor(ModelHarness::competitorPath);
-  h.helper.release("target");
-  h.run(0.1);
-  EXPECT_EQ(h.errorText(), "stuck");
-  h.run(20);
-  EXPECT_EQ(h.helper.openSession(), 0);
-  EXPECT_EQ(h.errorText(), "stuck") << "no attempt was made meanwhile";
-  h.setCompetitor(std::nullopt);
-  h.run(3);
-  EXPECT_EQ(h.helper.openSession(), 2);
-}
-
-TEST(AppModelSafety, theHelpersConflictWithoutACompetitorIsAPlainFailure) {
-  ModelHarness h;
-  h.startDriving(constantPreset(3000));
-  h.helper.failNext("target", helperError(6, "rejected"));
-  h.smc.setFanTarget(0, 2000);
-  h.run(2);
-  EXPECT_EQ(h.errorText(), "rejected");
-  h.run(8);
-  EXPECT_EQ(h.helper.openSession(), 2);
+TEST(AppModelSafety, aFailedWriteBesideACompetitorWaitsForItsEnd) {
+  struct Row {
+    /// 6: the helper takes it for a conflict.
+    std::int64_t code;
+    bool competitor;
+    std::string message;
+  };
+  for (const Row& row : std::vector<Row>{
+           {6, true, conflictText("TG Pro", "Constant")}, {99, true, "rejected"}, {6, false, "rejected"}}) {
+    SCOPED_TRACE(std::to_string(row.code) + (row.competitor ? " beside a competitor" : ""));
+    ModelHarness h;
+    h.startDriving(constantPreset(3000));
+    h.helper.failNext("target", helperError(row.code, "rejected"));
+    h.smc.setFanTarget(0, 2000);
+    h.helper.hold("target");
+    h.run(2.5);
+    // Between two scans: the failure itself makes the model look.
+    if (row.competitor) h.setCompetitor(ModelHarness::competitorPath);
+    h.run(0.5);
+    EXPECT_EQ(h.model().competingController(), std::nullopt);
+    h.helper.release("target");
+    h.run(0.1);
+    EXPECT_EQ(h.errorText(), row.message);
+    EXPECT_EQ(h.helper.openSession(), 0);
+    if (row.competitor) {
+      h.run(20);
+      EXPECT_EQ(h.helper.openSession(), 0);
+      EXPECT_EQ(h.errorText(), row.message) << "no attempt was made meanwhile";
+      h.setCompetitor(std::nullopt);
+      h.run(3);
+    } else {
+      h.run(8);
+    }
+    EXPECT_EQ(h.helper.openSession(), 2);
+  }
 }
 
 TEST(AppModelSafety, ownershipMovesAwayAndBack) {
