@@ -39,37 +39,6 @@ std::optional<Error> readable(const std::optional<Error>& error) {
 
 }  // namespace
 
-HelperInstallState helperInstallStateFromStatus(int status) {
-  switch (status) {
-    case ServiceManagement::notRegistered:
-      return HelperInstallState::notRegistered;
-    case ServiceManagement::enabled:
-      return HelperInstallState::enabled;
-    case ServiceManagement::requiresApproval:
-      return HelperInstallState::requiresApproval;
-    case ServiceManagement::notFound:
-      return HelperInstallState::notFound;
-    default:
-      return HelperInstallState::unknown;
-  }
-}
-
-std::string_view rawValue(HelperInstallState state) {
-  switch (state) {
-    case HelperInstallState::notRegistered:
-      return "Not installed";
-    case HelperInstallState::enabled:
-      return "Approved";
-    case HelperInstallState::requiresApproval:
-      return "Approval required";
-    case HelperInstallState::notFound:
-      return "Not set up";
-    case HelperInstallState::unknown:
-      break;
-  }
-  return "Unknown";
-}
-
 /// What callbacks of the connection and of the heartbeat share with the client. Two locks, always taken heartbeat lock
 /// first; no message is sent and no completion called while the state lock is held.
 struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
@@ -199,20 +168,17 @@ void HelperClient::State::beat() {
 }
 
 void HelperClient::State::heartbeatEnded(const std::string& id, const std::optional<Error>& error) {
-  int failures = 0;
   {
     const std::lock_guard lock(heartbeatLock);
-    if (!error) {
-      consecutiveHeartbeatFailures = 0;
+    // A late answer says nothing about the session that has begun since.
+    if (storedSessionID() != id) {
       return;
     }
-    failures = ++consecutiveHeartbeatFailures;
-  }
-  if (storedSessionID() != id) {
-    return;
-  }
-  if (!HelperXPCError::isInvalidSession(*error) && failures <= toleratedHeartbeatFailures) {
-    return;
+    consecutiveHeartbeatFailures = error ? consecutiveHeartbeatFailures + 1 : 0;
+    const bool isTolerated = consecutiveHeartbeatFailures <= toleratedHeartbeatFailures;
+    if (!error || (isTolerated && !HelperXPCError::isInvalidSession(*error))) {
+      return;
+    }
   }
   std::function<void(Error)> handler;
   {

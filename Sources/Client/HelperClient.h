@@ -6,17 +6,11 @@
 #include <optional>
 #include <string>
 
+#include "Client/HelperInstallState.h"
 #include "Platform/Platform.h"
 #include "Platform/PropertyList.h"
 
 namespace halcyra {
-
-enum class HelperInstallState { notRegistered, enabled, requiresApproval, notFound, unknown };
-
-/// From a `ServiceManagement` status.
-HelperInstallState helperInstallStateFromStatus(int status);
-/// The text shown to the user ("Not installed", "Approved", …).
-std::string_view rawValue(HelperInstallState state);
 
 /// The application's single connection to the privileged helper: registration, the one session with its heartbeat and
 /// activity, the fan commands. Safe from any thread; completions come exactly once, on a thread of the connection or

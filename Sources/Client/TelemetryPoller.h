@@ -5,7 +5,7 @@
 #include <variant>
 #include <vector>
 
-#include "Client/HelperClient.h"
+#include "Client/HelperInstallState.h"
 #include "Helpers/SensorReader.h"
 #include "Platform/Platform.h"
 #include "SMC/FanController.h"

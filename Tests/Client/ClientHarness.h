@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Client/HelperClient.h"
@@ -16,6 +17,14 @@
 #include "XPC/FanControlHelperSelector.h"
 
 namespace halcyra::test {
+
+namespace Selector = FanControlHelperSelector;
+using Fault = MessageFault::Kind;
+
+/// A selector as messages and scripts name it.
+inline std::string text(std::string_view selector) {
+  return std::string(selector);
+}
 
 /// One message as the helper received it.
 struct ReceivedMessage {
