@@ -149,15 +149,19 @@ SMCParamStruct IOKitSMCBridge::call(const SMCParamStruct& input, std::string_vie
   return output;
 }
 
-SMCKeyInfo IOKitSMCBridge::getKeyInfo(SMCKey key) {
-  constexpr std::string_view operation = "read key info";
-  SMCParamStruct input;
+SMCParamStruct IOKitSMCBridge::callForKey(SMCKey key, SMCParamStruct input, std::string_view operation) {
   input.key = key.rawValue;
-  input.command = SMCParamStruct::readKeyInfo;
   const SMCParamStruct output = call(input, operation, key);
   if (output.result != SMCError::resultSuccess) {
     throw resultError(output.result, operation, stringFromKey(key));
   }
+  return output;
+}
+
+SMCKeyInfo IOKitSMCBridge::getKeyInfo(SMCKey key) {
+  SMCParamStruct input;
+  input.command = SMCParamStruct::readKeyInfo;
+  const SMCParamStruct output = callForKey(key, input, "read key info");
   return {.key = key,
           .dataSize = output.keyInfoDataSize,
           .dataType = output.keyInfoDataType,
@@ -166,19 +170,13 @@ SMCKeyInfo IOKitSMCBridge::getKeyInfo(SMCKey key) {
 }
 
 IOKitSMCBridge::RawValue IOKitSMCBridge::readBytes(SMCKey key, std::uint32_t size) {
-  constexpr std::string_view operation = "read bytes";
   if (size > SMCParamStruct::maximumValueSize) {
     throw SMCError::readFailed("SMC values larger than 32 bytes are unsupported");
   }
   SMCParamStruct input;
-  input.key = key.rawValue;
   input.keyInfoDataSize = size;
   input.command = SMCParamStruct::readBytes;
-  const SMCParamStruct output = call(input, operation, key);
-  if (output.result != SMCError::resultSuccess) {
-    throw resultError(output.result, operation, stringFromKey(key));
-  }
-  return {output.bytes, size};
+  return {callForKey(key, input, "read bytes").bytes, size};
 }
 
 SMCValue IOKitSMCBridge::readKey(SMCKey key) {

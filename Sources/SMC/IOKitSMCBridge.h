@@ -89,6 +89,8 @@ class IOKitSMCBridge : public SMCInterface {
 
   /// The single user-client call. `operation` and `key` name it in errors only.
   SMCParamStruct call(const SMCParamStruct& input, std::string_view operation, std::optional<SMCKey> key);
+  /// A call about `key` that the firmware has done; throws what it answered otherwise.
+  SMCParamStruct callForKey(SMCKey key, SMCParamStruct input, std::string_view operation);
   RawValue readBytes(SMCKey key, std::uint32_t size);
   void performWrite(SMCKey key, const SMCValue& value, bool verifyImmediately);
   void writeAllowedValue(SMCKey key, const SMCValue& value, bool verifyImmediately);

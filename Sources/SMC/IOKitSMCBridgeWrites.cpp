@@ -137,7 +137,6 @@ void IOKitSMCBridge::performWrite(SMCKey key, const SMCValue& value, bool verify
 }
 
 void IOKitSMCBridge::writeAllowedValue(SMCKey key, const SMCValue& value, bool verifyImmediately) {
-  constexpr std::string_view operation = "write bytes";
   const std::string keyName = stringFromKey(key);
   const SMCKeyInfo info = getKeyInfo(key);
   validateFanWrite(keyName, value, info, writeCapability_);
@@ -147,17 +146,10 @@ void IOKitSMCBridge::writeAllowedValue(SMCKey key, const SMCValue& value, bool v
         fmt::format("{} requires {} bytes, encoder produced {}", keyName, info.dataSize, bytes.size()));
   }
   SMCParamStruct input;
-  input.key = key.rawValue;
   input.keyInfoDataSize = info.dataSize;
   input.command = SMCParamStruct::writeBytes;
   std::copy_n(bytes.begin(), std::min<std::size_t>(bytes.size(), input.bytes.size()), input.bytes.begin());
-  const SMCParamStruct output = call(input, operation, key);
-  if (output.result == SMCError::resultKeyNotFound) {
-    throw SMCError::keyNotFound(keyName);
-  }
-  if (output.result != SMCError::resultSuccess) {
-    throw SMCError::firmwareFailed(std::string(operation), keyName, output.result);
-  }
+  callForKey(key, input, "write bytes");
   if (verifyImmediately) {
     verifyReadback(key, bytes);
   }
