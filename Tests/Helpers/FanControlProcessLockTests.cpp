@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -17,6 +16,7 @@
 
 #include "Helpers/FanControlProcessLock.h"
 #include "Support/ManualClock.h"
+#include "Support/TemporaryFolder.h"
 
 namespace halcyra {
 
@@ -27,16 +27,6 @@ using LockError = FanControlProcessLockError;
 
 class FanControlProcessLockTest : public testing::Test {
  protected:
-  FanControlProcessLockTest() {
-    std::string pattern = (fs::temp_directory_path() / "aerovane-lock-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
-    folder_ = pattern;
-  }
-  ~FanControlProcessLockTest() override {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-  }
-
   std::string path() const { return (folder_ / "control.lock").string(); }
 
   void writeFile(const std::string& file, const std::string& content) { std::ofstream(file) << content; }
@@ -66,7 +56,7 @@ class FanControlProcessLockTest : public testing::Test {
     return LockError::systemError(0);
   }
 
-  fs::path folder_;
+  test::TemporaryFolder folder_;
   test::ManualClock clock_;
 };
 
@@ -146,7 +136,7 @@ TEST_F(FanControlProcessLockTest, RefusesFilesThatAreNotSafe) {
       {"directory", [&] { fs::create_directory(path()); }, std::nullopt, LockError::unsafeLockFile()},
       {"pipe", [&] { ASSERT_EQ(::mkfifo(path().c_str(), 0600), 0); }, std::nullopt, LockError::unsafeLockFile()},
       {"file of another user", [&] { writeFile(path(), "content"); }, ::geteuid() + 1, LockError::unsafeLockFile()},
-      {"no folder", [&] { fs::remove_all(folder_); }, std::nullopt, LockError::systemError(ENOENT)},
+      {"no folder", [&] { fs::remove_all(folder_.path()); }, std::nullopt, LockError::systemError(ENOENT)},
   };
   for (const Case& testCase : cases) {
     SCOPED_TRACE(testCase.what);

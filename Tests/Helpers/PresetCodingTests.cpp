@@ -12,7 +12,7 @@ namespace halcyra {
 
 namespace {
 
-using Case = PresetCodingError::Case;
+using ErrorCase = PresetCodingError::Case;
 
 FanPreset fullPreset() {
   return {.id = *UUID::parse("ABCDEF00-0000-4000-8000-000000000009"),
@@ -50,7 +50,7 @@ std::string presetDocument(const std::string& key, const std::string& member) {
   return "[{" + text + "}]";
 }
 
-std::string description(const std::function<void()>& work, Case expected) {
+std::string description(const std::function<void()>& work, ErrorCase expected) {
   try {
     work();
   } catch (const PresetCodingError& error) {
@@ -138,34 +138,38 @@ TEST(PresetCoding, RefusesWhatIsNoPreset) {
   struct BadMember {
     const char* key;
     const char* member;
-    Case kind;
+    ErrorCase kind;
     const char* text;
   };
   const BadMember cases[] = {
-      {"id", "", Case::missingKey, "\"[0].id\" is missing."},
-      {"id", R"("id":"abc")", Case::wrongType, "\"[0].id\" is not a UUID."},
-      {"id", R"("id":5)", Case::wrongType, "\"[0].id\" is not a string."},
-      {"name", "", Case::missingKey, "\"[0].name\" is missing."},
-      {"name", R"("name":null)", Case::wrongType, "\"[0].name\" is not a string."},
-      {"kind", "", Case::missingKey, "\"[0].kind\" is missing."},
-      {"kind", R"("kind":"Custom")", Case::unknownValue, "\"[0].kind\" has the unknown value \"Custom\"."},
-      {"strategy", R"("strategy":"")", Case::unknownValue, "\"[0].strategy\" has the unknown value \"\"."},
-      {"strategy", R"("strategy":1)", Case::wrongType, "\"[0].strategy\" is not a string."},
-      {"lowTemperature", "", Case::missingKey, "\"[0].lowTemperature\" is missing."},
-      {"lowTemperature", R"("lowTemperature":"30")", Case::wrongType, "\"[0].lowTemperature\" is not a number."},
-      {"highTemperature", R"("highTemperature":true)", Case::wrongType, "\"[0].highTemperature\" is not a number."},
-      {"constantRPM", R"("constantRPM":3000.5)", Case::wrongType, "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":9223372036854775808)", Case::wrongType,
+      {"id", "", ErrorCase::missingKey, "\"[0].id\" is missing."},
+      {"id", R"("id":"abc")", ErrorCase::wrongType, "\"[0].id\" is not a UUID."},
+      {"id", R"("id":5)", ErrorCase::wrongType, "\"[0].id\" is not a string."},
+      {"name", "", ErrorCase::missingKey, "\"[0].name\" is missing."},
+      {"name", R"("name":null)", ErrorCase::wrongType, "\"[0].name\" is not a string."},
+      {"kind", "", ErrorCase::missingKey, "\"[0].kind\" is missing."},
+      {"kind", R"("kind":"Custom")", ErrorCase::unknownValue, "\"[0].kind\" has the unknown value \"Custom\"."},
+      {"strategy", R"("strategy":"")", ErrorCase::unknownValue, "\"[0].strategy\" has the unknown value \"\"."},
+      {"strategy", R"("strategy":1)", ErrorCase::wrongType, "\"[0].strategy\" is not a string."},
+      {"lowTemperature", "", ErrorCase::missingKey, "\"[0].lowTemperature\" is missing."},
+      {"lowTemperature", R"("lowTemperature":"30")", ErrorCase::wrongType, "\"[0].lowTemperature\" is not a number."},
+      {"highTemperature", R"("highTemperature":true)", ErrorCase::wrongType,
+       "\"[0].highTemperature\" is not a number."},
+      {"constantRPM", R"("constantRPM":3000.5)", ErrorCase::wrongType,
        "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":-9223372036854775809)", Case::wrongType,
+      {"constantRPM", R"("constantRPM":9223372036854775808)", ErrorCase::wrongType,
        "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":1e19)", Case::wrongType, "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":true)", Case::wrongType, "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"hysteresis", R"("hysteresis":null)", Case::wrongType, "\"[0].hysteresis\" is not a number."},
-      {"linkedFans", "", Case::missingKey, "\"[0].linkedFans\" is missing."},
-      {"linkedFans", R"("linkedFans":1)", Case::wrongType, "\"[0].linkedFans\" is not a boolean."},
-      {"fan0Settings", R"("fan0Settings":[])", Case::wrongType, "\"[0].fan0Settings\" is not an object."},
-      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1})", Case::missingKey,
+      {"constantRPM", R"("constantRPM":-9223372036854775809)", ErrorCase::wrongType,
+       "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"constantRPM", R"("constantRPM":1e19)", ErrorCase::wrongType,
+       "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"constantRPM", R"("constantRPM":true)", ErrorCase::wrongType,
+       "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"hysteresis", R"("hysteresis":null)", ErrorCase::wrongType, "\"[0].hysteresis\" is not a number."},
+      {"linkedFans", "", ErrorCase::missingKey, "\"[0].linkedFans\" is missing."},
+      {"linkedFans", R"("linkedFans":1)", ErrorCase::wrongType, "\"[0].linkedFans\" is not a boolean."},
+      {"fan0Settings", R"("fan0Settings":[])", ErrorCase::wrongType, "\"[0].fan0Settings\" is not an object."},
+      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1})", ErrorCase::missingKey,
        "\"[0].fan0Settings.highTemperature\" is missing."},
   };
   for (const BadMember& testCase : cases) {
@@ -177,44 +181,45 @@ TEST(PresetCoding, RefusesWhatIsNoPreset) {
 TEST(PresetCoding, RefusesOtherDocuments) {
   struct BadDocument {
     const char* text;
-    Case kind;
+    ErrorCase kind;
     const char* description;
   };
   const BadDocument cases[] = {
-      {"", Case::malformed, "The data is not valid JSON (at byte 1)."},
-      {"{\"version\":1,\"presets\":[]", Case::malformed, "The data is not valid JSON (at byte 26)."},
-      {"{\"version\":1,\"presets\":[]} x", Case::malformed, "The data is not valid JSON (at byte 28)."},
-      {"{\"version\":1e999,\"presets\":[]}", Case::malformed, "The data is not valid JSON (a number is out of range)."},
-      {"{\"version\":NaN,\"presets\":[]}", Case::malformed, "The data is not valid JSON (at byte 12)."},
-      {"[]", Case::wrongType, "The document is not an object."},
-      {"{\"presets\":[]}", Case::missingKey, "\"version\" is missing."},
-      {"{\"version\":\"1\",\"presets\":[]}", Case::wrongType, "\"version\" is not an integer of 64 bits."},
-      {"{\"version\":1}", Case::missingKey, "\"presets\" is missing."},
-      {"{\"version\":1,\"presets\":{}}", Case::wrongType, "\"presets\" is not an array."},
-      {"{\"version\":1,\"presets\":[[]]}", Case::wrongType, "\"presets[0]\" is not an object."},
+      {"", ErrorCase::malformed, "The data is not valid JSON (at byte 1)."},
+      {"{\"version\":1,\"presets\":[]", ErrorCase::malformed, "The data is not valid JSON (at byte 26)."},
+      {"{\"version\":1,\"presets\":[]} x", ErrorCase::malformed, "The data is not valid JSON (at byte 28)."},
+      {"{\"version\":1e999,\"presets\":[]}", ErrorCase::malformed,
+       "The data is not valid JSON (a number is out of range)."},
+      {"{\"version\":NaN,\"presets\":[]}", ErrorCase::malformed, "The data is not valid JSON (at byte 12)."},
+      {"[]", ErrorCase::wrongType, "The document is not an object."},
+      {"{\"presets\":[]}", ErrorCase::missingKey, "\"version\" is missing."},
+      {"{\"version\":\"1\",\"presets\":[]}", ErrorCase::wrongType, "\"version\" is not an integer of 64 bits."},
+      {"{\"version\":1}", ErrorCase::missingKey, "\"presets\" is missing."},
+      {"{\"version\":1,\"presets\":{}}", ErrorCase::wrongType, "\"presets\" is not an array."},
+      {"{\"version\":1,\"presets\":[[]]}", ErrorCase::wrongType, "\"presets[0]\" is not an object."},
   };
   for (const BadDocument& testCase : cases) {
     EXPECT_EQ(description([&] { PresetExportFile::decode(testCase.text); }, testCase.kind), testCase.description)
         << testCase.text;
   }
-  description([] { PresetCoding::decodePresets("{}"); }, Case::wrongType);
-  description([] { PresetCoding::decodeFanCurve(R"({"minTemp":1,"maxTemp":2,"minRPM":3})"); }, Case::missingKey);
+  description([] { PresetCoding::decodePresets("{}"); }, ErrorCase::wrongType);
+  description([] { PresetCoding::decodeFanCurve(R"({"minTemp":1,"maxTemp":2,"minRPM":3})"); }, ErrorCase::missingKey);
 }
 
 TEST(PresetCoding, WritesNothingThatCouldNotBeReadBack) {
   FanPreset preset = fullPreset();
   preset.fan1Settings->lowTemperature = test::nan;
-  EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{preset}); }, Case::notEncodable),
+  EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{preset}); }, ErrorCase::notEncodable),
             "\"lowTemperature\" is not a finite number.");
-  description([&] { PresetCoding::encode(PresetExportFile{.presets = {preset}}); }, Case::notEncodable);
+  description([&] { PresetCoding::encode(PresetExportFile{.presets = {preset}}); }, ErrorCase::notEncodable);
   description(
       [] {
         PresetCoding::encode(FanCurve{0, std::numeric_limits<double>::infinity(), 0, 0});
       },
-      Case::notEncodable);
+      ErrorCase::notEncodable);
   FanPreset misnamed = fullPreset();
   misnamed.name = "\xFF";
-  EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{misnamed}); }, Case::notEncodable),
+  EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{misnamed}); }, ErrorCase::notEncodable),
             "\"name\" is not valid Unicode text.");
 }
 

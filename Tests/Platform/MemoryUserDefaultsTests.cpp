@@ -1,6 +1,4 @@
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <limits>
 #include <string>
@@ -12,14 +10,14 @@
 #include "Platform/Linux/JSONUserDefaults.h"
 #include "Support/CapturingLogSink.h"
 #include "Support/MemoryUserDefaults.h"
+#include "Support/TemporaryFolder.h"
 
 namespace halcyra::test {
 
 TEST(MemoryUserDefaults, HasTheTypingRulesOfTheRealStore) {
-  std::string folder = (std::filesystem::temp_directory_path() / "aerovane-test-XXXXXX").string();
-  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  const TemporaryFolder folder;
   CapturingLogSink log;
-  JSONUserDefaults real(std::filesystem::path(folder) / "settings.json", log);
+  JSONUserDefaults real(folder / "settings.json", log);
   MemoryUserDefaults memory;
   const std::vector<std::pair<std::string, std::function<void(UserDefaults&)>>> changes{
       {"integer", [](UserDefaults& store) { store.setInteger("key", -7); }},
@@ -46,7 +44,6 @@ TEST(MemoryUserDefaults, HasTheTypingRulesOfTheRealStore) {
     EXPECT_EQ(memory.data("key"), real.data("key"));
     EXPECT_EQ(memory.integer("other"), std::nullopt);
   }
-  std::filesystem::remove_all(folder);
 }
 
 TEST(MemoryUserDefaults, ForgetsAtRestartWhatItCouldNotWrite) {

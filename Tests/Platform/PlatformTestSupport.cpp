@@ -13,17 +13,6 @@
 
 namespace halcyra::test {
 
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "aerovane-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 std::string contentOf(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -44,34 +33,14 @@ std::vector<std::string> namesIn(const std::filesystem::path& folder) {
 }
 
 void CapturedLog::write(const LogRecord& record) {
+  CapturingLogSink::write(record);
   const std::lock_guard lock(mutex_);
-  records_.push_back(record);
   changed_.notify_all();
 }
 
 bool CapturedLog::awaitText(const std::string& text) const {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, patience, [&] {
-    return std::any_of(records_.begin(), records_.end(),
-                       [&](const LogRecord& record) { return record.message.find(text) != std::string::npos; });
-  });
-}
-
-std::vector<LogRecord> CapturedLog::records() const {
-  const std::lock_guard lock(mutex_);
-  return records_;
-}
-
-std::size_t CapturedLog::count(LogLevel level) const {
-  const auto all = records();
-  return static_cast<std::size_t>(
-      std::count_if(all.begin(), all.end(), [&](const LogRecord& record) { return record.level == level; }));
-}
-
-bool CapturedLog::contains(const std::string& text) const {
-  const auto all = records();
-  return std::any_of(all.begin(), all.end(),
-                     [&](const LogRecord& record) { return record.message.find(text) != std::string::npos; });
+  return changed_.wait_for(lock, patience, [&] { return contains(text); });
 }
 
 PrivateBus::PrivateBus(const std::filesystem::path& folder) : folder_(folder) {

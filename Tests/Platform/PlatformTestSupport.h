@@ -12,45 +12,28 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "Platform/Log.h"
+#include "Support/CapturingLogSink.h"
+#include "Support/TemporaryFolder.h"
 
 namespace halcyra::test {
 
 /// How long anything may take before it counts as failed. Generous: nothing waits for it in vain.
 inline constexpr std::chrono::seconds patience{60};
 
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::filesystem::path& path() const { return path_; }
-  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-
- private:
-  std::filesystem::path path_;
-};
-
 std::string contentOf(const std::filesystem::path& path);
 void writeContent(const std::filesystem::path& path, const std::string& content);
 std::vector<std::string> namesIn(const std::filesystem::path& folder);
 
-/// Keeps what is logged.
-class CapturedLog : public LogSink {
+/// Keeps what is logged, and can be waited on.
+class CapturedLog : public CapturingLogSink {
  public:
   void write(const LogRecord& record) override;
-  std::vector<LogRecord> records() const;
-  std::size_t count(LogLevel level) const;
-  bool contains(const std::string& text) const;
   /// Waits for a record with this text; false when none comes.
   bool awaitText(const std::string& text) const;
 
  private:
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
-  std::vector<LogRecord> records_;
 };
 
 /// What other threads report, in the order in which it came.

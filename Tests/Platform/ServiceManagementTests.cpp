@@ -133,7 +133,7 @@ TEST_F(ServiceManagementTests, RecordsThatCannotBeBelievedLetNothingStart) {
     writeContent(layout_.registration, one.content);
     chmod(layout_.registration.c_str(), one.mode);
     EXPECT_FALSE(mayStart(layout_, log));
-    EXPECT_EQ(log.count(LogLevel::error), 1U);
+    EXPECT_EQ(log.messages(LogLevel::error).size(), 1U);
     EXPECT_EQ(management(0).daemonStatus(plist), ServiceManagement::notRegistered);
   }
   writeContent(layout_.registration, good);

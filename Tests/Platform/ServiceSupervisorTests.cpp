@@ -1,13 +1,12 @@
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "gtest/gtest.h"
 
 #include "Platform/Linux/ServiceSupervisor.h"
+#include "Platform/Linux/UnixSocket.h"
 #include "Platform/PlatformTestSupport.h"
 #include "Support/VirtualScheduler.h"
 
@@ -18,12 +17,10 @@ namespace {
 class Manager {
  public:
   explicit Manager(const std::filesystem::path& folder) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
     const std::string path = (folder / "notify").string();
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    const auto address = unixSocketAddress(path);
     socket_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&*address), sizeof *address), 0);
     ::setenv("NOTIFY_SOCKET", path.c_str(), 1);
   }
   ~Manager() {

@@ -75,13 +75,13 @@ TEST_F(UserDefaultsTests, ADamagedFileIsMovedAsideAndNeverOverwritten) {
     writeContent(file_, damage[i]);
     CapturedLog log;
     JSONUserDefaults defaults(file_, log);
-    EXPECT_EQ(log.count(LogLevel::error), 1U);
+    EXPECT_EQ(log.messages(LogLevel::error).size(), 1U);
     const std::string copy = file_.string() + ".damaged-" + std::to_string(i + 1);
     EXPECT_TRUE(log.contains(copy));
     EXPECT_EQ(contentOf(copy), damage[i]);
     defaults.setInteger("kept", 7);
     EXPECT_EQ(JSONUserDefaults(file_, log).integer("kept"), 7);
-    EXPECT_EQ(log.count(LogLevel::error), 1U);
+    EXPECT_EQ(log.messages(LogLevel::error).size(), 1U);
   }
 }
 
@@ -91,7 +91,7 @@ TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsKeptInMemoryAndSaidOnce) {
   defaults.setInteger("a", 1);
   defaults.setInteger("a", 2);
   EXPECT_EQ(defaults.integer("a"), 2);
-  EXPECT_EQ(log_.count(LogLevel::error), 1U);
+  EXPECT_EQ(log_.messages(LogLevel::error).size(), 1U);
   EXPECT_EQ(contentOf(folder_ / "aerovane"), "in the way");
 }
 
@@ -104,12 +104,12 @@ TEST_F(UserDefaultsTests, AFailureThatPassesIsSaidAgainWhenItComesBack) {
   defaults.setInteger("a", 1);
   std::filesystem::remove(file_);
   defaults.setInteger("a", 2);
-  EXPECT_EQ(log.count(LogLevel::error), 1U);
+  EXPECT_EQ(log.messages(LogLevel::error).size(), 1U);
   EXPECT_EQ(JSONUserDefaults(file_, log).integer("a"), 2);
   std::filesystem::remove(file_);
   std::filesystem::create_directories(file_);
   defaults.setInteger("a", 3);
-  EXPECT_EQ(log.count(LogLevel::error), 2U);
+  EXPECT_EQ(log.messages(LogLevel::error).size(), 2U);
   EXPECT_EQ(defaults.integer("a"), 3);
 }
 
@@ -118,7 +118,7 @@ TEST_F(UserDefaultsTests, AFileThatCannotBeReadIsLeftAlone) {
   JSONUserDefaults defaults(file_, log_);
   defaults.setString("a", "b");
   EXPECT_EQ(defaults.string("a"), "b");
-  EXPECT_EQ(log_.count(LogLevel::error), 1U);
+  EXPECT_EQ(log_.messages(LogLevel::error).size(), 1U);
   EXPECT_TRUE(std::filesystem::is_directory(file_ / "inner"));
 }
 
@@ -131,7 +131,7 @@ TEST_F(UserDefaultsTests, ValuesThatJSONCannotHoldAreRefusedAndTheOldOnesStay) {
   defaults.setString("string", "\xC3(");
   EXPECT_EQ(defaults.number("number"), 3);
   EXPECT_EQ(defaults.string("string"), "old");
-  EXPECT_EQ(log_.count(LogLevel::error), 3U);
+  EXPECT_EQ(log_.messages(LogLevel::error).size(), 3U);
   EXPECT_EQ(contentOf(file_).find("null"), std::string::npos);
 }
 

@@ -1,54 +1,31 @@
-#include <functional>
 #include <gtest/gtest.h>
 
 #include "SMC/FanController.h"
+#include "Support/CapturingLogSink.h"
 #include "Support/ManualClock.h"
 #include "Support/ScriptedSMC.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 namespace {
 
+using test::CapturingLogSink;
+using test::errorOf;
 using test::ManualClock;
 using test::ScriptedSMC;
-
-class RecordingLog : public LogSink {
- public:
-  void write(const LogRecord& record) override { records.push_back(record); }
-
-  std::vector<std::string> messages(LogLevel level) const {
-    std::vector<std::string> found;
-    for (const LogRecord& record : records) {
-      if (record.level == level) {
-        found.push_back(record.message);
-      }
-    }
-    return found;
-  }
-
-  std::vector<LogRecord> records;
-};
 
 class FanControllerTest : public testing::Test {
  protected:
   FanControllerTest() { smc.addFan(0, 1200, 6500); }
 
-  /// The text of the error that `work` throws.
-  static std::string errorOf(const std::function<void()>& work) {
-    try {
-      work();
-    } catch (const SMCError& error) {
-      return error.errorDescription();
-    }
-    return "no error";
-  }
   void probe() {
     controller.probeCapabilities();
     smc.forgetAccesses();
-    log.records.clear();
+    log.clear();
   }
 
   ManualClock clock;
-  RecordingLog log;
+  CapturingLogSink log;
   ScriptedSMC smc{clock};
   FanController controller{smc, log};
 };
@@ -60,11 +37,11 @@ TEST_F(FanControllerTest, probesOnceAndSaysWhatItFound) {
   smc.addFan(1);
   EXPECT_EQ(controller.discoverFans(), 1);
   EXPECT_EQ(smc.accesses().size(), accesses);
-  ASSERT_EQ(log.records.size(), 1U);
-  EXPECT_EQ(log.records[0].subsystem, "com.norwick.Halcyra.core");
-  EXPECT_EQ(log.records[0].category, "FanController");
-  EXPECT_EQ(log.records[0].level, LogLevel::standard);
-  EXPECT_EQ(log.records[0].message, "probed hardware: 1 fan(s), diagnostic lock: false");
+  ASSERT_EQ(log.records().size(), 1U);
+  EXPECT_EQ(log.records()[0].subsystem, "com.norwick.Halcyra.core");
+  EXPECT_EQ(log.records()[0].category, "FanController");
+  EXPECT_EQ(log.records()[0].level, LogLevel::standard);
+  EXPECT_EQ(log.records()[0].message, "probed hardware: 1 fan(s), diagnostic lock: false");
 }
 
 TEST_F(FanControllerTest, indicesOutsideTheKeyRangeFailBeforeAnySMCAccess) {

@@ -14,11 +14,11 @@ std::vector<LogRecord> CapturingLogSink::records() const {
   return records_;
 }
 
-std::vector<std::string> CapturingLogSink::messages() const {
+std::vector<std::string> CapturingLogSink::messages(std::optional<LogLevel> level) const {
   const std::lock_guard lock(mutex_);
   std::vector<std::string> result;
   for (const LogRecord& record : records_) {
-    result.push_back(record.message);
+    if (record.level == level.value_or(record.level)) result.push_back(record.message);
   }
   return result;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,7 +16,8 @@ class CapturingLogSink : public LogSink {
   void write(const LogRecord& record) override;
 
   std::vector<LogRecord> records() const;
-  std::vector<std::string> messages() const;
+  /// Of every level, or of one.
+  std::vector<std::string> messages(std::optional<LogLevel> level = std::nullopt) const;
   /// How many messages contain `text`.
   std::size_t count(std::string_view text) const;
   bool contains(std::string_view text) const { return count(text) > 0; }
