@@ -8,7 +8,7 @@
 
 #include "FuzzTargets.h"
 #include "Helpers/SensorReader.h"
-#include "Helpers/UnicodeText.h"
+#include "Platform/UnicodeText.h"
 #include "SMC/FanController.h"
 #include "SMC/IOKitSMCBridge.h"
 #include "Support/ArbitraryDriver.h"

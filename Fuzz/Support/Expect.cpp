@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "Helpers/UnicodeText.h"
+#include "Platform/UnicodeText.h"
 
 namespace halcyra::fuzz {
 

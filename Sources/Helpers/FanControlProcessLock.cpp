@@ -10,7 +10,7 @@
 
 #include "fmt/format.h"
 
-#include "Helpers/UnicodeText.h"
+#include "Platform/UnicodeText.h"
 
 namespace halcyra {
 

@@ -5,8 +5,8 @@
 
 #include "fmt/format.h"
 
-#include "Helpers/UnicodeText.h"
 #include "Platform/Precondition.h"
+#include "Platform/UnicodeText.h"
 
 namespace halcyra {
 

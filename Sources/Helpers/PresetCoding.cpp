@@ -8,7 +8,7 @@
 #include "fmt/format.h"
 #include "nlohmann/json.hpp"
 
-#include "Helpers/UnicodeText.h"
+#include "Platform/UnicodeText.h"
 #include "Platform/UntrustedText.h"
 
 namespace halcyra {

@@ -12,6 +12,7 @@
 
 #include "Platform/Linux/MachServiceNames.h"
 #include "Platform/Linux/PropertyListCoding.h"
+#include "Platform/UnicodeText.h"
 #include "sdbus-c++/sdbus-c++.h"
 
 namespace halcyra {

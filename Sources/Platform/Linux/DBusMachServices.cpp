@@ -13,6 +13,7 @@
 #include "Platform/Linux/MachServiceNames.h"
 #include "Platform/Linux/PropertyListCoding.h"
 #include "Platform/Precondition.h"
+#include "Platform/UnicodeText.h"
 #include "sdbus-c++/sdbus-c++.h"
 
 namespace halcyra {

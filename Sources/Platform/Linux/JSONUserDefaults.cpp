@@ -8,7 +8,7 @@
 #include "fmt/format.h"
 
 #include "Platform/Linux/LinuxFiles.h"
-#include "Platform/Linux/PropertyListCoding.h"
+#include "Platform/UnicodeText.h"
 #include "Platform/UntrustedText.h"
 
 namespace halcyra {

@@ -9,6 +9,7 @@
 
 #include "fmt/format.h"
 
+#include "Platform/UnicodeText.h"
 #include "Platform/UntrustedText.h"
 #include "sdbus-c++/Error.h"
 #include "sdbus-c++/Message.h"
@@ -329,36 +330,6 @@ MachServiceReply PropertyListCoding::replyFromError(const sdbus::Error& error) {
     return {nullptr, std::move(plain)};
   }
   return {nullptr, Error(error.getName(), 0, error.getMessage())};
-}
-
-bool isPortableText(std::string_view text) {
-  std::size_t i = 0;
-  while (i < text.size()) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    const std::size_t length = lead < 0x80                   ? 1
-                               : lead >= 0xC2 && lead < 0xE0 ? 2
-                               : lead >= 0xE0 && lead < 0xF0 ? 3
-                               : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                             : 0;
-    if (length == 0 || lead == 0 || i + length > text.size()) {
-      return false;
-    }
-    char32_t character = length == 1 ? lead : lead & (0xFFU >> (length + 1));
-    for (std::size_t j = 1; j < length; ++j) {
-      const auto next = static_cast<unsigned char>(text[i + j]);
-      if ((next & 0xC0) != 0x80) {
-        return false;
-      }
-      character = character << 6 | (next & 0x3F);
-    }
-    constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    if (character < smallest[length] || surrogate || character > 0x10FFFF) {
-      return false;
-    }
-    i += length;
-  }
-  return true;
 }
 
 }  // namespace halcyra

@@ -42,7 +42,4 @@ MachServiceReply replyFromError(const sdbus::Error& error);
 
 }  // namespace PropertyListCoding
 
-/// Whether the text is well-formed UTF-8 without NUL, as message buses and JSON require.
-bool isPortableText(std::string_view text);
-
 }  // namespace halcyra

@@ -1,4 +1,4 @@
-#include "Helpers/UnicodeText.h"
+#include "Platform/UnicodeText.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -50,6 +50,10 @@ bool isValidUTF8(std::string_view text) {
     text.remove_prefix(character.length);
   }
   return true;
+}
+
+bool isPortableText(std::string_view text) {
+  return text.find('\0') == std::string_view::npos && isValidUTF8(text);
 }
 
 std::string_view trimmed(std::string_view text) {
