@@ -2,18 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string_view>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 #include <utility>
 
 #include "fmt/format.h"
+
+#include "Platform/Linux/UnixSocket.h"
 
 namespace halcyra {
 
@@ -97,15 +95,10 @@ void JournalLogSink::write(const LogRecord& record) {
   if (record.level < minimum_) {
     return;
   }
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  const bool fits = socketPath_.size() < sizeof address.sun_path;
-  if (fits) {
-    std::memcpy(address.sun_path, socketPath_.c_str(), socketPath_.size() + 1);
-  }
+  const auto address = unixSocketAddress(socketPath_);
   const std::string text = datagram(record);
-  const bool sent = fits && ::sendto(socket_, text.data(), text.size(), MSG_NOSIGNAL,
-                                     reinterpret_cast<const sockaddr*>(&address), sizeof address) >= 0;
+  const bool sent = address && ::sendto(socket_, text.data(), text.size(), MSG_NOSIGNAL,
+                                        reinterpret_cast<const sockaddr*>(&*address), sizeof *address) >= 0;
   if (!sent) {
     fallback_.write(record);
   }
