@@ -14,6 +14,7 @@
 #include "Platform/Linux/SignalWatcher.h"
 #include "Platform/Linux/ThreadQueue.h"
 #include "Platform/PlatformTestSupport.h"
+#include "Platform/QueueParts.h"
 
 namespace halcyra::test {
 namespace {
@@ -63,12 +64,10 @@ TEST(QueueDeathTests, WhatMustNotHappenEndsTheProgram) {
       "cannot wait for itself");
 }
 
-TEST(QueueTests, DestructionFinishesTheWorkUnderWayAndDropsTheRest) {
+TEST(QueueTests, DestructionWaitsForTheWorkUnderWay) {
   std::promise<void> started;
   std::promise<void> release;
   std::atomic<bool> finished{false};
-  std::atomic<bool> droppedRan{false};
-  std::promise<std::string> waiter;
   auto queue = std::make_unique<ThreadQueue>("ending", QualityOfService::standard);
   queue->async([&] {
     started.set_value();
@@ -76,40 +75,71 @@ TEST(QueueTests, DestructionFinishesTheWorkUnderWayAndDropsTheRest) {
     finished = true;
   });
   started.get_future().wait();
-  queue->async([&] { droppedRan = true; });
-  const auto timer = queue->startTimer(0s, 0s, 0s, [&] { droppedRan = true; });
-  // Someone waits in vain for work that is dropped: an error, never for ever.
-  Queue& waited = *queue;
-  std::promise<void> waiting;
-  std::thread other([&] {
-    try {
-      waiting.set_value();
-      waited.sync([&] { droppedRan = true; });
-      waiter.set_value("ran");
-    } catch (const std::runtime_error& error) {
-      waiter.set_value(error.what());
-    }
-  });
-  waiting.get_future().wait();
   std::thread ender([&] { queue.reset(); });
   release.set_value();
   ender.join();
   EXPECT_TRUE(finished);
-  const std::string outcome = waiter.get_future().get();
-  other.join();
-  // The waiter may have come in before or after the end; in neither case may its work be left hanging.
-  EXPECT_TRUE(outcome == "ran" || outcome == "the queue ended before the work began") << outcome;
 }
 
-TEST(QueueTests, AQueueMayBeDestroyedByItsOwnWork) {
-  Inbox<int> done;
-  auto queue =
-      std::make_shared<std::unique_ptr<ThreadQueue>>(std::make_unique<ThreadQueue>("own", QualityOfService::standard));
-  (*queue)->async([queue, &done] {
-    queue->reset();
-    done.put(1);
+/// Says when work has been handed in.
+class AnnouncingQueue : public ThreadQueue {
+ public:
+  explicit AnnouncingQueue(Inbox<bool>& handedIn)
+      : ThreadQueue("own", QualityOfService::standard), handedIn_(handedIn) {}
+  void async(std::function<void()> work) override {
+    ThreadQueue::async(std::move(work));
+    handedIn_.put(true);
+  }
+
+ private:
+  Inbox<bool>& handedIn_;
+};
+
+TEST(QueueTests, AQueueDestroyedByItsOwnWorkDropsTheRestAndWakesWhoWaitsForIt) {
+  Inbox<bool> handedIn;
+  Inbox<bool> wentOn;
+  std::atomic<bool> droppedRan{false};
+  std::unique_ptr<Queue> queue = std::make_unique<AnnouncingQueue>(handedIn);
+  Queue& waited = *queue;
+  queue->async([&] {
+    for (int i = 0; i < 3; ++i) handedIn.next();
+    queue.reset();
+    wentOn.put(true);
   });
-  EXPECT_EQ(done.next(), 1);
+  queue->async([&] { droppedRan = true; });
+  const auto timer = queue->startTimer(0s, 0s, 0s, [&] { droppedRan = true; });
+  std::string outcome = "ran";
+  std::thread waiter([&] {
+    try {
+      waited.sync([&] { droppedRan = true; });
+    } catch (const std::runtime_error& error) {
+      outcome = error.what();
+    }
+  });
+  waiter.join();
+  EXPECT_EQ(outcome, "the queue ended before the work began");
+  EXPECT_TRUE(wentOn.next());
+  EXPECT_FALSE(droppedRan);
+}
+
+TEST(TimerScheduleTests, KeepsItsRhythmAndLeavesMissedFiringsOut) {
+  struct Case {
+    double late;
+    double next;
+  };
+  // First due at 1, then every 2; one that fires early must not fire twice.
+  for (const Case& each : {Case{0, 3}, Case{1.9, 3}, Case{2, 5}, Case{6.5, 9}, Case{-0.1, 3}}) {
+    const auto at = [](double seconds) {
+      return TimerSchedule::Time{std::chrono::round<TimerSchedule::Duration>(Seconds{seconds})};
+    };
+    TimerSchedule schedule(at(0), Seconds{1}, Seconds{2});
+    EXPECT_EQ(schedule.due(), at(1));
+    schedule.advance(at(1 + each.late));
+    EXPECT_EQ(schedule.due(), at(each.next)) << each.late;
+  }
+  EXPECT_FALSE(TimerSchedule({}, Seconds{-1}, Seconds{-1}).repeats());
+  EXPECT_EQ(TimerSchedule({}, Seconds{-1}, Seconds{0}).due(), TimerSchedule::Time{});
+  EXPECT_GT(TimerSchedule({}, Seconds{1e300}, Seconds{1e300}).due(), TimerSchedule::Time{std::chrono::hours(24 * 365)});
 }
 
 TEST(TimerTests, FireInTheOrderOfTheirTimesAndRepeat) {

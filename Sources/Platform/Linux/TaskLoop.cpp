@@ -1,27 +1,10 @@
 #include "Platform/Linux/TaskLoop.h"
 
 #include <algorithm>
-#include <exception>
-#include <future>
-#include <stdexcept>
+#include <chrono>
 #include <utility>
 
-#include "Platform/Precondition.h"
-
 namespace halcyra {
-
-namespace {
-
-using SteadyDuration = std::chrono::steady_clock::duration;
-
-/// Longer spans would overflow the clock's own unit; ten years is never in this program's terms.
-SteadyDuration boundedDuration(Seconds seconds) {
-  constexpr double tenYears = 3.2e8;
-  const double bounded = seconds.count() > 0 ? std::min(seconds.count(), tenYears) : 0.0;
-  return std::chrono::duration_cast<SteadyDuration>(Seconds{bounded});
-}
-
-}  // namespace
 
 class TaskLoop::TimerHandle : public Timer {
  public:
@@ -47,35 +30,13 @@ void TaskLoop::async(std::function<void()> work) {
   changed_.notify_one();
 }
 
-void TaskLoop::sync(const std::function<void()>& work) {
-  precondition(!isCurrentThread(), "a queue cannot wait for itself");
-  auto promise = std::make_shared<std::promise<void>>();
-  std::future<void> result = promise->get_future();
-  // Only the queue holds the promise from here on, so that dropped work wakes the waiter.
-  async([done = std::move(promise), &work] {
-    try {
-      work();
-      done->set_value();
-    } catch (...) {
-      done->set_exception(std::current_exception());
-    }
-  });
-  try {
-    result.get();
-  } catch (const std::future_error&) {
-    throw std::runtime_error("the queue ended before the work began");
-  }
-}
-
 std::unique_ptr<Timer> TaskLoop::startTimer(Seconds first, Seconds period, std::function<void()> fire) {
-  auto state = std::make_shared<TimerState>();
-  state->fire = std::move(fire);
-  state->due = std::chrono::steady_clock::now() + boundedDuration(first);
-  state->period = boundedDuration(period);
+  const TimerSchedule schedule(std::chrono::steady_clock::now(), first, period);
+  auto state = std::make_shared<TimerState>(TimerState{std::move(fire), schedule});
   {
     const std::lock_guard lock(mutex_);
     if (!closed_) {
-      timers_.emplace(state->due, state);
+      timers_.emplace(schedule.due(), state);
       changed_.notify_one();
     }
   }
@@ -84,7 +45,7 @@ std::unique_ptr<Timer> TaskLoop::startTimer(Seconds first, Seconds period, std::
 
 void TaskLoop::cancel(const std::shared_ptr<TimerState>& timer) {
   const std::lock_guard lock(mutex_);
-  const auto [first, last] = timers_.equal_range(timer->due);
+  const auto [first, last] = timers_.equal_range(timer->schedule.due());
   const auto found = std::find_if(first, last, [&](const auto& entry) { return entry.second == timer; });
   if (found != last) {
     timers_.erase(found);
@@ -161,10 +122,9 @@ std::function<void()> TaskLoop::takeReady(Time now) {
 std::function<void()> TaskLoop::takeTimer(Time now) {
   const auto timer = timers_.begin()->second;
   timers_.erase(timers_.begin());
-  if (timer->period > SteadyDuration::zero()) {
-    const auto missed = (now - timer->due) / timer->period;
-    timer->due += timer->period * (missed + 1);
-    timers_.emplace(timer->due, timer);
+  if (timer->schedule.repeats()) {
+    timer->schedule.advance(now);
+    timers_.emplace(timer->schedule.due(), timer);
   }
   return [timer] { timer->fire(); };
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -10,6 +9,7 @@
 #include <thread>
 
 #include "Platform/Dispatch.h"
+#include "Platform/QueueParts.h"
 
 namespace halcyra {
 
@@ -17,8 +17,6 @@ namespace halcyra {
 class TaskLoop : public std::enable_shared_from_this<TaskLoop> {
  public:
   void async(std::function<void()> work);
-  /// Throws `std::runtime_error` when the queue ends before the work has begun.
-  void sync(const std::function<void()>& work);
   std::unique_ptr<Timer> startTimer(Seconds first, Seconds period, std::function<void()> fire);
 
   /// Runs until `stop`.
@@ -31,15 +29,14 @@ class TaskLoop : public std::enable_shared_from_this<TaskLoop> {
   bool isCurrentThread() const;
 
  private:
-  using Time = std::chrono::steady_clock::time_point;
+  using Time = TimerSchedule::Time;
   struct Work {
     Time since;
     std::function<void()> run;
   };
   struct TimerState {
     std::function<void()> fire;
-    Time due;
-    std::chrono::steady_clock::duration period{0};
+    TimerSchedule schedule;
   };
   class TimerHandle;
 

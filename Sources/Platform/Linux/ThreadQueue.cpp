@@ -24,9 +24,8 @@ void configureThread(const std::string& label, QualityOfService quality) {
 
 }  // namespace
 
-ThreadQueue::ThreadQueue(std::string label, QualityOfService quality)
-    : label_(std::move(label)), loop_(std::make_shared<TaskLoop>()) {
-  thread_ = std::thread([loop = loop_, name = label_, quality] {
+ThreadQueue::ThreadQueue(std::string label, QualityOfService quality) : LoopQueue(std::move(label)) {
+  thread_ = std::thread([loop = loop_, name = this->label(), quality] {
     configureThread(name, quality);
     loop->run();
   });
@@ -40,19 +39,6 @@ ThreadQueue::~ThreadQueue() {
     thread_.join();
   }
   loop_->close();
-}
-
-void ThreadQueue::async(std::function<void()> work) {
-  loop_->async(std::move(work));
-}
-
-void ThreadQueue::sync(const std::function<void()>& work) {
-  loop_->sync(work);
-}
-
-std::unique_ptr<Timer> ThreadQueue::startTimer(Seconds first, Seconds period, Seconds /*leeway*/,
-                                               std::function<void()> fire) {
-  return loop_->startTimer(first, period, std::move(fire));
 }
 
 }  // namespace halcyra

@@ -4,28 +4,18 @@
 #include <string>
 #include <thread>
 
-#include "Platform/Dispatch.h"
-#include "Platform/Linux/TaskLoop.h"
+#include "Platform/Linux/LoopQueue.h"
 
 namespace halcyra {
 
 /// A serial queue with a thread of its own. Destruction waits for the work under way and drops the rest; a queue
 /// destroyed by its own work ends when that work is done.
-class ThreadQueue : public Queue {
+class ThreadQueue : public LoopQueue {
  public:
   ThreadQueue(std::string label, QualityOfService quality);
   ~ThreadQueue() override;
-  ThreadQueue(const ThreadQueue&) = delete;
-  ThreadQueue& operator=(const ThreadQueue&) = delete;
-
-  const std::string& label() const override { return label_; }
-  void async(std::function<void()> work) override;
-  void sync(const std::function<void()>& work) override;
-  std::unique_ptr<Timer> startTimer(Seconds first, Seconds period, Seconds leeway, std::function<void()> fire) override;
 
  private:
-  std::string label_;
-  std::shared_ptr<TaskLoop> loop_;
   std::thread thread_;
 };
 

@@ -7,11 +7,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <future>
-#include <stdexcept>
 #include <utility>
 
 #include "Platform/Precondition.h"
+#include "Platform/QueueParts.h"
 
 namespace halcyra {
 
@@ -26,10 +25,10 @@ int milliseconds(Seconds seconds) {
 /// One timer, on the main thread. Firings hold it, so that one may cancel itself.
 class QtTimerState : public std::enable_shared_from_this<QtTimerState> {
  public:
-  QtTimerState(Seconds period, Seconds leeway, std::function<void()> fire)
-      : period_(period), leeway_(leeway), fire_(std::move(fire)) {}
+  QtTimerState(Seconds first, Seconds period, Seconds leeway, std::function<void()> fire)
+      : schedule_(std::chrono::steady_clock::now(), first, period), leeway_(leeway), fire_(std::move(fire)) {}
 
-  void start(QObject* owner, Seconds first) {
+  void start(QObject* owner) {
     if (isCancelled_) return;
     timer_ = new QTimer(owner);
     timer_->setTimerType(leeway_.count() > 0 ? Qt::CoarseTimer : Qt::PreciseTimer);
@@ -37,8 +36,7 @@ class QtTimerState : public std::enable_shared_from_this<QtTimerState> {
     QObject::connect(timer_, &QTimer::timeout, timer_, [weak = weak_from_this()] {
       if (const auto self = weak.lock()) self->run();
     });
-    due_ = std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::nanoseconds>(first);
-    timer_->start(milliseconds(first));
+    arm();
   }
 
   void cancel() {
@@ -50,23 +48,19 @@ class QtTimerState : public std::enable_shared_from_this<QtTimerState> {
  private:
   void run() {
     if (isCancelled_) return;
-    if (period_.count() > 0) {
-      // From the time that was due, so that lateness does not add up; missed firings are left out.
-      const auto period = std::chrono::duration_cast<std::chrono::nanoseconds>(period_);
-      const auto now = std::chrono::steady_clock::now();
-      do {
-        due_ += period;
-      } while (due_ <= now);
-      timer_->start(milliseconds(due_ - now));
+    if (schedule_.repeats()) {
+      schedule_.advance(std::chrono::steady_clock::now());
+      arm();
     }
     fire_();
   }
 
-  Seconds period_;
+  void arm() { timer_->start(milliseconds(schedule_.due() - std::chrono::steady_clock::now())); }
+
+  TimerSchedule schedule_;
   Seconds leeway_;
   std::function<void()> fire_;
   QPointer<QTimer> timer_;
-  std::chrono::steady_clock::time_point due_;
   bool isCancelled_ = false;
 };
 
@@ -113,31 +107,17 @@ void QtMainQueue::async(std::function<void()> work) {
 
 void QtMainQueue::sync(const std::function<void()>& work) {
   precondition(mainThread_ != QThread::currentThread(), "a queue cannot wait for itself");
-  auto promise = std::make_shared<std::promise<void>>();
-  std::future<void> result = promise->get_future();
-  // Only the queue holds the promise from here on, so that dropped work wakes the waiter.
-  async([done = std::move(promise), &work] {
-    try {
-      work();
-      done->set_value();
-    } catch (...) {
-      done->set_exception(std::current_exception());
-    }
-  });
-  try {
-    result.get();
-  } catch (const std::future_error&) {
-    throw std::runtime_error("the queue ended before the work began");
-  }
+  runAndWait(*this, work);
 }
 
 std::unique_ptr<Timer> QtMainQueue::startTimer(Seconds first, Seconds period, Seconds leeway,
                                                std::function<void()> fire) {
-  auto state = std::make_shared<QtTimerState>(period, leeway, std::move(fire));
+  auto state = std::make_shared<QtTimerState>(first, period, leeway, std::move(fire));
   if (mainThread_ == QThread::currentThread()) {
-    if (target_) state->start(target_.get(), first);
+    if (target_) state->start(target_.get());
   } else {
-    async([state, first, target = target_.get()] { state->start(target, first); });
+    // Only the main thread may look at the target, which is there for as long as its work runs.
+    async([this, state] { state->start(target_.get()); });
   }
   return std::make_unique<QtTimerHandle>(*this, mainThread_, std::move(state));
 }
