@@ -25,6 +25,7 @@
 #include "Platform/Linux/UnixSocket.h"
 #include "Platform/Precondition.h"
 #include "sdbus-c++/sdbus-c++.h"
+
 namespace halcyra {
 
 struct BusThread::State {
@@ -198,7 +199,7 @@ void BusThread::stop() {
   }
   state_->wake();
   if (state_->thread.joinable()) {
-    precondition(!isCurrentThread(), "a bus thread cannot end itself");
+    precondition(state_->thread.get_id() != std::this_thread::get_id(), "a bus thread cannot end itself");
     state_->thread.join();
   }
 }
@@ -224,11 +225,6 @@ void BusThread::postAfter(Seconds delay, std::function<void()> work) {
     }
   }
   state_->wake();
-}
-
-bool BusThread::isCurrentThread() const {
-  const std::lock_guard lock(state_->mutex);
-  return state_->thread.get_id() == std::this_thread::get_id();
 }
 
 sdbus::IConnection& BusThread::connection() {

@@ -32,7 +32,6 @@ class BusThread {
   void post(std::function<void()> work);
   /// The same, not before `delay` has passed.
   void postAfter(Seconds delay, std::function<void()> work);
-  bool isCurrentThread() const;
 
   /// The open connection; opens it when there is none. Throws `sdbus::Error` when the bus cannot be reached. Bus
   /// thread only.

@@ -1,9 +1,11 @@
 #include "Platform/Linux/LinuxSystemInformation.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 #include "Platform/Linux/LinuxFiles.h"
 
