@@ -56,7 +56,7 @@ class MachineUnderTest {
   void advance(double seconds) { mac_.advance(Seconds{seconds}); }
   VirtualSMCReply call(const SMCParamStruct& record, bool privileged);
   void checkFans() const;
-  std::string stateText() const { return mac_.state().json(); }
+  std::string stateText() const { return mac_.state().json().dump(); }
 
  private:
   void noteWrite(const std::string& key, double value);

@@ -140,7 +140,7 @@ VirtualMacState VirtualMac::Machine::state() const {
   return result;
 }
 
-std::string VirtualMacState::json() const {
+nlohmann::ordered_json VirtualMacState::json() const {
   nlohmann::ordered_json root;
   root["time"] = rounded(time);
   root["calls"] = calls;
@@ -158,7 +158,7 @@ std::string VirtualMacState::json() const {
   for (const auto& [key, celsius] : temperatures) {
     root["temperatures"][key] = rounded(celsius);
   }
-  return root.dump();
+  return root;
 }
 
 VirtualMac::VirtualMac(VirtualMacConfiguration configuration, std::unique_ptr<Workload> workload)

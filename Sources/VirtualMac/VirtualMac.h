@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "nlohmann/json_fwd.hpp"
+
 #include "Platform/Time.h"
 #include "SMC/SMCParamStruct.h"
 #include "VirtualMac/Fault.h"
@@ -43,8 +45,8 @@ struct VirtualMacState {
   std::uint64_t calls = 0;
   std::uint64_t writes = 0;
 
-  /// One JSON object: `fans`, `temperatures`, `calls`, `writes`, `time`.
-  std::string json() const;
+  /// An object: `time`, `calls`, `writes`, `fans`, `temperatures`.
+  nlohmann::ordered_json json() const;
 };
 
 /// How one SMC call ended: the record, or the status of a call that did not go through.

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "gtest/gtest.h"
+#include "nlohmann/json.hpp"
 
 #include "VirtualMac/MachineBench.h"
 
@@ -13,7 +14,7 @@ namespace {
 std::string truthOf(const MachineBench& bench) {
   auto state = bench.machine.state();
   state.calls = 0;
-  return state.json();
+  return state.json().dump();
 }
 
 /// Ten minutes with writes at fixed times; `between` is called with the next time to be reached.
@@ -75,7 +76,7 @@ TEST(Determinism, TimeOnlyGoesForward) {
 TEST(Determinism, StateAsJSON) {
   MachineBench bench;
   bench.runTo(2);
-  const std::string text = bench.machine.state().json();
+  const std::string text = bench.machine.state().json().dump();
   EXPECT_EQ(text.rfind(R"({"time":2.0,"calls":0,"writes":0,"fans":[{"index":0,"mode":0,"target":1350.0,)", 0), 0U)
       << text;
   EXPECT_NE(text.find(R"("temperatures":{"TAOL":)"), std::string::npos);

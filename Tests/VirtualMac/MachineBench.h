@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -8,23 +7,11 @@
 #include <string_view>
 #include <utility>
 
-#include "Platform/Clock.h"
 #include "SMC/SMCKey.h"
 #include "SMC/SMCParamStruct.h"
 #include "VirtualMac/VirtualMac.h"
 
 namespace halcyra::test {
-
-/// A clock that stands still but for its sleepers.
-class ManualClock : public Clock {
- public:
-  Date now() const override { return Date{Seconds{1.7e9}} + elapsed_; }
-  Instant steadyNow() const override { return Instant{elapsed_}; }
-  void sleep(Seconds duration) override { elapsed_ += std::max(duration, Seconds{0.0}); }
-
- private:
-  Seconds elapsed_{0.0};
-};
 
 /// A machine with shorthands for single calls.
 struct MachineBench {

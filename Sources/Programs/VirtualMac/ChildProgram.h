@@ -30,7 +30,6 @@ class ChildProgram {
   void end(Seconds grace);
   /// Whether it runs; takes note when it has ended.
   bool isRunning();
-  pid_t processID() const { return processID_; }
 
  private:
   pid_t processID_ = -1;

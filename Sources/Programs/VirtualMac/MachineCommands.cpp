@@ -31,7 +31,7 @@ void MachineCommands::perform(const std::vector<std::string>& arguments,
 }
 
 std::string MachineCommands::show() {
-  auto state = nlohmann::json::parse(machine_.state().json());
+  nlohmann::json state = machine_.state().json();
   state["faults"] = machine_.faults().active();
   state["workload"] = machine_.workload();
   state["asleep"] = sleep_.isAsleep();
