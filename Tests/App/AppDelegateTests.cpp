@@ -42,8 +42,6 @@ class AppDelegateTest : public testing::Test {
 
 constexpr LaunchFlags refreshing{.refreshHelperRegistration = true};
 
-}  // namespace
-
 TEST_F(AppDelegateTest, launchStartsTheUpdaterAndInstallsTheHelperOnlyWhenAsked) {
   auto delegate = make({.installHelper = true});
   const int before = counts().registered;
@@ -137,8 +135,6 @@ TEST_F(AppDelegateTest, refreshingRecoversAtTheSecondAttempt) {
   EXPECT_EQ(terminations, 1);
 }
 
-namespace {
-
 TelemetrySnapshot snapshotOf(const std::vector<std::pair<int, std::int64_t>>& fans) {
   TelemetrySnapshot snapshot;
   for (const auto& [index, rpm] : fans) snapshot.fans.push_back({index, rpm, 1000, 6000, FanMode::automatic});
@@ -155,8 +151,6 @@ class ScriptedUpdater : public Updater {
   int starts = 0;
   int checks = 0;
 };
-
-}  // namespace
 
 TEST(MenuBarTitle, showsZonesThenSpeeds) {
   ModelHarness harness;
@@ -193,5 +187,7 @@ TEST(UpdateManager, checksOrSaysWhyNot) {
   EXPECT_EQ(updater.checks, 1);
   EXPECT_EQ(warnings.size(), 1U);
 }
+
+}  // namespace
 
 }  // namespace halcyra::test
