@@ -1,11 +1,16 @@
 #include "Platform/Linux/LinuxSystemInformation.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <climits>
+#include <dirent.h>
+#include <memory>
 #include <string_view>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
+
+#include "fmt/format.h"
 
 #include "Platform/Linux/LinuxFiles.h"
 
@@ -25,6 +30,10 @@ std::optional<std::string> firstLine(const std::filesystem::path& path) {
   }
 }
 
+struct FolderCloser {
+  void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
 }  // namespace
 
 LinuxSystemInformation::LinuxSystemInformation(std::filesystem::path hardwareModelFile)
@@ -38,11 +47,12 @@ std::optional<std::string> LinuxSystemInformation::sysctlString(const std::strin
   return model ? model : firstLine(productNameFile);
 }
 
+// Both are asked for every process every half second: no paths are made of what the kernel says.
 std::vector<std::int32_t> LinuxSystemInformation::listAllProcessIDs() const {
   std::vector<std::int32_t> result;
-  std::error_code error;
-  for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
-    const std::string name = entry->path().filename().string();
+  const std::unique_ptr<DIR, FolderCloser> folder(::opendir("/proc"));
+  while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
+    const std::string_view name = entry->d_name;
     std::int32_t number = 0;
     const auto [rest, parseError] = std::from_chars(name.data(), name.data() + name.size(), number);
     if (parseError == std::errc() && rest == name.data() + name.size()) {
@@ -53,17 +63,17 @@ std::vector<std::int32_t> LinuxSystemInformation::listAllProcessIDs() const {
 }
 
 std::optional<std::string> LinuxSystemInformation::processPath(std::int32_t processID) const {
-  std::error_code error;
-  const auto target = std::filesystem::read_symlink("/proc/" + std::to_string(processID) + "/exe", error);
-  if (error) {
+  std::array<char, PATH_MAX> target;
+  const ssize_t length = ::readlink(fmt::format("/proc/{}/exe", processID).c_str(), target.data(), target.size());
+  if (length < 0) {
     return std::nullopt;
   }
-  std::string path = target.string();
+  std::string_view path(target.data(), static_cast<std::size_t>(length));
   constexpr std::string_view deletedMark = " (deleted)";
   if (path.ends_with(deletedMark)) {
-    path.erase(path.size() - deletedMark.size());
+    path.remove_suffix(deletedMark.size());
   }
-  return path;
+  return std::string(path);
 }
 
 std::int32_t LinuxSystemInformation::processID() const {
