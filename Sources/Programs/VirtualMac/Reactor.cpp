@@ -5,12 +5,10 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
-#include <vector>
 
 namespace halcyra {
 
@@ -106,7 +104,7 @@ void Reactor::wake() const {
 }
 
 void Reactor::runReadyWork() {
-  std::deque<std::function<void()>> now;
+  std::vector<std::function<void()>> now;
   const auto due = timers_.upper_bound(std::chrono::steady_clock::now());
   std::for_each(timers_.begin(), due, [&](auto& entry) { now.push_back(std::move(entry.second)); });
   timers_.erase(timers_.begin(), due);
@@ -135,22 +133,22 @@ int Reactor::timeout() {
 }
 
 void Reactor::pollOnce() {
-  std::vector<pollfd> descriptors;
-  std::vector<std::uint64_t> serials;
+  descriptors_.clear();
+  serials_.clear();
   for (const auto& [descriptor, watch] : watches_) {
-    descriptors.push_back({descriptor, watch.events, 0});
-    serials.push_back(watch.serial);
+    descriptors_.push_back({descriptor, watch.events, 0});
+    serials_.push_back(watch.serial);
   }
-  if (::poll(descriptors.data(), descriptors.size(), timeout()) <= 0) {
+  if (::poll(descriptors_.data(), descriptors_.size(), timeout()) <= 0) {
     return;
   }
-  for (std::size_t i = 0; i < descriptors.size(); ++i) {
-    if (descriptors[i].revents == 0) continue;
+  for (std::size_t i = 0; i < descriptors_.size(); ++i) {
+    if (descriptors_[i].revents == 0) continue;
     // An earlier handler of this round may have ended this watch, and the number may have been given out again.
-    const auto found = watches_.find(descriptors[i].fd);
-    if (found != watches_.end() && found->second.serial == serials[i]) {
+    const auto found = watches_.find(descriptors_[i].fd);
+    if (found != watches_.end() && found->second.serial == serials_[i]) {
       const auto ready = found->second.ready;
-      (*ready)(descriptors[i].revents);
+      (*ready)(descriptors_[i].revents);
     }
   }
 }

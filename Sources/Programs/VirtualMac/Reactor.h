@@ -6,6 +6,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <poll.h>
+#include <vector>
 
 #include "Platform/Time.h"
 
@@ -53,6 +55,9 @@ class Reactor {
   int wakeUp_ = -1;
   std::map<int, Watch> watches_;
   std::uint64_t lastSerial_ = 0;
+  /// What one round waits for; kept for their room.
+  std::vector<pollfd> descriptors_;
+  std::vector<std::uint64_t> serials_;
   std::multimap<Time, std::function<void()>> timers_;
   std::map<int, std::function<void()>> signalHandlers_;
 
