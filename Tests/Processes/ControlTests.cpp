@@ -1,7 +1,5 @@
 // A preset drives the fans of the simulated Mac, through the three real programs, and hands them back at every end.
 
-#include <fstream>
-#include <iterator>
 #include <signal.h>
 #include <unistd.h>
 
@@ -23,17 +21,9 @@ class PresetTests : public testing::TestWithParam<PresetCase> {};
 
 TEST_P(PresetTests, DrivesBothFansAndTheMachineAgrees) {
   MachineProcess machine("sustained");
-  const Json constant = {{{"id", "6C1B2F44-7A55-4E0D-9B43-0F2F3B7F1A01"},
-                          {"name", "Steady"},
-                          {"kind", "custom"},
-                          {"strategy", "constantRPM"},
-                          {"lowTemperature", 30},
-                          {"highTemperature", 50},
-                          {"constantRPM", 3100},
-                          {"hysteresis", 1.5},
-                          {"linkedFans", true}}};
+  const Json presets = Json::array({steadyPreset("Steady")});
   writeFile(machine.configuration() / "aerovane/defaults.json",
-            Json{{"customFanPresets.v1", {{"data", constant.dump()}}}}.dump());
+            Json{{"customFanPresets.v1", {{"data", presets.dump()}}}}.dump());
   const auto application = startApplication(machine, {"--preset", GetParam().name});
   const Json line = readUntil(*application, [](const Json& candidate) {
     return bothManual(candidate) && GetParam().accepts(candidate.at("fans")[0]) &&
@@ -106,7 +96,7 @@ TEST(ControlTests, ACallerThatThePolicyDoesNotAllowIsRefused) {
   writeFile(home.path() / "aerovane/defaults.json", R"({"supervisedFanTestProtocolVersion": 1})");
   ASSERT_EQ(chown((home.path() / "aerovane").c_str(), nobody, nobody), 0);
   const auto writes = machine.show().at("writes");
-  ChildProcess stranger(std::string(AEROVANE_BIN) + "/aerovane",
+  ChildProcess stranger(program("aerovane"),
                         {"--console", "--json", "--runtime-dir", machine.folder().string(), "--preset", "Full Blast"},
                         {{"XDG_CONFIG_HOME", home.path().string()}, {"HOME", home.path().string()}}, nobody);
   const Json refused = readUntil(stranger, [](const Json& line) {
@@ -125,12 +115,12 @@ TEST(ControlTests, AnOrdinaryUsersHelperNeedsApproval) {
   const std::string machineFolder = (home.path() / "machine").string();
   const ChildProcess::Environment environment = {{"XDG_CONFIG_HOME", home.path().string()},
                                                  {"HOME", home.path().string()}};
-  ChildProcess machine(std::string(AEROVANE_BIN) + "/virtual-mac",
-                       {"--runtime-dir", machineFolder, "--workload", "idle"}, environment, nobody);
+  ChildProcess machine(program("virtual-mac"), {"--runtime-dir", machineFolder, "--workload", "idle"}, environment,
+                       nobody);
   ASSERT_TRUE(machine.readLine()) << machine.errors();
   const auto run = [&](std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--console", "--json", "--runtime-dir", machineFolder});
-    return std::make_unique<ChildProcess>(std::string(AEROVANE_BIN) + "/aerovane", arguments, environment, nobody);
+    return std::make_unique<ChildProcess>(program("aerovane"), arguments, environment, nobody);
   };
   const auto unapproved = run({"--install-helper", "--preset", "Full Blast", "--seconds", "8"});
   // The first poll may have begun before the registration.
@@ -155,15 +145,14 @@ TEST(ControlTests, ReleaseAllHandsBackWhateverElseRuns) {
   auto application = startApplication(machine, {"--preset", "Full Blast"});
   ASSERT_FALSE(readUntil(*application, bothManual).is_null()) << application->errors();
   application->signal(SIGSTOP);
-  ChildProcess release(std::string(AEROVANE_BIN) + "/aerovane-helper",
-                       {"--runtime-dir", machine.folder().string(), "--release-all"});
+  ChildProcess release(program("aerovane-helper"), {"--runtime-dir", machine.folder().string(), "--release-all"});
   EXPECT_EQ(release.wait(), 0) << release.errors();
   EXPECT_EQ(machine.modes(), automatic);
 }
 
 TEST(ControlTests, BadUsageSaysWhatIsWrong) {
   const auto complaint = [](std::vector<std::string> arguments) {
-    ChildProcess process(std::string(AEROVANE_BIN) + "/aerovane", std::move(arguments));
+    ChildProcess process(program("aerovane"), std::move(arguments));
     EXPECT_EQ(process.wait(), 2);
     return process.errors();
   };

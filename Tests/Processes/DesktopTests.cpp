@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <signal.h>
 
 #include "gtest/gtest.h"
@@ -24,16 +23,15 @@ constexpr long callsPerPoll = 344;
 class DesktopTests : public testing::Test {
  protected:
   DesktopTests() {
-    std::filesystem::create_directories(machine.configuration() / "aerovane");
     std::filesystem::permissions(machine.configuration(), std::filesystem::perms(0700));
-    std::ofstream(machine.configuration() / "aerovane/defaults.json") << R"({"supervisedFanTestProtocolVersion": 1})";
+    writeFile(machine.configuration() / "aerovane/defaults.json", R"({"supervisedFanTestProtocolVersion": 1})");
   }
 
   std::unique_ptr<ChildProcess> start(const std::vector<std::string>& arguments = {}) {
     std::vector<std::string> all = {"--runtime-dir", machine.folder().string()};
     all.insert(all.end(), arguments.begin(), arguments.end());
     const std::string home = machine.configuration().string();
-    return std::make_unique<ChildProcess>(std::string(AEROVANE_BIN) + "/aerovane", all,
+    return std::make_unique<ChildProcess>(program("aerovane"), all,
                                           ChildProcess::Environment{{"DISPLAY", display.name()},
                                                                     {"QT_QPA_PLATFORM", "xcb"},
                                                                     {"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere"},

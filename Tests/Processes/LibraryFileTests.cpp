@@ -1,7 +1,6 @@
 // The preset library and recordings of the console, with real files.
 
 #include <fstream>
-#include <iterator>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,7 +21,7 @@ struct Outcome {
 class LibraryFileTests : public testing::Test {
  protected:
   Outcome run(std::vector<std::string> arguments, std::optional<uid_t> user = std::nullopt) {
-    ChildProcess process(std::string(AEROVANE_BIN) + "/aerovane", std::move(arguments),
+    ChildProcess process(program("aerovane"), std::move(arguments),
                          {{"XDG_CONFIG_HOME", home.path().string()}, {"HOME", home.path().string()}}, user);
     Outcome outcome;
     while (const auto line = process.readLine()) outcome.output += *line + "\n";
@@ -34,16 +33,7 @@ class LibraryFileTests : public testing::Test {
   std::string settings() const { return readFile(home.path() / "aerovane/defaults.json"); }
 
   static std::string presetFile(const std::string& name) {
-    const Json preset = {{"id", "6C1B2F44-7A55-4E0D-9B43-0F2F3B7F1A01"},
-                         {"name", name},
-                         {"kind", "custom"},
-                         {"strategy", "constantRPM"},
-                         {"lowTemperature", 30},
-                         {"highTemperature", 50},
-                         {"constantRPM", 3100},
-                         {"hysteresis", 1.5},
-                         {"linkedFans", true}};
-    return Json{{"version", 1}, {"presets", {preset}}}.dump();
+    return Json{{"version", 1}, {"presets", Json::array({steadyPreset(name)})}}.dump();
   }
 
   TemporaryFolder home;

@@ -29,11 +29,23 @@ std::string contents(const std::filesystem::path& path) try {
   return {};
 }
 
+}  // namespace
+
 std::string program(const std::string& name) {
   return std::string(AEROVANE_BIN) + "/" + name;
 }
 
-}  // namespace
+Json steadyPreset(const std::string& name) {
+  return {{"id", "6C1B2F44-7A55-4E0D-9B43-0F2F3B7F1A01"},
+          {"name", name},
+          {"kind", "custom"},
+          {"strategy", "constantRPM"},
+          {"lowTemperature", 30},
+          {"highTemperature", 50},
+          {"constantRPM", 3100},
+          {"hysteresis", 1.5},
+          {"linkedFans", true}};
+}
 
 TemporaryFolder::TemporaryFolder() {
   std::string pattern = (std::filesystem::temp_directory_path() / "aerovane-test-XXXXXX").string();

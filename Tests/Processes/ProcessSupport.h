@@ -32,6 +32,12 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
+/// The path of a program of the build.
+std::string program(const std::string& name);
+
+/// A preset of the user's own, as settings and preset files hold it: 3100 RPM.
+Json steadyPreset(const std::string& name);
+
 /// Makes the folder where there is none.
 void writeFile(const std::filesystem::path& path, const std::string& text);
 /// Empty where there is no file.

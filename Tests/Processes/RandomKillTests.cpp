@@ -1,7 +1,6 @@
 // Random kills of application and helper: whatever falls when, no fan stays driven by nobody.
 
 #include <algorithm>
-#include <fstream>
 #include <future>
 #include <random>
 #include <signal.h>
@@ -10,6 +9,7 @@
 #include "gtest/gtest.h"
 
 #include "Processes/ProcessSupport.h"
+#include "Support/Values.h"
 
 namespace halcyra::test {
 namespace {
@@ -29,9 +29,8 @@ Choice anyOf(std::mt19937& random, std::initializer_list<Choice> choices) {
 class KillRounds {
  public:
   explicit KillRounds(std::uint32_t seed) : random_(seed) {
-    const auto settings = machine_.configuration() / "aerovane/defaults.json";
-    std::filesystem::create_directories(settings.parent_path());
-    std::ofstream(settings) << R"({"pollingInterval": 1.0, "supervisedFanTestProtocolVersion": 1})";
+    writeFile(machine_.configuration() / "aerovane/defaults.json",
+              R"({"pollingInterval": 1.0, "supervisedFanTestProtocolVersion": 1})");
   }
 
   /// What went wrong; empty when nothing did.
@@ -100,9 +99,7 @@ class KillRounds {
         check(waitUntil([&] { return !isAutomatic(); }).has_value(), "no fan was driven: " + application_->errors());
         return;
       case Moment::underControl:
-        check(waitUntil([&] {
-                return machine_.modes() == std::vector<int>{1, 1};
-              }).has_value(),
+        check(waitUntil([&] { return isUnderControl(); }).has_value(),
               "the preset did not return: " + application_->errors());
         return;
     }
@@ -116,8 +113,8 @@ class KillRounds {
     expectWithin("a fan was left driven at the end", [&] { return isAutomatic(); });
   }
 
-  bool isUnderControl() { return machine_.modes() == std::vector<int>{1, 1}; }
-  bool isAutomatic() { return machine_.modes() == std::vector<int>{0, 0}; }
+  bool isUnderControl() { return machine_.modes() == manual; }
+  bool isAutomatic() { return machine_.modes() == automatic; }
   void expectWithin(const std::string& fault, const std::function<bool()>& holds) {
     check(waitUntil(holds, allowance).has_value(), fault);
   }

@@ -1,6 +1,5 @@
 // Sleep, wake and other fan utilities over the real programs, with the machine's own truth as the judge.
 
-#include <fstream>
 #include <signal.h>
 
 #include "gtest/gtest.h"
@@ -26,8 +25,7 @@ class TrustTests : public testing::Test {
   }
   /// Sends the machine to sleep: what it says once it sleeps.
   std::string sleep() {
-    ChildProcess control(std::string(AEROVANE_BIN) + "/virtual-mac",
-                         {"ctl", "--runtime-dir", machine.folder().string(), "sleep"});
+    ChildProcess control(program("virtual-mac"), {"ctl", "--runtime-dir", machine.folder().string(), "sleep"});
     return control.readLine().value_or(control.errors());
   }
   void endInOrder() {
@@ -105,8 +103,7 @@ TEST_F(TrustTests, AFanUtilityThatRunsAlreadyIsMetBeforeAnyFanIsDriven) {
   EXPECT_EQ(tested->wait(), 1);
   EXPECT_NE(tested->errors().find("aerovane: The supervised fan test failed: " + message), std::string::npos)
       << tested->errors();
-  const auto settings = machine.configuration() / "aerovane/defaults.json";
-  std::ofstream(settings) << R"({"supervisedFanTestProtocolVersion": 1})";
+  writeFile(machine.configuration() / "aerovane/defaults.json", R"({"supervisedFanTestProtocolVersion": 1})");
   application = startApplication(machine, {"--preset", "Full Blast"});
   ASSERT_FALSE(readUntil(*application,
                          [&](const Json& line) {
@@ -125,7 +122,7 @@ TEST_F(TrustTests, AFanUtilityThatRunsAlreadyIsMetBeforeAnyFanIsDriven) {
 TEST(TrustWithoutSleepManagerTests, AMachineWithoutOneIsSaidOnceAndRunsOn) {
   // No machine and no bus at all: nothing to poll, nobody to announce sleep.
   TemporaryFolder nowhere;
-  ChildProcess application(std::string(AEROVANE_BIN) + "/aerovane",
+  ChildProcess application(program("aerovane"),
                            {"--console", "--json", "--seconds", "5", "--runtime-dir", nowhere.path().string()},
                            {{"XDG_CONFIG_HOME", nowhere.path().string()}, {"HOME", nowhere.path().string()}});
   EXPECT_EQ(application.wait(), 0) << application.errors();
