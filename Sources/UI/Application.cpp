@@ -2,11 +2,9 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QLayout>
 #include <QMenu>
 #include <QPainter>
 #include <QSettings>
-#include <QStackedLayout>
 #include <QVBoxLayout>
 #include <utility>
 

@@ -18,6 +18,7 @@ namespace {
 constexpr int sidePadding = 18;
 constexpr int endPadding = 14;
 constexpr int cardSpacing = 8;
+
 }  // namespace
 
 FanCard::FanCard(QWidget* parent) : QFrame(parent) {

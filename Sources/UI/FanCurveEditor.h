@@ -7,7 +7,6 @@
 #include "Helpers/FanPreset.h"
 #include "UI/FanCurveEditorState.h"
 
-class QAbstractButton;
 class QBoxLayout;
 class QCheckBox;
 class QFrame;

@@ -24,8 +24,6 @@ Face faceOf(TextStyle style) {
   switch (style) {
     case TextStyle::hero:
       return {true, 32, QFont::DemiBold};
-    case TextStyle::largeTitle:
-      return {true, 26, QFont::Bold};
     case TextStyle::title:
       return {true, 24, QFont::DemiBold};
     case TextStyle::figure:
@@ -117,12 +115,6 @@ void FigureLabel::setText(const QString& text) {
 
 void FigureLabel::setAlignment(Qt::Alignment alignment) {
   alignment_ = alignment;
-  update();
-}
-
-void FigureLabel::setStyleOfText(TextStyle style) {
-  style_ = style;
-  updateGeometry();
   update();
 }
 

@@ -8,7 +8,7 @@ class QPainter;
 namespace halcyra {
 
 /// The interface's text styles.
-enum class TextStyle { hero, largeTitle, title, figure, rowValue, headline, body, caption, caption2, chartLabel };
+enum class TextStyle { hero, title, figure, rowValue, headline, body, caption, caption2, chartLabel };
 
 QFont textFont(TextStyle style);
 
@@ -29,7 +29,6 @@ class FigureLabel : public QWidget {
   void setText(const QString& text);
   const QString& text() const { return text_; }
   void setAlignment(Qt::Alignment alignment);
-  void setStyleOfText(TextStyle style);
 
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override { return sizeHint(); }

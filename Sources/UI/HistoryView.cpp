@@ -25,7 +25,6 @@ namespace {
 constexpr int chartHeight = 150;
 constexpr int emptyIconSize = 20;
 constexpr int visibleOptions = 14;
-/// From the edge of a button to its picture.
 
 QLabel* makeLabel(const QString& text, const char* role, QWidget* parent) {
   auto* label = new QLabel(text, parent);

@@ -84,11 +84,6 @@ IconLabel::IconLabel(QString name, QWidget* parent, int size)
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
-void IconLabel::setName(const QString& name) {
-  name_ = name;
-  update();
-}
-
 void IconLabel::setColor(QColor (*color)()) {
   color_ = color;
   update();

@@ -10,7 +10,6 @@
 #include "UI/ViewContext.h"
 
 class QBoxLayout;
-class QFrame;
 class QLabel;
 class QScrollArea;
 class QSplitter;
@@ -45,10 +44,10 @@ class MainView : public QWidget {
   void resizeEvent(QResizeEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
 
+ private:
   static constexpr int narrowestSidebar = 180;
   static constexpr int widestSidebar = 260;
 
- private:
   QWidget* makeSidebar();
   QWidget* makeDetail();
   QWidget* makeHeader(QWidget* parent);

@@ -2,7 +2,6 @@
 #include <QResizeEvent>
 #include <QScrollArea>
 #include <QSplitter>
-#include <QStyle>
 
 #include "UI/Controls/Disclosure.h"
 #include "UI/FanCard.h"
@@ -27,16 +26,6 @@ constexpr int pageMargin = 28;
 constexpr int narrowSideMargin = 12;
 constexpr int pageEndMargin = 20;
 
-void setCapsule(QLabel* label, const std::string& text, bool isGood) {
-  setLabelText(label, text);
-  const QString kind = isGood ? QStringLiteral("ok") : QStringLiteral("warn");
-  if (label->property("capsule").toString() == kind) return;
-  label->setProperty("capsule", kind);
-  // The stylesheet looks at properties only when told to.
-  label->style()->unpolish(label);
-  label->style()->polish(label);
-}
-
 }  // namespace
 
 void MainView::refresh() {
@@ -44,7 +33,6 @@ void MainView::refresh() {
   presets_->apply(makePresetListState(*model_));
   followActivePreset();
   apply(makeMainViewState(*model_));
-  gauge_->setSamplingInterval(model_->pollingInterval());
   gauge_->setTemperature(model_->displayTemperature());
   if (rawThermals_->isChecked()) metrics_->refresh(*model_);
   history_->setSamples(model_->history());
@@ -65,7 +53,8 @@ void MainView::apply(const MainViewState& state) {
   title_->setToolTip(toolTipOf(state.title));
   subtitle_->setVisible(state.subtitle.has_value());
   setLabelText(subtitle_, state.subtitle.value_or(""));
-  setCapsule(helper_, state.helper, state.helperIsApproved);
+  setLabelText(helper_, state.helper);
+  setCapsule(helper_, state.helperIsApproved);
   error_->setVisible(state.error.has_value());
   setLabelText(error_, state.error.value_or(""));
   hottest_->setText(textOf(state.hottest));

@@ -25,8 +25,6 @@ const char* propertyOf(TextRole role) {
       return "title";
     case TextRole::error:
       return "error";
-    case TextRole::link:
-      return "link";
     case TextRole::body:
     case TextRole::captionBold:
       break;
@@ -62,6 +60,18 @@ void setLabelText(QLabel* label, std::string_view text) {
   if (label->text() != wanted) label->setText(wanted);
 }
 
+void restyle(QWidget* widget) {
+  widget->style()->unpolish(widget);
+  widget->style()->polish(widget);
+}
+
+void setCapsule(QLabel* label, bool isGood) {
+  const QString kind = isGood ? QStringLiteral("ok") : QStringLiteral("warn");
+  if (label->property("capsule").toString() == kind) return;
+  label->setProperty("capsule", kind);
+  restyle(label);
+}
+
 void makeShrinkable(QLabel* label) {
   label->setWordWrap(true);
   label->setMinimumWidth(1);
@@ -89,9 +99,7 @@ void askToDelete(QWidget* parent, const QString& title, const QString& message, 
   auto* const agree = box->addButton(button, QMessageBox::DestructiveRole);
   agree->setObjectName(QStringLiteral("confirmDelete"));
   agree->setProperty("kind", QStringLiteral("destructive"));
-  // The stylesheet looks at properties only when told to.
-  agree->style()->unpolish(agree);
-  agree->style()->polish(agree);
+  restyle(agree);
   agree->setAutoDefault(false);
   QPushButton* const cancel = box->addButton(QMessageBox::Cancel);
   cancel->setText(QStringLiteral("Cancel"));

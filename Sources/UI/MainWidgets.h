@@ -8,7 +8,7 @@
 namespace halcyra {
 
 /// What a text is on the dashboard; the stylesheet gives it its looks.
-enum class TextRole { body, secondary, caption2, headline, title, error, captionBold, link };
+enum class TextRole { body, secondary, caption2, headline, title, error, captionBold };
 
 QString textOf(std::string_view text);
 /// For a tool tip that may hold a name that the user has given: never read as markup, and wrapped where it is long.
@@ -18,6 +18,10 @@ QString toolTipOf(std::string_view text);
 QLabel* makeLabel(QWidget* parent, const char* objectName, TextRole role, std::string_view text = {});
 /// Setting a label's text lays out anew even where it is the same text; this does not.
 void setLabelText(QLabel* label, std::string_view text);
+/// Has the stylesheet look at the widget's properties again, which it does only when told to.
+void restyle(QWidget* widget);
+/// Shows a label that was made with the property "capsule" in the colours of what is in order, or of what is not.
+void setCapsule(QLabel* label, bool isGood);
 /// Wraps, and never asks for more width than there is.
 void makeShrinkable(QLabel* label);
 /// A hairline across.

@@ -3,12 +3,12 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QScreen>
-#include <QStyle>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <utility>
 
 #include "UI/Compositor.h"
+#include "UI/MainWidgets.h"
 
 namespace halcyra {
 
@@ -49,9 +49,7 @@ MenuBarPanel::MenuBarPanel(ViewContext context, Kind kind, QWidget* parent)
 void MenuBarPanel::setSquare(bool square) {
   if (frame_->property("square").toBool() == square) return;
   frame_->setProperty("square", square);
-  // The stylesheet looks at properties only when told to.
-  frame_->style()->unpolish(frame_);
-  frame_->style()->polish(frame_);
+  restyle(frame_);
 }
 
 void MenuBarPanel::fit() {

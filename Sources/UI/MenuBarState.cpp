@@ -5,17 +5,14 @@
 #include "fmt/format.h"
 
 #include "UI/FanNames.h"
+#include "UI/TemperatureGaugeState.h"
 
 namespace halcyra {
 
 namespace {
 
 std::string degrees(double temperature) {
-  return fmt::format("{:.1f} °C", temperature);
-}
-
-std::string degreesOrUnavailable(const std::optional<double>& temperature) {
-  return temperature ? degrees(*temperature) : "unavailable";
+  return temperatureText(temperature, {});
 }
 
 std::string metric(const char* label, const std::optional<double>& value) {
@@ -26,8 +23,9 @@ std::string tooltip(const AppModel& model) {
   return fmt::format(
       "Secondary raw values — CPU hotspot: {}, GPU hotspot: {}, P-core max: {}. Raw hotspots do not drive normal "
       "curves, but 105 °C triggers the critical safety override.",
-      degreesOrUnavailable(model.cpuDieHotspotTemperature()), degreesOrUnavailable(model.gpuDieHotspotTemperature()),
-      degreesOrUnavailable(model.performanceCoreMaximum()));
+      temperatureText(model.cpuDieHotspotTemperature(), "unavailable"),
+      temperatureText(model.gpuDieHotspotTemperature(), "unavailable"),
+      temperatureText(model.performanceCoreMaximum(), "unavailable"));
 }
 
 /// The hotspots stand only where there is a reading; the metrics say themselves that there is none.
@@ -125,10 +123,6 @@ void addSetup(MenuBarState& state, const AppModel& model) {
 
 }  // namespace
 
-std::string MenuBarText::deleteQuestion(const FanPreset& preset) {
-  return fmt::format("Delete “{}”?", preset.name);
-}
-
 MenuBarState makeMenuBarState(const AppModel& model) {
   MenuBarState state;
   state.rawThermalTooltip = tooltip(model);
@@ -146,8 +140,7 @@ MenuBarState makeMenuBarState(const AppModel& model) {
   state.anotherAppOwnsFans = model.fanControlOwnership() == FanControlOwnership::anotherApp;
   state.presets = presetRows(model);
   state.hottest = model.displayTemperature();
-  state.hottestText = state.hottest ? degrees(*state.hottest) : "—";
-  state.samplingInterval = model.pollingInterval();
+  state.hottestText = temperatureText(state.hottest, "—");
   addSetup(state, model);
   state.conflict = conflict(model);
   state.error = model.visibleError();

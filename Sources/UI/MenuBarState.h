@@ -62,7 +62,6 @@ struct MenuBarState {
   std::optional<double> hottest;
   /// "61.2 °C", or a dash.
   std::string hottestText;
-  double samplingInterval = 0;
   bool showsHelperSetup = false;
   bool canSetUpHelper = false;
   bool showsSupervisedTest = false;
@@ -106,9 +105,6 @@ inline constexpr const char* checkForUpdates = "Check for Updates…";
 inline constexpr const char* presetHelp = "What does this preset do?";
 inline constexpr const char* duplicatePreset = "Duplicate";
 inline constexpr const char* deletePreset = "Delete";
-
-/// "Delete “Quiet Desk”?"
-std::string deleteQuestion(const FanPreset& preset);
 
 }  // namespace MenuBarText
 

@@ -1,5 +1,6 @@
 #include "UI/MenuBarView.h"
 
+#include <QGridLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
@@ -17,6 +18,7 @@
 #include "UI/MainWidgets.h"
 #include "UI/MenuBarPresetRow.h"
 #include "UI/ModelObserver.h"
+#include "UI/PresetListState.h"
 #include "UI/Sparkline.h"
 #include "UI/TemperatureGaugeCompact.h"
 #include "UI/Theme.h"
@@ -25,6 +27,8 @@
 namespace halcyra {
 
 namespace {
+
+constexpr int metricColumns = 2;
 
 QWidget* makeCritical(QWidget* parent) {
   auto* box = new QWidget(parent);
@@ -145,8 +149,32 @@ void MenuBarView::apply(const MenuBarState& state) {
   applyPresets(state);
   hottest_->setText(QString::fromStdString(state.hottestText));
   gauge_->setTemperature(state.hottest);
-  gauge_->setSamplingInterval(state.samplingInterval);
   applyNotices(state);
+}
+
+void MenuBarView::applyRawDetails(const MenuBarState& state) {
+  const std::size_t count = state.rawHotspots.size() + state.rawMetrics.size();
+  if (rawLines_.size() != count) {
+    for (FigureLabel* line : rawLines_) delete line;
+    rawLines_.clear();
+    for (std::size_t each = 0; each < count; ++each) {
+      auto* line = new FigureLabel(TextStyle::caption, rawDetails_);
+      line->setProperty("role", "secondary");
+      const auto row = static_cast<int>(each);
+      const int metric = row - static_cast<int>(state.rawHotspots.size());
+      if (metric < 0) {
+        rawGrid_->addWidget(line, row, 0, 1, metricColumns);
+      } else {
+        const int first = static_cast<int>(state.rawHotspots.size());
+        rawGrid_->addWidget(line, first + metric / metricColumns, metric % metricColumns);
+      }
+      rawLines_.push_back(line);
+    }
+  }
+  std::size_t next = 0;
+  for (const std::vector<std::string>* part : {&state.rawHotspots, &state.rawMetrics}) {
+    for (const std::string& text : *part) rawLines_[next++]->setText(QString::fromStdString(text));
+  }
 }
 
 void MenuBarView::applyZones(const MenuBarState& state) {
@@ -225,8 +253,8 @@ void MenuBarView::applyNotices(const MenuBarState& state) {
 void MenuBarView::askToDelete(const FanPreset& preset) {
   // A popup holds all input to itself, so that nobody could answer.
   emit leaving();
-  halcyra::askToDelete(this, QString::fromStdString(MenuBarText::deleteQuestion(preset)), {},
-                       textOf(MenuBarText::deletePreset), [this, preset] { context_.model->deletePreset(preset); });
+  halcyra::askToDelete(this, textOf(deletionTitle(preset.name)), {}, textOf(MenuBarText::deletePreset),
+                       [this, preset] { context_.model->deletePreset(preset); });
 }
 
 void MenuBarView::leaveFor(const std::function<void()>& action) {

@@ -81,10 +81,10 @@ class MenuBarView : public QWidget {
   ZoneLine makeZoneLine(int position);
   FanLine makeFanLine(int position);
   void makePresets(QVBoxLayout* layout);
-  void connectCommands();
-  void switchContent();
 
   // MenuBarView.cpp
+  void connectCommands();
+  void switchContent();
   void apply(const MenuBarState& state);
   void applyRawDetails(const MenuBarState& state);
   void applyZones(const MenuBarState& state);

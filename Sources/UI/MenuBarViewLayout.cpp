@@ -24,10 +24,8 @@ namespace halcyra {
 namespace {
 
 constexpr int panelMargin = 16;
-/// From the edge of a button to its picture.
-/// Of details under their title.
+/// Pixels; of details under their title.
 constexpr int rawIndent = 16;
-constexpr int metricColumns = 2;
 constexpr const char* sectionLine = "sectionLine";
 
 QLabel* makeLabel(const char* text, const char* role, QWidget* parent) {
@@ -101,31 +99,6 @@ QWidget* MenuBarView::makeHeader() {
   connect(disclosure, &Disclosure::toggled, this, [this] { updateHeight(); });
   layout->addItem(new OutdentedItem(disclosure, DisclosureButton::outset, 0));
   return header;
-}
-
-void MenuBarView::applyRawDetails(const MenuBarState& state) {
-  const std::size_t count = state.rawHotspots.size() + state.rawMetrics.size();
-  if (rawLines_.size() != count) {
-    for (FigureLabel* line : rawLines_) delete line;
-    rawLines_.clear();
-    for (std::size_t each = 0; each < count; ++each) {
-      auto* line = new FigureLabel(TextStyle::caption, rawDetails_);
-      line->setProperty("role", "secondary");
-      const auto row = static_cast<int>(each);
-      const int metric = row - static_cast<int>(state.rawHotspots.size());
-      if (metric < 0) {
-        rawGrid_->addWidget(line, row, 0, 1, metricColumns);
-      } else {
-        const int first = static_cast<int>(state.rawHotspots.size());
-        rawGrid_->addWidget(line, first + metric / metricColumns, metric % metricColumns);
-      }
-      rawLines_.push_back(line);
-    }
-  }
-  std::size_t next = 0;
-  for (const std::vector<std::string>* part : {&state.rawHotspots, &state.rawMetrics}) {
-    for (const std::string& text : *part) rawLines_[next++]->setText(QString::fromStdString(text));
-  }
 }
 
 MenuBarView::ZoneLine MenuBarView::makeZoneLine(int position) {

@@ -3,6 +3,7 @@
 #include <QLineEdit>
 #include <QPainter>
 
+#include "UI/Controls/FocusRing.h"
 #include "UI/Fonts.h"
 #include "UI/Icons.h"
 #include "UI/MainWidgets.h"
@@ -17,7 +18,6 @@ constexpr int listRowHeight = 30;
 constexpr int rowGap = 1;
 /// With the line between the built-in presets and the user's own.
 constexpr int groupGap = 13;
-constexpr double listRadius = 6;
 constexpr int listPadding = 9;
 constexpr int listIconSize = 16;
 constexpr int listTextLeft = listPadding + listIconSize + 10;
@@ -59,13 +59,9 @@ void PresetListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
   painter->setPen(Qt::NoPen);
   if (isSelected || isHovered) {
     painter->setBrush(!isSelected ? theme.rowHover : isWindowActive ? theme.accentTint : theme.hairStrong);
-    painter->drawRoundedRect(place, listRadius, listRadius);
+    painter->drawRoundedRect(place, focusRadius, focusRadius);
   }
-  if (showsFocus_ && (option.state & QStyle::State_HasFocus)) {
-    painter->setBrush(Qt::NoBrush);
-    painter->setPen(QPen(theme.accent, 2));
-    painter->drawRoundedRect(QRectF(place).adjusted(1, 1, -1, -1), listRadius - 1, listRadius - 1);
-  }
+  if (showsFocus_ && (option.state & QStyle::State_HasFocus)) drawFocusRing(*painter, place);
   const double ratio = painter->device()->devicePixelRatioF();
   painter->drawPixmap(
       place.left() + listPadding, place.center().y() - listIconSize / 2 + 1,

@@ -10,7 +10,6 @@
 #include <QShortcut>
 #include <QSignalBlocker>
 #include <QSlider>
-#include <QStyle>
 #include <QVBoxLayout>
 
 #include "App/AppModel.h"
@@ -45,16 +44,6 @@ QLabel* makeEndLabel(std::string_view text) {
   auto* const label = new QLabel(textOf(text));
   label->setProperty("role", "secondary");
   return label;
-}
-
-/// The stylesheet looks at properties only when told to.
-void setCapsule(QLabel* label, bool good) {
-  const QString kind = good ? "ok" : "warn";
-  if (label->property("capsule").toString() != kind) {
-    label->setProperty("capsule", kind);
-    label->style()->unpolish(label);
-    label->style()->polish(label);
-  }
 }
 
 void setSlider(QSlider* slider, int value, const std::string& spoken) {

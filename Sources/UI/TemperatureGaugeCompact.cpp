@@ -20,12 +20,8 @@ constexpr int minimumGaugeWidth = 200;
 
 }  // namespace
 
-CompactTemperatureGauge::CompactTemperatureGauge(std::vector<GaugeMark> boundaries, std::vector<GaugeMark> bandWords,
-                                                 QWidget* parent)
-    : QWidget(parent),
-      boundaries_(std::move(boundaries)),
-      bandWords_(std::move(bandWords)),
-      bar_(new TemperatureGaugeBar(barHeight, this)) {
+CompactTemperatureGauge::CompactTemperatureGauge(QWidget* parent)
+    : QWidget(parent), bar_(new TemperatureGaugeBar(barHeight, this)) {
   setObjectName("compactTemperatureGauge");
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   auto* layout = new QVBoxLayout(this);
@@ -34,15 +30,8 @@ CompactTemperatureGauge::CompactTemperatureGauge(std::vector<GaugeMark> boundari
   layout->addWidget(bar_);
 }
 
-CompactTemperatureGauge::CompactTemperatureGauge(QWidget* parent)
-    : CompactTemperatureGauge(gaugeBoundaries(), gaugeBandWords(), parent) {}
-
 void CompactTemperatureGauge::setTemperature(const std::optional<double>& temperature) {
   bar_->setTemperature(temperature);
-}
-
-void CompactTemperatureGauge::setSamplingInterval(double seconds) {
-  bar_->setSamplingInterval(seconds);
 }
 
 QSize CompactTemperatureGauge::sizeHint() const {

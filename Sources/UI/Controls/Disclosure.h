@@ -41,9 +41,6 @@ class Disclosure : public QWidget {
  public:
   Disclosure(const QString& title, QWidget* content, QWidget* parent = nullptr);
 
-  bool isOpen() const { return button_->isChecked(); }
-  void setOpen(bool open) { button_->setChecked(open); }
-
  signals:
   void toggled(bool open);
 
