@@ -1,7 +1,10 @@
-#include <QCoreApplication>
+#include <QApplication>
 #include <QFile>
 #include <QImage>
+#include <QMessageBox>
 #include <QRegularExpression>
+#include <QTemporaryFile>
+#include <QTextDocumentFragment>
 
 #include "gtest/gtest.h"
 
@@ -40,6 +43,28 @@ TEST(UpdateFeed, readsAndComparesVersions) {
   }
   EXPECT_FALSE(UpdateFeed("", "1.0").canCheck());
   EXPECT_TRUE(UpdateFeed("/tmp/feed.json", "1.0").canCheck());
+}
+
+TEST(UpdateFeed, showsThePageAsItIs) {
+  for (const QString page : {"https://example.org/?from=1&to=2", "https://example.org/<b>new</b>&lt;"}) {
+    QTemporaryFile file;
+    ASSERT_TRUE(file.open());
+    file.write(R"({"version": "2", "page": ")" + page.toUtf8() + R"("})");
+    file.close();
+    UpdateFeed feed(file.fileName().toStdString(), "1.0");
+    feed.check();
+    while (!feed.canCheck()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    QMessageBox* box = nullptr;
+    for (QWidget* const each : QApplication::topLevelWidgets()) {
+      if (each->objectName() == QLatin1String("updateResult")) box = qobject_cast<QMessageBox*>(each);
+    }
+    ASSERT_NE(box, nullptr);
+    const QString text = box->informativeText();
+    // As a label reads a text whose format it is not told.
+    const QString shown = Qt::mightBeRichText(text) ? QTextDocumentFragment::fromHtml(text).toPlainText() : text;
+    EXPECT_EQ(shown.toStdString(), "You have version 1.0. " + page.toStdString());
+    delete box;
+  }
 }
 
 TEST(QtMainQueue, runsInOrderAndDropsWhatIsLeft) {

@@ -9,6 +9,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QStringList>
+#include <QTextDocument>
 #include <algorithm>
 #include <utility>
 #include <vector>
@@ -109,9 +110,11 @@ void UpdateFeed::show(const QString& message, const QString& informativeText) {
                               QApplication::activeWindow());
   box->setObjectName(QStringLiteral("updateResult"));
   box->setAttribute(Qt::WA_DeleteOnClose);
-  // The feed is not ours: its text must not be taken for markup.
+  // The feed is not ours: its text must not be taken for markup. The second text's format cannot be told.
   box->setTextFormat(Qt::PlainText);
-  box->setInformativeText(informativeText.toHtmlEscaped());
+  box->setInformativeText(Qt::mightBeRichText(informativeText)
+                              ? QStringLiteral("<qt>%1</qt>").arg(informativeText.toHtmlEscaped())
+                              : informativeText);
   box->open();
 }
 
