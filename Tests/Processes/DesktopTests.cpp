@@ -116,6 +116,15 @@ TEST_F(DesktopTests, TheDeathOfTheDisplayServerHandsTheFansBack) {
   EXPECT_EQ(machine.modes(), automatic);
 }
 
+TEST_F(DesktopTests, AnEndThatIsWeeksAwayIsTimed) {
+  // More milliseconds than the toolkit's own timers can count, who then complain and never fire.
+  const auto application = start({"--seconds", "3000000"});
+  shownDashboard();
+  application->signal(SIGTERM);
+  EXPECT_EQ(application->wait(), 0);
+  EXPECT_EQ(application->errors().find("negative interval"), std::string::npos) << application->errors();
+}
+
 TEST_F(DesktopTests, ClosingEveryWindowLeavesTheTrayIconAndControlRunning) {
   display.hostTray();
   const auto application = startWithPreset();

@@ -157,7 +157,7 @@ class Desktop {
       takeScreenshots(*scenes_, *line_.screenshots, [this] { quit(); });
     }
     if (line_.seconds) {
-      QTimer::singleShot(static_cast<int>(*line_.seconds * 1000), scenes_.get(), [this] { quit(); });
+      end_ = mainQueue_.startTimer(Seconds{*line_.seconds}, Seconds{0}, Seconds{0}, [this] { quit(); });
     }
   }
 
@@ -189,6 +189,7 @@ class Desktop {
   std::unique_ptr<HalcyraApp> scenes_;
   std::optional<FanPreset> preset_;
   std::unique_ptr<QTimer> steps_;
+  std::unique_ptr<Timer> end_;
   bool testWasStarted_ = false;
 };
 
