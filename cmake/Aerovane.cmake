@@ -8,6 +8,10 @@ endif()
 
 add_library(aerovane-options INTERFACE)
 target_compile_options(aerovane-options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Takes what an included source keeps in its anonymous namespace for a header's.
+  target_compile_options(aerovane-options INTERFACE -Wno-subobject-linkage)
+endif()
 if(AEROVANE_SANITIZE)
   target_compile_options(aerovane-options INTERFACE
     -fsanitize=${AEROVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
