@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QLabel>
 #include <QMessageBox>
 #include <QStandardPaths>
 #include <QWidget>
@@ -45,6 +46,8 @@ void QtWorkspace::showWarning(const std::string& message, const std::string& inf
                   QMessageBox::NoButton, QApplication::activeWindow());
   box.setObjectName(QStringLiteral("warning"));
   box.setInformativeText(QString::fromStdString(informativeText));
+  // Both may tell what stands in a file that somebody else has written.
+  for (QLabel* label : box.findChildren<QLabel*>()) label->setTextFormat(Qt::PlainText);
   box.addButton(QString::fromStdString(button), QMessageBox::AcceptRole);
   box.exec();
 }
