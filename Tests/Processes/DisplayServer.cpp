@@ -2,6 +2,8 @@
 
 #include "Processes/DisplayServer.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <signal.h>
 #include <stdexcept>
@@ -112,6 +114,20 @@ int DisplayServer::width(xcb_window_t window) {
   return geometry ? geometry->width : 0;
 }
 
+int DisplayServer::height(xcb_window_t window) {
+  const auto geometry = own(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+  return geometry ? geometry->height : 0;
+}
+
+bool DisplayServer::isPainted(xcb_window_t window) {
+  constexpr std::uint16_t side = 200;
+  const auto image = own(xcb_get_image_reply(
+      connection_, xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0, 0, side, side, ~0U), nullptr));
+  if (!image) return false;
+  const auto* const pixels = reinterpret_cast<const std::uint32_t*>(xcb_get_image_data(image.get()));
+  return std::any_of(pixels, pixels + side * side, [&](std::uint32_t pixel) { return pixel != pixels[0]; });
+}
+
 void DisplayServer::send(xcb_window_t window, const char* event, std::uint32_t mask) {
   xcb_send_event(connection_, 0, window, mask, event);
   xcb_flush(connection_);
@@ -137,6 +153,21 @@ void DisplayServer::pressKey(xcb_window_t window, xcb_keycode_t key, std::uint16
     event.state = modifiers;
     event.same_screen = 1;
     send(window, bytes(event), type == XCB_KEY_PRESS ? XCB_EVENT_MASK_KEY_PRESS : XCB_EVENT_MASK_KEY_RELEASE);
+  }
+}
+
+void DisplayServer::click(xcb_window_t window, std::int16_t x, std::int16_t y) {
+  for (const int type : {XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE}) {
+    xcb_button_press_event_t event{};
+    event.response_type = static_cast<std::uint8_t>(type);
+    event.detail = XCB_BUTTON_INDEX_1;
+    event.root = root_;
+    event.event = window;
+    event.event_x = x;
+    event.event_y = y;
+    if (type == XCB_BUTTON_RELEASE) event.state = XCB_BUTTON_MASK_1;
+    event.same_screen = 1;
+    send(window, bytes(event), type == XCB_BUTTON_PRESS ? XCB_EVENT_MASK_BUTTON_PRESS : XCB_EVENT_MASK_BUTTON_RELEASE);
   }
 }
 

@@ -13,8 +13,10 @@ namespace halcyra::test {
 /// A display server of the test's own, without a window manager, and what a user or the desktop does on it.
 class DisplayServer {
  public:
-  /// A key code of the server's keyboard.
+  /// Key codes of the server's keyboard.
+  static constexpr xcb_keycode_t tabKey = 23;
   static constexpr xcb_keycode_t qKey = 24;
+  static constexpr xcb_keycode_t spaceKey = 65;
 
   DisplayServer();
   ~DisplayServer();
@@ -36,10 +38,14 @@ class DisplayServer {
   std::vector<xcb_window_t> shownWindows();
   std::string title(xcb_window_t window);
   /// Pixels.
+  int height(xcb_window_t window);
   int width(xcb_window_t window);
+  /// Whether something has been painted into it: more than one colour.
+  bool isPainted(xcb_window_t window);
   /// Asks the application to close it, as the window's own button does.
   void requestClose(xcb_window_t window);
   void pressKey(xcb_window_t window, xcb_keycode_t key, std::uint16_t modifiers = 0);
+  void click(xcb_window_t window, std::int16_t x, std::int16_t y);
 
  private:
   xcb_atom_t atom(const std::string& name);
