@@ -168,17 +168,20 @@ void HelperClient::State::beat() {
 }
 
 void HelperClient::State::heartbeatEnded(const std::string& id, const std::optional<Error>& error) {
+  int failures = 0;
   {
     const std::lock_guard lock(heartbeatLock);
-    // A late answer says nothing about the session that has begun since.
-    if (storedSessionID() != id) {
+    if (!error) {
+      consecutiveHeartbeatFailures = 0;
       return;
     }
-    consecutiveHeartbeatFailures = error ? consecutiveHeartbeatFailures + 1 : 0;
-    const bool isTolerated = consecutiveHeartbeatFailures <= toleratedHeartbeatFailures;
-    if (!error || (isTolerated && !HelperXPCError::isInvalidSession(*error))) {
-      return;
-    }
+    failures = ++consecutiveHeartbeatFailures;
+  }
+  if (storedSessionID() != id) {
+    return;
+  }
+  if (!HelperXPCError::isInvalidSession(*error) && failures <= toleratedHeartbeatFailures) {
+    return;
   }
   std::function<void(Error)> handler;
   {

@@ -122,7 +122,7 @@ QWidget* MainView::makeDetail() {
   makeShrinkable(error_);
   error_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   column_->addWidget(error_);
-  gauge_ = new TemperatureGaugeView(gaugeHeight, page);
+  gauge_ = new TemperatureGaugeView(TemperatureGaugeView::Header::hidden, gaugeHeight, page);
   column_->addWidget(gauge_);
   banner_ = makeBanner(page);
   column_->addWidget(banner_);

@@ -33,6 +33,7 @@ void MainView::refresh() {
   presets_->apply(makePresetListState(*model_));
   followActivePreset();
   apply(makeMainViewState(*model_));
+  gauge_->setSamplingInterval(model_->pollingInterval());
   gauge_->setTemperature(model_->displayTemperature());
   if (rawThermals_->isChecked()) metrics_->refresh(*model_);
   history_->setSamples(model_->history());

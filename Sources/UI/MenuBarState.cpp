@@ -141,6 +141,7 @@ MenuBarState makeMenuBarState(const AppModel& model) {
   state.presets = presetRows(model);
   state.hottest = model.displayTemperature();
   state.hottestText = temperatureText(state.hottest, "—");
+  state.samplingInterval = model.pollingInterval();
   addSetup(state, model);
   state.conflict = conflict(model);
   state.error = model.visibleError();

@@ -62,6 +62,7 @@ struct MenuBarState {
   std::optional<double> hottest;
   /// "61.2 °C", or a dash.
   std::string hottestText;
+  double samplingInterval = 0;
   bool showsHelperSetup = false;
   bool canSetUpHelper = false;
   bool showsSupervisedTest = false;

@@ -149,6 +149,7 @@ void MenuBarView::apply(const MenuBarState& state) {
   applyPresets(state);
   hottest_->setText(QString::fromStdString(state.hottestText));
   gauge_->setTemperature(state.hottest);
+  gauge_->setSamplingInterval(state.samplingInterval);
   applyNotices(state);
 }
 

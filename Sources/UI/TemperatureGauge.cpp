@@ -1,6 +1,7 @@
 #include "UI/TemperatureGauge.h"
 
 #include <QEasingCurve>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
@@ -10,6 +11,7 @@
 #include <numbers>
 
 #include "Helpers/TemperatureGaugeScale.h"
+#include "UI/Icons.h"
 #include "UI/Motion.h"
 #include "UI/TemperatureGaugeLegend.h"
 #include "UI/Theme.h"
@@ -139,24 +141,57 @@ void TemperatureGaugeBar::drawZones(QPainter& painter) const {
   painter.setOpacity(1);
 }
 
-TemperatureGaugeView::TemperatureGaugeView(int barHeight, QWidget* parent)
-    : QWidget(parent), bar_(new TemperatureGaugeBar(barHeight, this)), status_(new QLabel(this)) {
+TemperatureGaugeView::TemperatureGaugeView(Header header, int barHeight, QWidget* parent) : QWidget(parent) {
   setObjectName("temperatureGaugeView");
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(8);
+  if (header == Header::shown) layout->addWidget(makeHeader());
+  bar_ = new TemperatureGaugeBar(barHeight, this);
   layout->addWidget(bar_);
   layout->addWidget(new TemperatureGaugeLegend(this));
+  status_ = new QLabel(status(std::nullopt), this);
   status_->setObjectName("temperatureGaugeStatus");
   status_->setProperty("role", "secondary");
   status_->setWordWrap(true);
   layout->addWidget(status_);
-  setTemperature(std::nullopt);
+}
+
+QWidget* TemperatureGaugeView::makeHeader() {
+  auto* header = new QWidget(this);
+  auto* layout = new QHBoxLayout(header);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(6);
+  auto* title = new QLabel(QStringLiteral("Hottest Live Sensor"), header);
+  title->setProperty("role", "headline");
+  auto* presetIcon = new IconLabel(QStringLiteral("sliders"), header);
+  presetName_ = new QLabel(header);
+  presetName_->setObjectName("temperatureGaugePreset");
+  presetName_->setProperty("role", "secondary");
+  presetName_->setTextFormat(Qt::PlainText);
+  presetName_->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
+  layout->addWidget(title);
+  layout->addStretch();
+  layout->addWidget(presetIcon);
+  layout->addWidget(presetName_);
+  return header;
 }
 
 void TemperatureGaugeView::setTemperature(const std::optional<double>& temperature) {
   bar_->setTemperature(temperature);
-  status_->setText(QString::fromStdString(temperatureStatus(temperature)));
+  status_->setText(status(temperature));
+}
+
+void TemperatureGaugeView::setActivePresetName(const QString& name) {
+  if (presetName_ != nullptr) presetName_->setText(name);
+}
+
+void TemperatureGaugeView::setSamplingInterval(double seconds) {
+  bar_->setSamplingInterval(seconds);
+}
+
+QString TemperatureGaugeView::status(const std::optional<double>& temperature) {
+  return QString::fromStdString(temperatureStatus(temperature));
 }
 
 }  // namespace halcyra

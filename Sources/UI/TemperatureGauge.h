@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QVariantAnimation>
 #include <QWidget>
 #include <optional>
@@ -23,6 +24,9 @@ class TemperatureGaugeBar : public QWidget {
   /// °C. A new value is approached with the gauges' spring, at once when motion is reduced or nobody sees it; none is
   /// shown at once.
   void setTemperature(const std::optional<double>& temperature);
+  /// Seconds between two values.
+  void setSamplingInterval(double seconds) { samplingInterval_ = seconds; }
+  double samplingInterval() const { return samplingInterval_; }
   const std::optional<double>& temperature() const { return temperature_; }
   /// What the marker shows at the moment.
   const std::optional<double>& animatedTemperature() const { return animatedTemperature_; }
@@ -39,25 +43,34 @@ class TemperatureGaugeBar : public QWidget {
   void drawZones(QPainter& painter) const;
 
   int barHeight_;
+  double samplingInterval_ = 2;
   std::optional<double> temperature_;
   std::optional<double> animatedTemperature_;
   QVariantAnimation animation_{this};
 };
 
-/// The hottest live sensor: bar, legend and status sentence.
+/// The hottest live sensor: bar, legend and status sentence, with a header of its own where the surroundings have
+/// none.
 class TemperatureGaugeView : public QWidget {
   Q_OBJECT
 
  public:
-  /// `barHeight` in pixels.
-  explicit TemperatureGaugeView(int barHeight, QWidget* parent = nullptr);
+  enum class Header { shown, hidden };
 
-  /// °C.
+  explicit TemperatureGaugeView(Header header = Header::shown, int barHeight = 22, QWidget* parent = nullptr);
+
   void setTemperature(const std::optional<double>& temperature);
+  void setActivePresetName(const QString& name);
+  /// Seconds.
+  void setSamplingInterval(double seconds);
+  static QString status(const std::optional<double>& temperature);
 
  private:
-  TemperatureGaugeBar* bar_;
-  QLabel* status_;
+  QWidget* makeHeader();
+
+  QLabel* presetName_ = nullptr;
+  TemperatureGaugeBar* bar_ = nullptr;
+  QLabel* status_ = nullptr;
 };
 
 }  // namespace halcyra

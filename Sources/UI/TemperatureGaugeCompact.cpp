@@ -20,8 +20,12 @@ constexpr int minimumGaugeWidth = 200;
 
 }  // namespace
 
-CompactTemperatureGauge::CompactTemperatureGauge(QWidget* parent)
-    : QWidget(parent), bar_(new TemperatureGaugeBar(barHeight, this)) {
+CompactTemperatureGauge::CompactTemperatureGauge(std::vector<GaugeMark> boundaries, std::vector<GaugeMark> bandWords,
+                                                 QWidget* parent)
+    : QWidget(parent),
+      boundaries_(std::move(boundaries)),
+      bandWords_(std::move(bandWords)),
+      bar_(new TemperatureGaugeBar(barHeight, this)) {
   setObjectName("compactTemperatureGauge");
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   auto* layout = new QVBoxLayout(this);
@@ -30,8 +34,15 @@ CompactTemperatureGauge::CompactTemperatureGauge(QWidget* parent)
   layout->addWidget(bar_);
 }
 
+CompactTemperatureGauge::CompactTemperatureGauge(QWidget* parent)
+    : CompactTemperatureGauge(gaugeBoundaries(), gaugeBandWords(), parent) {}
+
 void CompactTemperatureGauge::setTemperature(const std::optional<double>& temperature) {
   bar_->setTemperature(temperature);
+}
+
+void CompactTemperatureGauge::setSamplingInterval(double seconds) {
+  bar_->setSamplingInterval(seconds);
 }
 
 QSize CompactTemperatureGauge::sizeHint() const {

@@ -17,10 +17,15 @@ class CompactTemperatureGauge : public QWidget {
   Q_OBJECT
 
  public:
+  CompactTemperatureGauge(std::vector<GaugeMark> boundaries, std::vector<GaugeMark> bandWords,
+                          QWidget* parent = nullptr);
+  /// With the boundaries and names of the gauges' zones.
   explicit CompactTemperatureGauge(QWidget* parent = nullptr);
 
   /// °C.
   void setTemperature(const std::optional<double>& temperature);
+  /// Seconds.
+  void setSamplingInterval(double seconds);
   QSize sizeHint() const override;
 
  protected:
@@ -29,8 +34,8 @@ class CompactTemperatureGauge : public QWidget {
  private:
   void drawMarks(QPainter& painter, const std::vector<GaugeMark>& marks, int top) const;
 
-  std::vector<GaugeMark> boundaries_ = gaugeBoundaries();
-  std::vector<GaugeMark> bandWords_ = gaugeBandWords();
+  std::vector<GaugeMark> boundaries_;
+  std::vector<GaugeMark> bandWords_;
   TemperatureGaugeBar* bar_;
 };
 

@@ -10,11 +10,11 @@ namespace halcyra {
 
 const std::array<TemperatureZone, 5>& TemperatureZone::all() {
   static const std::array<TemperatureZone, 5> zones{{
-      {30, 45, ZoneColor::blue, "Cool", "30–45°"},
-      {45, 60, ZoneColor::green, "Normal", "45–60°"},
-      {60, 75, ZoneColor::yellow, "Warm", "60–75°"},
-      {75, 90, ZoneColor::orange, "Hot", "75–90°"},
-      {90, 105, ZoneColor::red, "Very Hot", "90–105°"},
+      {UUID::random(), 30, 45, ZoneColor::blue, "Cool", "30–45°"},
+      {UUID::random(), 45, 60, ZoneColor::green, "Normal", "45–60°"},
+      {UUID::random(), 60, 75, ZoneColor::yellow, "Warm", "60–75°"},
+      {UUID::random(), 75, 90, ZoneColor::orange, "Hot", "75–90°"},
+      {UUID::random(), 90, 105, ZoneColor::red, "Very Hot", "90–105°"},
   }};
   return zones;
 }

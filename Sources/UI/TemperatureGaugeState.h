@@ -5,12 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "Platform/UUID.h"
+
 namespace halcyra {
 
 enum class ZoneColor { blue, green, yellow, orange, red };
 
 /// One colour band of the gauges.
 struct TemperatureZone {
+  UUID id;
   /// °C.
   double lower = 0;
   double upper = 0;

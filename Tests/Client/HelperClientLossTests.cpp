@@ -127,42 +127,6 @@ TEST_F(HelperClientLossTest, ANewSessionStartsWithoutFailures) {
   EXPECT_TRUE(sessionErrors.empty()) << "one failed heartbeat in each of two sessions";
 }
 
-TEST_F(HelperClientLossTest, ALateAnswerToAnEndedSessionsHeartbeatChangesNothing) {
-  const Error broken = cocoaError(4097);
-  struct Case {
-    std::string name;
-    std::optional<Error> late;
-    /// Seconds after which the old session's answer comes; the new session begins half a second after the question.
-    double delay;
-    /// How the new session's first heartbeats end.
-    std::vector<Error> failures;
-    std::size_t reported;
-  };
-  const std::vector<Case> table{
-      {"expired", helperError(2), 3, {}, 0},
-      {"failed, and so does one of the new session's", broken, 3, {broken}, 0},
-      {"answered, between two that fail", std::nullopt, 6, {broken, broken}, 1},
-  };
-  for (const Case& each : table) {
-    SCOPED_TRACE(each.name);
-    beginSession();
-    const std::size_t beats = bus.sentCount(text(Selector::heartbeat));
-    answers[text(Selector::heartbeat)] = {nullptr, each.late};
-    bus.addFault(text(Selector::heartbeat), {Fault::lateReply, Seconds{each.delay}, {}});
-    run(4.5);
-    EXPECT_EQ(bus.sentCount(text(Selector::heartbeat)), beats + 1);
-    answers.clear();
-    const std::string second = beginSession();
-    failHeartbeats(each.failures);
-    run(20);
-    EXPECT_EQ(sessionErrors.size(), each.reported);
-    EXPECT_EQ(client->sessionID(), second);
-    end();
-    settle();
-    sessionErrors.clear();
-  }
-}
-
 TEST_F(HelperClientLossTest, AHelperThatDiesIsStartedAnewAndKnowsNoSession) {
   beginSession();
   bus.setStandingFault(text(Selector::setFanTargetRPM), MessageFault{Fault::loseReply, Seconds{0}, {}});

@@ -33,6 +33,7 @@ TEST(TemperatureGaugeState, zonesSpanTheScale) {
   for (std::size_t i = 0; i < zones.size(); ++i) {
     if (i > 0) {
       EXPECT_EQ(zones[i].lower, zones[i - 1].upper);
+      EXPECT_NE(zones[i].id, zones[i - 1].id);
     }
     EXPECT_EQ(static_cast<std::size_t>(zones[i].color), i);
     legend += zones[i].name + " " + zones[i].rangeLabel + ";";

@@ -75,10 +75,12 @@ TEST(TemperatureGaugeBar, movesWithTheSpringAndStopsAtOnceWithoutAValue) {
 }
 
 TEST(TemperatureGaugeView, saysTheStatusAndWrapsItsLegend) {
-  TemperatureGaugeView view(22);
+  TemperatureGaugeView view;
+  view.setActivePresetName("Quiet Desk");
   EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugeStatus")->text(), "Temperature sensor unavailable");
   view.setTemperature(44.99);
   EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugeStatus")->text(), "Cool — idle or light work");
+  EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugePreset")->text(), "Quiet Desk");
   auto* const legend = view.findChild<TemperatureGaugeLegend*>("temperatureGaugeLegend");
   EXPECT_TRUE(legend->accessibleName().contains("Warm 60–75°, Hot 75–90°"));
   EXPECT_EQ(legend->heightForWidth(2000), legend->sizeHint().height());
