@@ -107,6 +107,19 @@ TEST_F(HelperClientLossTest, ToleratesOneFailedHeartbeat) {
   }
 }
 
+TEST_F(HelperClientLossTest, ALateFailureOfAnEndedSessionIsIgnored) {
+  beginSession();
+  answers[text(Selector::heartbeat)] = {nullptr, helperError(2)};
+  bus.addFault(text(Selector::heartbeat), {Fault::lateReply, Seconds{3}, {}});
+  run(4.5);
+  EXPECT_EQ(bus.sentCount(text(Selector::heartbeat)), 1U);
+  answers.clear();
+  const std::string second = beginSession();
+  run(20);
+  EXPECT_TRUE(sessionErrors.empty());
+  EXPECT_EQ(client->sessionID(), second);
+}
+
 TEST_F(HelperClientLossTest, HeartbeatFailuresOfTheTransportCountAlike) {
   beginSession();
   failHeartbeats({cocoaError(4099), cocoaError(4097)});
