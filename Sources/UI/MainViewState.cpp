@@ -17,22 +17,6 @@ std::optional<Value> entry(const std::map<int, Value>& values, int key) {
 
 }  // namespace
 
-std::string_view helperLabel(HelperInstallState state) {
-  switch (state) {
-    case HelperInstallState::notRegistered:
-      return "Not installed";
-    case HelperInstallState::enabled:
-      return "Approved";
-    case HelperInstallState::requiresApproval:
-      return "Approval required";
-    case HelperInstallState::notFound:
-      return "Not set up";
-    case HelperInstallState::unknown:
-      break;
-  }
-  return "Unknown";
-}
-
 FanCardState makeFanCardState(const FanInfo& fan, const std::optional<double>& temperature,
                               const std::optional<std::string>& driver) {
   FanCardState card{.index = fan.index,
@@ -60,7 +44,7 @@ MainViewState makeMainViewState(const AppModel& model) {
   MainViewState state;
   state.title = active.name;
   if (active.subtitle()) state.subtitle = std::string(*active.subtitle());
-  state.helper = std::string(helperLabel(model.helperState()));
+  state.helper = std::string(rawValue(model.helperState()));
   state.helperIsApproved = model.helperState() == HelperInstallState::enabled;
   state.error = model.visibleError();
   state.hottest = temperatureText(model.displayTemperature(), "—");

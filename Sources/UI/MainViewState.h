@@ -60,9 +60,6 @@ MainViewState makeMainViewState(const AppModel& model);
 FanCardState makeFanCardState(const FanInfo& fan, const std::optional<double>& temperature,
                               const std::optional<std::string>& driver);
 
-/// "Not installed", "Approved", …
-std::string_view helperLabel(HelperInstallState state);
-
 /// What the editor starts with while `active` is the selected preset.
 const FanPreset& firstEditingPreset(const FanPreset& active);
 

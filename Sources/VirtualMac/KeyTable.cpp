@@ -72,7 +72,7 @@ void appendOthers(std::vector<KeyEntry>& entries) {
 KeyTable::KeyTable() {
   entries_.push_back(live(SMCKey::fromString("#KEY"), "ui32", 4, readOnly, KeySource::keyCount));
   entries_.push_back(live(SMCKey::fanTestMode, "ui8 ", 1, readWrite, KeySource::fanTestFlag));
-  const auto& sensors = sensorSpecifications();
+  const auto& sensors = sensorTraits();
   for (std::size_t index = 0; index < sensors.size(); ++index) {
     const std::uint32_t size = sensors[index].type == "sp78" ? 2 : 4;
     entries_.push_back(live(sensors[index].key, sensors[index].type, size, readOnly, KeySource::temperature, index));

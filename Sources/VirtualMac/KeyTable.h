@@ -14,7 +14,7 @@ namespace halcyra {
 /// Where the value of a key comes from.
 enum class KeySource {
   keyCount,
-  /// `index` is a position in `sensorSpecifications()`.
+  /// `index` is a position in `sensorTraits()`.
   temperature,
   /// `index` is a fan.
   fanActual,

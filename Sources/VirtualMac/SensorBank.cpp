@@ -28,9 +28,9 @@ bool isGraphics(ThermalNode node) {
 }  // namespace
 
 SensorBank::SensorBank(std::uint64_t seed, const FaultSet& faults) : seed_(seed), faults_(faults) {
-  const auto& sensors = sensorSpecifications();
+  const auto& sensors = sensorTraits();
   for (std::size_t index = 0; index < sensors.size(); ++index) {
-    const SensorSpecification& sensor = sensors[index];
+    const SensorTraits& sensor = sensors[index];
     const double individual = 2 * unitOf(hashOf(seed_, individualStream | sensor.key.rawValue, 0)) - 1;
     offsets_.push_back(sensor.offset + sensor.spread * individual);
     if (sensor.kind == SensorKind::die) {
@@ -43,7 +43,7 @@ void SensorBank::sample(std::uint64_t number, ThermalModel& model, const Workloa
   sample_ = number;
   replayed_.clear();
   if (replay.replaysTemperatures()) {
-    for (const SensorSpecification& sensor : sensorSpecifications()) {
+    for (const SensorTraits& sensor : sensorTraits()) {
       replayed_.push_back(replay.replayedTemperature(sensor.key, replayTime));
     }
     imposeReplay(model);
@@ -58,7 +58,7 @@ void SensorBank::imposeReplay(ThermalModel& model) const {
   }
   std::array<double, dieNodeCount> sums{};
   std::array<int, dieNodeCount> counts{};
-  const auto& sensors = sensorSpecifications();
+  const auto& sensors = sensorTraits();
   for (std::size_t index = 0; index < sensors.size(); ++index) {
     if (sensors[index].kind == SensorKind::die && replayed_[index]) {
       const auto node = static_cast<std::size_t>(sensors[index].node);
@@ -77,7 +77,7 @@ double SensorBank::dieBase(std::size_t sensor) const {
   if (!replayed_.empty() && replayed_[sensor]) {
     return *replayed_[sensor];
   }
-  return nodes_[static_cast<std::size_t>(sensorSpecifications()[sensor].node)] + offsets_[sensor];
+  return nodes_[static_cast<std::size_t>(sensorTraits()[sensor].node)] + offsets_[sensor];
 }
 
 double SensorBank::hottest(bool graphics) const {
@@ -90,10 +90,10 @@ double SensorBank::hottest(bool graphics) const {
 }
 
 double SensorBank::simulated(std::size_t sensor) const {
-  const SensorSpecification& specification = sensorSpecifications()[sensor];
-  const std::uint64_t key = specification.key.rawValue;
+  const SensorTraits& traits = sensorTraits()[sensor];
+  const std::uint64_t key = traits.key.rawValue;
   const double noise = bellOf(hashOf(seed_, noiseStream | key, sample_));
-  switch (specification.kind) {
+  switch (traits.kind) {
     case SensorKind::die: {
       const double chance = unitOf(hashOf(seed_, strayStream | key, sample_));
       // The chance that made the sample stray also says how far: it is uniform below the probability.
@@ -108,13 +108,13 @@ double SensorBank::simulated(std::size_t sensor) const {
     case SensorKind::other:
       break;
   }
-  const double rise = nodes_[static_cast<std::size_t>(specification.node)] - ambient_;
-  return ambient_ + specification.share * rise + offsets_[sensor] + otherNoise * noise;
+  const double rise = nodes_[static_cast<std::size_t>(traits.node)] - ambient_;
+  return ambient_ + traits.share * rise + offsets_[sensor] + otherNoise * noise;
 }
 
 double SensorBank::temperature(std::size_t sensor) const {
   const Fault* const spike = faults_.find(FaultKind::spike);
-  if (spike != nullptr && sensorSpecifications()[sensor].kind != SensorKind::other) {
+  if (spike != nullptr && sensorTraits()[sensor].kind != SensorKind::other) {
     return spike->number;
   }
   if (!replayed_.empty() && replayed_[sensor]) {

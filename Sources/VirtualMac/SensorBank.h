@@ -26,7 +26,7 @@ enum class SensorKind {
 };
 
 /// One temperature sensor of the machine.
-struct SensorSpecification {
+struct SensorTraits {
   SMCKey key;
   /// "flt " or "sp78".
   std::string_view type;
@@ -40,7 +40,7 @@ struct SensorSpecification {
 };
 
 /// All temperature sensors of a Mac15,11 that read as degrees, in no particular order.
-const std::vector<SensorSpecification>& sensorSpecifications();
+const std::vector<SensorTraits>& sensorTraits();
 
 /// What the sensors say: samples of the model, four a second. The value of a sample depends on the seed, the key and
 /// the sample's number alone.
@@ -56,7 +56,7 @@ class SensorBank {
   /// Makes the model's dies as hot as the latest sample replays them, so that the firmware goes by that.
   void imposeReplay(ThermalModel& model) const;
 
-  /// °C of one sensor (a position in `sensorSpecifications()`) in the latest sample.
+  /// °C of one sensor (a position in `sensorTraits()`) in the latest sample.
   double temperature(std::size_t sensor) const;
   std::uint64_t sampleNumber() const { return sample_; }
 

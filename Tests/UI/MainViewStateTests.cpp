@@ -56,14 +56,6 @@ TEST(MainViewStateTest, aFanCardSaysWhatTheFanDoes) {
   }
 }
 
-TEST(MainViewStateTest, theHelperHasOneOfFiveLabels) {
-  EXPECT_EQ(helperLabel(HelperInstallState::notRegistered), "Not installed");
-  EXPECT_EQ(helperLabel(HelperInstallState::enabled), "Approved");
-  EXPECT_EQ(helperLabel(HelperInstallState::requiresApproval), "Approval required");
-  EXPECT_EQ(helperLabel(HelperInstallState::notFound), "Not set up");
-  EXPECT_EQ(helperLabel(HelperInstallState::unknown), "Unknown");
-}
-
 TEST(MainViewStateTest, theEditorStartsWithTheActivePresetIfThatCanBeEdited) {
   EXPECT_EQ(firstEditingPreset(FanPreset::batterySaver()), FanPreset::batterySaver());
   for (const FanPreset& fixed : {FanPreset::systemDefault(), FanPreset::automatic(), FanPreset::fullBlast()}) {

@@ -62,9 +62,9 @@ constexpr Group groups[] = {
     {"TAOL", "flt ", other, chassis, 0.05, 0, 0.3},
 };
 
-std::vector<SensorSpecification> expandGroups() {
+std::vector<SensorTraits> expandGroups() {
   constexpr std::size_t keyAndBlank = 5;
-  std::vector<SensorSpecification> sensors;
+  std::vector<SensorTraits> sensors;
   for (const Group& group : groups) {
     for (std::size_t start = 0; start < group.keys.size(); start += keyAndBlank) {
       sensors.push_back({SMCKey::fromString(group.keys.substr(start, 4)), group.type, group.kind, group.node,
@@ -76,8 +76,8 @@ std::vector<SensorSpecification> expandGroups() {
 
 }  // namespace
 
-const std::vector<SensorSpecification>& sensorSpecifications() {
-  static const std::vector<SensorSpecification> sensors = expandGroups();
+const std::vector<SensorTraits>& sensorTraits() {
+  static const std::vector<SensorTraits> sensors = expandGroups();
   return sensors;
 }
 
