@@ -80,15 +80,24 @@ void UpdateFeed::check() {
   if (!canCheck()) return;
   isChecking_ = true;
   QNetworkReply* reply = network_->get(QNetworkRequest(feed_));
-  connect(reply, &QNetworkReply::finished, this, [this, reply] {
-    isChecking_ = false;
-    reply->deleteLater();
-    if (reply->error() != QNetworkReply::NoError) {
-      show(QStringLiteral("The check for updates failed."), reply->errorString());
-    } else {
-      showResult(reply->read(longestFeed));
-    }
+  connect(reply, &QNetworkReply::finished, this, [this, reply] { conclude(*reply); });
+  // A reply without an end is not kept.
+  connect(reply, &QNetworkReply::readyRead, this, [this, reply] {
+    if (reply->bytesAvailable() > longestFeed) conclude(*reply);
   });
+}
+
+void UpdateFeed::conclude(QNetworkReply& reply) {
+  // Once: aborting finishes it again.
+  reply.disconnect(this);
+  reply.deleteLater();
+  isChecking_ = false;
+  if (reply.error() != QNetworkReply::NoError) {
+    show(QStringLiteral("The check for updates failed."), reply.errorString());
+  } else {
+    showResult(reply.read(longestFeed));
+  }
+  reply.abort();
 }
 
 void UpdateFeed::showResult(const QByteArray& content) {

@@ -7,6 +7,7 @@
 #include <string>
 
 class QNetworkAccessManager;
+class QNetworkReply;
 
 namespace halcyra {
 
@@ -37,6 +38,7 @@ class UpdateFeed : public QObject {
   void check();
 
  private:
+  void conclude(QNetworkReply& reply);
   void showResult(const QByteArray& content);
   void show(const QString& message, const QString& informativeText);
 
