@@ -1,8 +1,8 @@
 #include <functional>
 #include <gtest/gtest.h>
-#include <map>
 
 #include "SMC/FanCapability.h"
+#include "Support/FakeSystemInformation.h"
 #include "Support/ManualClock.h"
 #include "Support/ScriptedSMC.h"
 
@@ -40,11 +40,6 @@ TEST_F(FanCapabilityProbeTest, reportsEveryFanInOrderAcrossGaps) {
   EXPECT_TRUE(smc.writes().empty());
 }
 
-TEST_F(FanCapabilityProbeTest, aMachineWithoutFansIsFine) {
-  EXPECT_EQ(probe(), HardwareCapabilities{});
-  EXPECT_EQ(probe().supervisedFanIndex(), std::nullopt);
-}
-
 TEST_F(FanCapabilityProbeTest, aFanCountsAsControllableOnlyWhenEverythingFits) {
   struct Case {
     const char* name;
@@ -55,18 +50,12 @@ TEST_F(FanCapabilityProbeTest, aFanCountsAsControllableOnlyWhenEverythingFits) {
   const SMCValue speed = SMCValue::makeFloat(2000);
   const Case cases[] = {
       {"as it is", [](ScriptedSMC&) {}, true},
-      {"no actual speed", [](ScriptedSMC& it) { it.removeKey("F0Ac"); }, true},
       {"no mode", [](ScriptedSMC& it) { it.removeKey("F0Md"); }, false},
       {"mode read-only", [&](ScriptedSMC& it) { it.setKey("F0Md", "ui8", 1, byte, 0xBF); }, false},
-      {"mode of two bytes", [&](ScriptedSMC& it) { it.setKey("F0Md", "ui8", 2, byte); }, false},
       {"mode of another type", [&](ScriptedSMC& it) { it.setKey("F0Md", "flag", 1, byte); }, false},
       {"no target", [](ScriptedSMC& it) { it.removeKey("F0Tg"); }, false},
-      {"target read-only", [&](ScriptedSMC& it) { it.setKey("F0Tg", "flt", 4, speed, 0); }, false},
       {"target of two bytes", [&](ScriptedSMC& it) { it.setKey("F0Tg", "fpe2", 2, speed); }, false},
-      {"no minimum", [](ScriptedSMC& it) { it.removeKey("F0Mn"); }, false},
       {"minimum zero", [](ScriptedSMC& it) { it.setFloat("F0Mn", 0); }, false},
-      {"minimum unusable", [](ScriptedSMC& it) { it.setFloat("F0Mn", -1); }, false},
-      {"no maximum", [](ScriptedSMC& it) { it.removeKey("F0Mx"); }, false},
       {"bounds crossed", [](ScriptedSMC& it) { it.setFloat("F0Mx", 1199); }, false},
       {"bounds equal", [](ScriptedSMC& it) { it.setFloat("F0Mx", 1200); }, true},
   };
@@ -80,18 +69,14 @@ TEST_F(FanCapabilityProbeTest, aFanCountsAsControllableOnlyWhenEverythingFits) {
   }
 }
 
-TEST_F(FanCapabilityProbeTest, aFanWithItsSpeedAloneIsReportedForMonitoring) {
+TEST_F(FanCapabilityProbeTest, aFanWithItsSpeedAloneIsReportedForMonitoringAndBoundsAloneMakeNone) {
   smc.setFloat("F0Ac", 1500);
   smc.setFloat("F0Mn", 0);
+  smc.setFloat("F1Mn", 1200);
+  smc.setFloat("F1Mx", 6500);
   const FanCapability expected{.index = 0, .canReadRPM = true};
   EXPECT_EQ(probe().fans, std::vector<FanCapability>{expected});
   EXPECT_FALSE(probe().hasDiagnosticLock);
-}
-
-TEST_F(FanCapabilityProbeTest, boundsAloneMakeNoFan) {
-  smc.setFloat("F0Mn", 1200);
-  smc.setFloat("F0Mx", 6500);
-  EXPECT_TRUE(probe().fans.empty());
 }
 
 TEST_F(FanCapabilityProbeTest, whatIsNoFailureOfTheSMCMustNotPassForAMissingFan) {
@@ -109,45 +94,23 @@ TEST(HardwareCapabilitiesTest, theSupervisedFanIsTheFirstControllableOneElseTheF
   EXPECT_EQ(HardwareCapabilities{}.supervisedFanIndex(), std::nullopt);
 }
 
-class ProcessTable : public SystemInformation {
- public:
-  std::optional<std::string> sysctlString(const std::string&) const override { return std::nullopt; }
-  std::vector<std::int32_t> listAllProcessIDs() const override { return order; }
-  std::optional<std::string> processPath(std::int32_t process) const override {
-    const auto found = paths.find(process);
-    return found == paths.end() ? std::nullopt : std::optional(found->second);
-  }
-  std::int32_t processID() const override { return 100; }
-
-  std::vector<std::int32_t> order;
-  std::map<std::int32_t, std::string> paths;
-};
-
-TEST(CompetingFanControllerDetectorTest, matchesTheExactEndOfAPath) {
-  using CompetingFanControllerDetector::controllerName;
-  EXPECT_EQ(controllerName("/Library/PrivilegedHelperTools/com.crystalidea.macsfancontrol.smcwrite"),
-            "Macs Fan Control");
-  EXPECT_EQ(controllerName("/com.tunabellysoftware.tgfanhelper"), "TG Pro");
+TEST(CompetingFanControllerDetectorTest, reportsTheFirstOtherProcessWhosePathEndsAsAKnownOne) {
+  const std::string tgPro = "/a/com.tunabellysoftware.tgfanhelper";
+  const std::string macsFanControl = "/Library/PrivilegedHelperTools/com.crystalidea.macsfancontrol.smcwrite";
+  test::FakeSystemInformation system;
+  int process = 50;
   for (const char* other : {"/Library/com.tunabellysoftware.tgfanhelper.old", "com.tunabellysoftware.tgfanhelper",
                             "/x/com.tunabellysoftware.TGFanHelper", "/x/acom.tunabellysoftware.tgfanhelper", ""}) {
-    EXPECT_EQ(controllerName(other), std::nullopt) << other;
+    system.setProcess(++process, other);
   }
-}
-
-TEST(CompetingFanControllerDetectorTest, reportsTheFirstOtherProcessThatMatches) {
-  const std::string first = "/a/com.tunabellysoftware.tgfanhelper";
-  const std::string second = "/b/com.crystalidea.macsfancontrol.smcwrite";
-  ProcessTable system;
+  system.setProcess(1, std::nullopt);
+  system.setProcess(test::FakeSystemInformation::ownProcessID, macsFanControl);
   EXPECT_EQ(CompetingFanControllerDetector::runningControllerDetails(system), std::nullopt);
-  system.order = {1, 100, 7, 40, 30};
-  system.paths = {{1, "/sbin/init"}, {100, second}};
-  EXPECT_EQ(CompetingFanControllerDetector::runningControllerDetails(system), std::nullopt);
-  EXPECT_EQ(CompetingFanControllerDetector::runningController(system), std::nullopt);
-  system.paths[30] = second;
-  system.paths[40] = first;
+  system.setProcess(90, macsFanControl);
+  EXPECT_EQ(CompetingFanControllerDetector::runningController(system), "Macs Fan Control");
+  system.setProcess(40, tgPro);
   EXPECT_EQ(CompetingFanControllerDetector::runningControllerDetails(system),
-            (CompetingFanController{"TG Pro", first, 40}));
-  EXPECT_EQ(CompetingFanControllerDetector::runningController(system), "TG Pro");
+            (CompetingFanController{"TG Pro", tgPro, 40}));
 }
 
 }  // namespace

@@ -21,30 +21,23 @@ class IOKitSMCBridgeTest : public testing::Test {
   IOKitSMCBridge bridge{iokit, clock, SMCWriteCapability::disabled, {}};
 };
 
-TEST_F(IOKitSMCBridgeTest, opensOnceAndReleasesWhatItTook) {
+TEST_F(IOKitSMCBridgeTest, opensOnceClosesAndReleasesWhatItTook) {
   {
     IOKitSMCBridge other(iokit, clock, SMCWriteCapability::disabled, {});
-    EXPECT_FALSE(other.isOpen());
+    other.close();
     other.open();
     other.open();
-    EXPECT_TRUE(other.isOpen());
     EXPECT_EQ(iokit.matchedName(), "AppleSMC");
     EXPECT_EQ(iokit.opens(), 1);
     EXPECT_EQ(iokit.heldServices(), 0);
+    other.close();
+    other.close();
+    EXPECT_FALSE(other.isOpen());
+    EXPECT_EQ(iokit.openConnections(), 0);
+    other.open();
     EXPECT_EQ(iokit.openConnections(), 1);
   }
   EXPECT_EQ(iokit.openConnections(), 0);
-}
-
-TEST_F(IOKitSMCBridgeTest, closesAndOpensAgain) {
-  bridge.close();
-  bridge.open();
-  bridge.close();
-  bridge.close();
-  EXPECT_FALSE(bridge.isOpen());
-  EXPECT_EQ(iokit.openConnections(), 0);
-  bridge.open();
-  EXPECT_EQ(iokit.openConnections(), 1);
 }
 
 TEST_F(IOKitSMCBridgeTest, failedOpensLeaveNothingBehind) {
@@ -64,40 +57,28 @@ TEST_F(IOKitSMCBridgeTest, failedOpensLeaveNothingBehind) {
 TEST_F(IOKitSMCBridgeTest, withoutAConnectionEveryCallSaysSo) {
   const char* const notOpen = "The AppleSMC connection is not open";
   EXPECT_EQ(errorOf([&] { bridge.readKey(SMCKey::cpuCore); }), notOpen);
-  EXPECT_EQ(errorOf([&] { bridge.getKeyCount(); }), notOpen);
   iokit.nextConnection = 0;
   bridge.open();
   EXPECT_EQ(errorOf([&] { bridge.readTemperature(SMCKey::cpuCore); }), notOpen);
   EXPECT_TRUE(iokit.records().empty());
 }
 
-/// An 80-byte record, written out by offsets.
-ScriptedIOKit::Record record(std::initializer_list<std::pair<std::size_t, std::uint8_t>> bytes) {
-  ScriptedIOKit::Record result{};
-  for (const auto& [offset, byte] : bytes) {
-    result[offset] = byte;
-  }
-  return result;
-}
-
 TEST_F(IOKitSMCBridgeTest, readsSendExactlyTheirFields) {
   iokit.setKey("TC0P", "sp78", {0x2A, 0x80});
   bridge.open();
   EXPECT_DOUBLE_EQ(bridge.readTemperature(SMCKey::cpuProximity), 42.5);
-  EXPECT_EQ(bridge.getKeyFromIndex(0), SMCKey::cpuProximity);
-  ASSERT_EQ(iokit.records().size(), 3U);
-  EXPECT_EQ(iokit.records()[0], record({{0, 'P'}, {1, '0'}, {2, 'C'}, {3, 'T'}, {42, 9}}));
-  EXPECT_EQ(iokit.records()[1], record({{0, 'P'}, {1, '0'}, {2, 'C'}, {3, 'T'}, {28, 2}, {42, 5}}));
-  EXPECT_EQ(iokit.records()[2], record({{42, 8}}));
   errorOf([&] { bridge.getKeyFromIndex(0x01020304); });
-  EXPECT_EQ(iokit.records()[3], record({{42, 8}, {44, 4}, {45, 3}, {46, 2}, {47, 1}}));
-}
-
-TEST_F(IOKitSMCBridgeTest, metadataComesAsReported) {
-  iokit.setKey("F0Md", "ui8", {0}, 0xC4);
-  bridge.open();
-  const SMCKeyInfo expected{SMCKey::fan0Mode, 1, 0x75693820, 0xC4, "F0Md"};
-  EXPECT_EQ(bridge.getKeyInfo(SMCKey::fan0Mode), expected);
+  // Of the 80 bytes all others are zero.
+  using Fields = std::vector<std::pair<std::size_t, std::uint8_t>>;
+  const Fields expected[] = {{{0, 'P'}, {1, '0'}, {2, 'C'}, {3, 'T'}, {42, 9}},
+                             {{0, 'P'}, {1, '0'}, {2, 'C'}, {3, 'T'}, {28, 2}, {42, 5}},
+                             {{42, 8}, {44, 4}, {45, 3}, {46, 2}, {47, 1}}};
+  ASSERT_EQ(iokit.records().size(), std::size(expected));
+  for (std::size_t call = 0; call < std::size(expected); ++call) {
+    ScriptedIOKit::Record record{};
+    for (const auto& [offset, byte] : expected[call]) record[offset] = byte;
+    EXPECT_EQ(iokit.records()[call], record) << call;
+  }
 }
 
 TEST_F(IOKitSMCBridgeTest, decodesByType) {
@@ -108,18 +89,13 @@ TEST_F(IOKitSMCBridgeTest, decodesByType) {
   };
   const Case cases[] = {
       {"flt ", {0x00, 0x00, 0xFA, 0x44}, SMCValue::makeFloat(2000)},
-      {" flt", {0x00, 0x00, 0xFA, 0x44}, SMCValue::makeFloat(2000)},
-      {"flt ", {0x00, 0x00, 0xFA, 0x44, 0xFF}, SMCValue::makeFloat(2000)},
       {"sp78", {0xFF, 0x80}, SMCValue::makeFloat(-0.5F)},
-      {"sp78", {0x2A, 0x00}, SMCValue::makeFloat(42)},
-      {"sp78", {0x80, 0x00}, SMCValue::makeFloat(-128)},
       {"fpe2", {0x1F, 0x40}, SMCValue::makeFloat(2000)},
       {"fp2e", {0xFF, 0xFF}, SMCValue::makeFloat(16383.75F)},
       {"ui8 ", {0xFE}, SMCValue::makeUInt8(0xFE)},
       {"ui16", {0x12, 0x34}, SMCValue::makeUInt32(4660)},
       {"ui32", {0x81, 0x02, 0x03, 0x04}, SMCValue::makeUInt32(0x81020304)},
       {"hex_", {1, 2, 3}, SMCValue::makeBytes({1, 2, 3})},
-      {"ch8*", {}, SMCValue::makeBytes({})},
   };
   bridge.open();
   for (const Case& each : cases) {
@@ -133,18 +109,13 @@ TEST_F(IOKitSMCBridgeTest, valuesThatAreTooShortFailInsteadOfReadingWrong) {
   const std::tuple<const char*, std::size_t, const char*> cases[] = {
       {"flt", 2, "SMC read failed: TEST returned fewer than 2 bytes for flt "},
       {"sp78", 1, "SMC read failed: TEST returned fewer than 1 bytes for sp78"},
-      {"fpe2", 1, "SMC read failed: TEST returned fewer than 1 bytes for fpe2"},
       {"ui8", 0, "SMC read failed: TEST returned fewer than 0 bytes for ui8 "},
-      {"ui16", 1, "SMC read failed: TEST returned fewer than 1 bytes for ui16"},
       {"ui32", 3, "SMC read failed: TEST returned fewer than 3 bytes for ui32"},
   };
   for (const auto& [type, size, text] : cases) {
     iokit.setKey("TEST", type, Bytes(size, 0));
     EXPECT_EQ(errorOf([&] { bridge.readKey(SMCKey::fromString("TEST")); }), text);
   }
-  iokit.setKey("TEST", "flt", Bytes(2, 0));
-  EXPECT_EQ(errorOf([&] { bridge.readTemperature(SMCKey::fromString("TEST")); }),
-            "SMC read failed: TEST returned fewer than 2 bytes for flt ");
 }
 
 TEST_F(IOKitSMCBridgeTest, valuesOfUpTo32BytesAreReadLargerOnesRefusedBeforeTheCall) {
@@ -173,21 +144,15 @@ TEST_F(IOKitSMCBridgeTest, failedCallsNameOperationAndKey) {
   const Case cases[] = {
       {5, "TC0P", {.status = kIOReturnBadArgument}, read, "read bytes for TC0P failed (IOKit 0xe00002c2)"},
       {5, "TC0P", {.outputSize = 40}, read, "SMC read failed: read bytes returned 40 bytes; expected 80"},
-      {5, "TC0P", {.result = 0x84}, read, "SMC key TC0P was not found"},
       {5, "TC0P", {.result = 0x82}, read, "read bytes failed for TC0P (SMC result 0x82)"},
-      {9, "TC0P", {.status = kIOReturnError}, read, "read key info for TC0P failed (IOKit 0xe00002bc)"},
-      {9, "TC0P", {.result = 0x84}, read, "SMC key TC0P was not found"},
       {9, "TC0P", {.result = 1}, read, "read key info failed for TC0P (SMC result 0x1)"},
       {8, "", {.status = kIOReturnError}, index, "read key index 12 failed (IOKit 0xe00002bc)"},
-      {8, "", {.outputSize = 0}, index, "SMC read failed: read key index 12 returned 0 bytes; expected 80"},
       {8, "", {.result = 0x84}, index, "SMC key #12 was not found"},
-      {8, "", {.result = 0xB8}, index, "read key index failed for #12 (SMC result 0xb8)"},
   };
   for (const Case& each : cases) {
     iokit.fail(each.command, each.name, each.failure);
     EXPECT_EQ(errorOf(each.work), each.text);
     iokit.clearFailures();
-    EXPECT_NE(errorOf(read), each.text);
   }
 }
 
@@ -212,17 +177,16 @@ TEST_F(IOKitSMCBridgeTest, readsTemperaturesOfTheTwoTypesOnly) {
   EXPECT_EQ(errorOf([&] { bridge.readTemperature(key); }), "SMC read failed: TEST returned a non-finite temperature");
   iokit.setKey("TEST", "fpe2", {0x1F, 0x40});
   EXPECT_EQ(errorOf([&] { bridge.readTemperature(key); }), "Unsupported SMC data type: fpe2 for TEST");
-  iokit.setKey("TEST", "ui8", {40});
-  EXPECT_EQ(errorOf([&] { bridge.readTemperature(key); }), "Unsupported SMC data type: ui8  for TEST");
 }
 
 TEST_F(IOKitSMCBridgeTest, readsFanSpeedsRoundedAndUsable) {
   bridge.open();
   const SMCKey key = SMCKey::fromString("TEST");
   const std::tuple<const char*, Bytes, std::int64_t> good[] = {
-      {"fpe2", {0x1F, 0x42}, 2001},       {"fp2e", {0x1F, 0x41}, 2000},
-      {"flt", floatBytes(2316.5F), 2317}, {"flt", floatBytes(0.49F), 0},
-      {"flt", floatBytes(-0.0F), 0},      {"flt", floatBytes(9223371487098961920.0F), 9223371487098961920},
+      {"fpe2", {0x1F, 0x42}, 2001},
+      {"flt", floatBytes(2316.5F), 2317},
+      {"flt", floatBytes(-0.0F), 0},
+      {"flt", floatBytes(9223371487098961920.0F), 9223371487098961920},
   };
   for (const auto& [type, bytes, rpm] : good) {
     iokit.setKey("TEST", type, bytes);
