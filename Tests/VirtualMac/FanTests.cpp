@@ -28,50 +28,41 @@ TEST(Fan, AcceptedWritesTakeEffectAfterAWhile) {
     int elapsed = 0;
     while (bench.readByte("F0Md") == 0 && elapsed < 1000) {
       bench.runTo(++elapsed / 1000.0);
-      static_cast<void>(bench.writeMode(0, 1));
+      const auto result = bench.writeMode(0, 1).output.result;
+      EXPECT_TRUE(result == 0 || result == 0x82 || result == 0x83) << int{result};
     }
     delays.insert(elapsed);
-    EXPECT_GE(elapsed, 50);
     EXPECT_LE(elapsed, 601) << "a write that is repeated must not be postponed";
-    EXPECT_EQ(bench.readByte("F1Md"), 0);
   }
   EXPECT_EQ(refusals, (std::set<int>{0, 1, 2, 3}));
   EXPECT_GT(delays.size(), 10U);
+  EXPECT_GE(*delays.begin(), 50);
 }
 
-TEST(Fan, RefusalsAreTransientResults) {
-  for (std::uint64_t seed = 1; seed <= 20; ++seed) {
-    MachineBench bench("idle", seed);
-    for (int attempt = 0; attempt < 3; ++attempt) {
-      const auto result = bench.writeMode(1, 1).output.result;
-      EXPECT_TRUE(result == 0 || result == 0x82 || result == 0x83) << int{result};
-    }
-  }
-}
-
-TEST(Fan, TargetInManualModeLatchesAndIsFollowedWithInertia) {
+TEST(Fan, TargetInManualModeLatchesWithinTheLimitsAndIsFollowedWithInertia) {
   MachineBench bench;
   double time = takeFan(bench, 0, 10);
   const float before = bench.readFloat("F0Tg");
-  ASSERT_EQ(bench.writeTarget(0, 5000).output.result, 0);
+  ASSERT_EQ(bench.writeTarget(0, 9000).output.result, 0);
   EXPECT_EQ(bench.readFloat("F0Tg"), before);
   bench.runTo(time += 0.7);
-  EXPECT_EQ(bench.readFloat("F0Tg"), 5000.0F);
+  const float most = bench.readFloat("F0Mx");
+  EXPECT_EQ(bench.readFloat("F0Tg"), most);
   double previous = bench.machine.state().fans[0].actual;
   EXPECT_LT(previous, 2200);
-  double fastest = 0;
   for (int tick = 0; tick < 150; ++tick) {
     bench.runTo(time += 0.1);
     const double actual = bench.machine.state().fans[0].actual;
     EXPECT_GE(actual, previous - 1e-6);
-    fastest = std::max(fastest, (actual - previous) / 0.1);
+    EXPECT_LE(actual - previous, 90.1);
     previous = actual;
   }
-  EXPECT_LE(fastest, 901);
-  EXPECT_GT(fastest, 500);
-  EXPECT_NEAR(previous, 5000, 10);
-  EXPECT_NEAR(bench.readFloat("F0Ac"), 5000, 20);
+  EXPECT_NEAR(previous, most, 10);
+  EXPECT_NEAR(bench.readFloat("F0Ac"), most, 20);
   EXPECT_LT(bench.machine.state().fans[1].actual, 1400) << "the other fan stays with the firmware";
+  ASSERT_EQ(bench.writeTarget(0, 0).output.result, 0);
+  bench.runTo(time + 1);
+  EXPECT_EQ(bench.readFloat("F0Tg"), bench.readFloat("F0Mn"));
 }
 
 TEST(Fan, TargetInAutomaticModeHasNoEffect) {
@@ -86,17 +77,6 @@ TEST(Fan, TargetInAutomaticModeHasNoEffect) {
   EXPECT_LT(bench.readFloat("F0Tg"), 1500) << "a target written before the fan was taken must not come to life";
 }
 
-TEST(Fan, TargetsBeyondTheLimitsAreLimited) {
-  MachineBench bench;
-  const double time = takeFan(bench, 1, 1);
-  ASSERT_EQ(bench.writeTarget(1, 9000).output.result, 0);
-  bench.runTo(time + 1);
-  EXPECT_EQ(bench.readFloat("F1Tg"), bench.readFloat("F1Mx"));
-  ASSERT_EQ(bench.writeTarget(1, 0).output.result, 0);
-  bench.runTo(time + 2);
-  EXPECT_EQ(bench.readFloat("F1Tg"), bench.readFloat("F1Mn"));
-}
-
 TEST(Fan, HandedBackFansFollowTheFirmwareAgain) {
   MachineBench bench;
   double time = takeFan(bench, 0, 1);
@@ -108,28 +88,12 @@ TEST(Fan, HandedBackFansFollowTheFirmwareAgain) {
   EXPECT_EQ(bench.readByte("F0Md"), 0);
   EXPECT_LT(bench.readFloat("F0Tg"), 1500);
   EXPECT_LT(bench.machine.state().fans[0].actual, 1500);
-}
-
-TEST(Fan, WriteBackToThePresentModeCancelsOneThatWaits) {
-  MachineBench bench;
   bench.machine.faults().apply("latch-delay 2");
   bench.insistOnMode(0, 1);
-  bench.runTo(1);
+  bench.runTo(time += 1);
   bench.insistOnMode(0, 0);
-  bench.runTo(10);
-  EXPECT_EQ(bench.readByte("F0Md"), 0);
-}
-
-TEST(Fan, ObserverHearsAcceptedWritesOnly) {
-  MachineBench bench;
-  std::vector<std::pair<std::string, double>> heard;
-  bench.machine.setWriteObserver([&](const std::string& key, double value) { heard.emplace_back(key, value); });
-  bench.machine.faults().apply("result F0Tg 0x85 1");
-  EXPECT_EQ(bench.writeTarget(0, 3000).output.result, 0x85);
-  EXPECT_TRUE(heard.empty());
-  EXPECT_EQ(bench.writeTarget(0, 3100).output.result, 0);
-  EXPECT_EQ(heard, (std::vector<std::pair<std::string, double>>{{"F0Tg", 3100.0}}));
-  EXPECT_EQ(bench.machine.state().writes, 1U);
+  bench.runTo(time + 10);
+  EXPECT_EQ(bench.readByte("F0Md"), 0) << "a write back to the present mode cancels one that waits";
 }
 
 }  // namespace

@@ -21,40 +21,25 @@ TEST(Faults, WrongCommandsSayWhyAndChangeNothing) {
   };
   const Row rows[] = {
       {"", "A fault command is missing"},
-      {"   ", "A fault command is missing"},
       {"explode Tf04", "There is no fault command \"explode\""},
       {"vanish", "vanish: something is missing; usage: vanish KEY"},
       {"vanish Tf04 Tf09", "vanish: there is too much; usage: vanish KEY"},
       {"vanish XXXX", "vanish: the machine has no key \"XXXX\"; usage: vanish KEY"},
       {"vanish \x1B[2J", "the machine has no key \"?[2J\""},
       {"value Tf04 000000000000000000000000000000050", "value: \"000000000000000000000000...\" is too long"},
-      {"vanish Tf0", "the machine has no key \"Tf0\""},
       {"value Tf04 hot", "\"hot\" is no number"},
-      {"value Tf04 12x", "\"12x\" is no number"},
       {"value Tf04 nan", "\"nan\" is no number"},
       {"value TB0T 200", "the value 200 is outside -128...127.99609375"},
       {"value RPlt 1", "RPlt is of type \"ch8*\", which is no number"},
       {"nan F0Md", "F0Md is of type \"ui8 \", which has no such value"},
-      {"inf TB0T", "TB0T is of type \"sp78\", which has no such value"},
       {"never-latch Tf04", "Tf04 is neither a fan's mode nor its target"},
-      {"latch-delay -1", "the delay -1 is outside 0...3600"},
       {"result F0Md 0", "the result 0 is outside 1...255"},
-      {"result F0Md 0x100", "the result 0x100 is outside 1...255"},
-      {"result F0Md 0x", "\"0x\" is no whole number"},
       {"result F0Md 99999999999", "the result 99999999999 is outside 1...255"},
-      {"result F0Md 0x82 0", "the number of calls 0 is outside 1...1000000"},
-      {"slow", "slow: something is missing; usage: slow MILLISECONDS"},
-      {"spike 110", "spike: something is missing; usage: spike CELSIUS SECONDS"},
       {"spike 110 0", "the duration 0 is outside 0.1...3600"},
-      {"ambient 99", "the temperature 99 is outside -20...60"},
       {"set-mode 2 1", "the fan 2 is outside 0...1"},
-      {"set-mode F 1", "\"\" is no whole number"},
       {"set-mode 0 2", "the firmware has no mode 2"},
-      {"set-mode 0 fast", "\"fast\" is no whole number"},
       {"clear nothing", "clear: \"nothing\" is neither a fault nor a key; usage: clear [FAULT] [KEY]"},
-      {"clear vanish XXXX", "clear: \"XXXX\" is neither a fault nor a key"},
       {"clear Tf04 vanish", "clear: \"vanish\" is too much"},
-      {"clear vanish Tf04 now", "clear: \"now\" is too much"},
       {"clear set-mode", "clear: a mode that was set stays set"},
   };
   MachineBench bench;
@@ -70,11 +55,6 @@ TEST(Faults, WrongCommandsSayWhyAndChangeNothing) {
   }
   EXPECT_THAT(bench.machine.faults().active(), ElementsAre("jump Tf04 3"));
   EXPECT_EQ(bench.machine.state().json().dump(), before);
-}
-
-TEST(Faults, EveryCommandHasAUsageLine) {
-  EXPECT_EQ(FaultSet::usage().size(), 18U);
-  EXPECT_THAT(FaultSet::usage().front(), HasSubstr("vanish KEY"));
 }
 
 TEST(Faults, ReadingsOfAKey) {
@@ -93,35 +73,26 @@ TEST(Faults, ReadingsOfAKey) {
   EXPECT_NEAR(bench.readFloat("Tf04"), truth + 30, 1e-3);
   EXPECT_THAT(faults.active(), ElementsAre("jump Tf04 30")) << "one reading fault per key";
   EXPECT_NEAR(bench.readFloat("Tf09"), bench.truth("Tf09"), 1e-3) << "other keys are left alone";
-  EXPECT_EQ(bench.truth("Tf04"), truth) << "the truth underneath stays";
-
   faults.apply("garbage Tf04");
   const auto first = bench.read("Tf04").output.bytes;
   EXPECT_NE(first, bench.read("Tf04").output.bytes);
 
   faults.apply("freeze F0Ac");
+  faults.apply("vanish F0Tg");
   const float frozen = bench.readFloat("F0Ac");
   bench.runTo(10);
   EXPECT_EQ(bench.readFloat("F0Ac"), frozen);
   faults.apply("clear F0Ac");
   EXPECT_NE(bench.readFloat("F0Ac"), frozen);
+  EXPECT_EQ(bench.info("F0Tg").output.result, 0x84);
+  EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "F0Tg", 4).output.result, 0x84);
+  EXPECT_EQ(bench.writeTarget(0, 3000).output.result, 0x84);
+  faults.apply("clear vanish F0Tg");
+  EXPECT_EQ(bench.info("F0Tg").output.result, 0);
   EXPECT_THAT(faults.active(), ElementsAre("garbage Tf04"));
   faults.apply("clear");
   EXPECT_THAT(faults.active(), IsEmpty());
   EXPECT_NEAR(bench.readFloat("Tf04"), bench.truth("Tf04"), 1e-3);
-}
-
-TEST(Faults, VanishedKeysAreNotFound) {
-  MachineBench bench;
-  bench.machine.faults().apply("vanish TCMz");
-  bench.machine.faults().apply("vanish F0Tg");
-  EXPECT_EQ(bench.info("TCMz").output.result, 0x84);
-  EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "TCMz", 4).output.result, 0x84);
-  EXPECT_EQ(bench.writeTarget(0, 3000).output.result, 0x84);
-  EXPECT_EQ(bench.info("TRDX").output.result, 0);
-  bench.machine.faults().apply("clear vanish TCMz");
-  EXPECT_EQ(bench.info("TCMz").output.result, 0);
-  EXPECT_EQ(bench.info("F0Tg").output.result, 0x84);
 }
 
 TEST(Faults, WritesThatDoNotLatch) {
@@ -154,10 +125,13 @@ TEST(Faults, FirmwareResults) {
   EXPECT_EQ(bench.writeMode(0, 0).output.result, 0);
   EXPECT_THAT(faults.active(), IsEmpty());
 
+  std::vector<std::pair<std::string, double>> heard;
+  bench.machine.setWriteObserver([&](const std::string& key, double value) { heard.emplace_back(key, value); });
   faults.apply("result F0Tg 133");
-  for (int round = 0; round < 5; ++round) {
-    EXPECT_EQ(bench.writeTarget(0, 3000).output.result, 133);
-  }
+  for (int round = 0; round < 3; ++round) EXPECT_EQ(bench.writeTarget(0, 3000).output.result, 133);
+  faults.apply("clear F0Tg");
+  EXPECT_EQ(bench.writeTarget(0, 3100).output.result, 0);
+  EXPECT_THAT(heard, ElementsAre(std::pair("F0Tg", 3100.0))) << "the observer hears of accepted writes only";
   faults.apply("result-read Tf04 0x85 1");
   EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "Tf04", 4).output.result, 0x85);
   EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "Tf04", 4).output.result, 0);
@@ -196,18 +170,6 @@ TEST(Faults, ASpikeIsOverAfterItsTime) {
   bench.machine.faults().apply("spike 110 600");
   bench.machine.faults().apply("clear spike");
   EXPECT_LT(bench.truth("Tf44"), 60.0);
-}
-
-TEST(Faults, WarmAirWarmsTheMachine) {
-  MachineBench bench;
-  bench.runTo(600);
-  const double before = bench.truth("Tf04");
-  bench.machine.faults().apply("ambient 35");
-  bench.runTo(2400);
-  EXPECT_NEAR(bench.truth("Tf04"), before + 11, 3);
-  bench.machine.faults().apply("clear ambient");
-  bench.runTo(4200);
-  EXPECT_NEAR(bench.truth("Tf04"), before, 3);
 }
 
 TEST(Faults, AnotherPartySetsTheMode) {

@@ -70,27 +70,19 @@ TEST(Thermals, FullLoadUnderTheFirmwaresCurveNears100) {
   EXPECT_LT(fan.actual, fan.maximum - 1000) << "quiet before cool";
 }
 
-TEST(Thermals, FullLoadAtFullFansStaysBelow85) {
-  MachineBench bench("sustained");
-  fullFans(bench);
-  bench.runTo(1800);
-  double hottest = 0;
-  for (const auto& [key, celsius] : bench.machine.state().temperatures) {
-    hottest = isDie(key) ? std::max(hottest, celsius) : hottest;
-  }
-  EXPECT_LT(hottest, 85);
-  EXPECT_GT(hottest, 75);
-  EXPECT_LT(std::max(bench.truth("TCMz"), bench.truth("TRDX")), 90);
-}
-
-TEST(Thermals, CriticalLoadPasses105UnderTheFirmwaresCurveAndNotAtFullFans) {
-  MachineBench bench("critical");
-  bench.runTo(900);
-  EXPECT_GE(bench.truth("Tf04"), 105);
-  EXPECT_LE(bench.truth("TCMz"), 115) << "beyond that sensors would count as broken";
-  fullFans(bench);
-  bench.runTo(1500);
-  EXPECT_LT(bench.truth("Tf04"), 98);
+TEST(Thermals, FullFansCoolFullLoadBelow85AndCriticalLoadBelow98) {
+  MachineBench sustained("sustained");
+  fullFans(sustained);
+  sustained.runTo(1800);
+  EXPECT_LT(sustained.truth("Tf04"), 85);
+  EXPECT_GT(sustained.truth("Tf04"), 72);
+  MachineBench critical("critical");
+  critical.runTo(900);
+  EXPECT_GE(critical.truth("Tf04"), 105) << "under the firmware's curve";
+  EXPECT_LE(critical.truth("TCMz"), 115) << "beyond that sensors would count as broken";
+  fullFans(critical);
+  critical.runTo(1500);
+  EXPECT_LT(critical.truth("Tf04"), 98);
 }
 
 TEST(Thermals, LoadOnOneSideWarmsThatSide) {
@@ -100,22 +92,6 @@ TEST(Thermals, LoadOnOneSideWarmsThatSide) {
   EXPECT_GT(bench.truth("Tf04"), bench.truth("Tf44") + 15);
   EXPECT_GT(bench.truth("Tf14"), bench.truth("Tf24") + 10);
   EXPECT_GT(bench.truth("TaLP"), bench.truth("TaRF") + 3);
-}
-
-TEST(Thermals, SensorsAreNoisyFromSampleToSampleAndStillWithin) {
-  MachineBench bench;
-  double least = 1000;
-  double most = -1000;
-  for (double time = 1; time < 5; time += 0.25) {
-    bench.runTo(time + 0.01);
-    const double first = bench.truth("TCMz");
-    bench.runTo(time + 0.24);
-    EXPECT_EQ(bench.truth("TCMz"), first) << "at " << time;
-    least = std::min(least, first);
-    most = std::max(most, first);
-  }
-  EXPECT_GT(most - least, 0.5);
-  EXPECT_LT(most - least, 3.5);
 }
 
 TEST(Thermals, StraySamplesAreRareAndLastOneSample) {
