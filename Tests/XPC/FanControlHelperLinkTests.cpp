@@ -171,22 +171,18 @@ TEST_F(FanControlHelperLinkTest, CarriesEveryCallAndItsAnswer) {
   EXPECT_TRUE(transportErrors_.empty()) << "the helper's errors are no errors of the connection";
 }
 
-TEST_F(FanControlHelperLinkTest, GivesABrokenConnectionToTheErrorHandlerAlone) {
+TEST_F(FanControlHelperLinkTest, GivesABrokenOrMissingConnectionToTheErrorHandlerAlone) {
   connection_->failure = Error(cocoaErrorDomain, connectionInterruptedCode);
   callEverything();
   EXPECT_EQ(transportErrors_, std::vector<Error>(8, *connection_->failure));
-  EXPECT_TRUE(answers_.empty());
-  EXPECT_TRUE(service_.calls.empty());
-}
-
-TEST_F(FanControlHelperLinkTest, ReportsAMissingConnection) {
+  transportErrors_.clear();
   connection_ = nullptr;
   callEverything();
-  EXPECT_EQ(transportErrors_,
-            std::vector<Error>(8, HelperXPCError::make(Code::internalFailure,
-                                                       "The privileged helper could not complete the fan-control "
-                                                       "request.")));
+  const Error missing =
+      HelperXPCError::make(Code::internalFailure, "The privileged helper could not complete the fan-control request.");
+  EXPECT_EQ(transportErrors_, std::vector<Error>(8, missing));
   EXPECT_TRUE(answers_.empty());
+  EXPECT_TRUE(service_.calls.empty());
 }
 
 TEST_F(FanControlHelperLinkTest, RefusesAnAnswerThatIsNoDictionary) {
@@ -203,67 +199,58 @@ TEST_F(FanControlHelperLinkTest, RefusesAnAnswerThatIsNoDictionary) {
 }
 
 TEST_F(FanControlHelperLinkTest, KeepsBadMessagesFromTheService) {
-  struct BadMessage {
-    std::string selector;
-    const char* arguments;
-    Code code;
-    std::string description;
-  };
-  const auto malformed = [](const std::string& selector, const std::string& reason) {
-    return "The message " + selector + " is malformed: " + reason + ".";
-  };
-  const std::string mode = "setFanMode:manual:sessionID:reply:";
-  const std::string target = "setFanTargetRPM:rpm:sessionID:reply:";
-  const auto failure = Code::internalFailure;
-  const BadMessage cases[] = {
-      {"", "[]", failure, "The helper knows no message \"\"."},
-      {"status", "[]", failure, "The helper knows no message \"status\"."},
-      {"a\n\xFF" + std::string(100, 'x'), "[]", failure,
-       "The helper knows no message \"a??" + std::string(61, 'x') + "\"."},
-      {"statusWithReply:", "null", failure, malformed("statusWithReply:", "its arguments are not an array")},
-      {"statusWithReply:", "{}", failure, malformed("statusWithReply:", "its arguments are not an array")},
-      {"statusWithReply:", "[1]", failure, malformed("statusWithReply:", "it takes 0 arguments, not 1")},
-      {"prepareForUninstallWithReply:", "[null]", failure,
-       malformed("prepareForUninstallWithReply:", "it takes 0 arguments, not 1")},
-      {"beginSession:reply:", "[]", failure, malformed("beginSession:reply:", "it takes 1 argument, not 0")},
-      {"beginSession:reply:", "[7]", failure, malformed("beginSession:reply:", "argument 1 is not a string")},
-      {"heartbeat:reply:", "[null]", failure, malformed("heartbeat:reply:", "argument 1 is not a string")},
-      {"resetAll:reply:", "[[]]", failure, malformed("resetAll:reply:", "argument 1 is not a string")},
-      {"endSession:reply:", "[{}]", failure, malformed("endSession:reply:", "argument 1 is not a string")},
-      {mode, "[0,true]", failure, malformed(mode, "it takes 3 arguments, not 2")},
-      {mode, "[\"0\",true,\"S\"]", failure, malformed(mode, "argument 1 is not an integer")},
-      {mode, "[0.0,true,\"S\"]", failure, malformed(mode, "argument 1 is not an integer")},
-      {mode, "[true,true,\"S\"]", failure, malformed(mode, "argument 1 is not an integer")},
-      {mode, "[0,1,\"S\"]", failure, malformed(mode, "argument 2 is not a boolean")},
-      {mode, "[0,true,null]", failure, malformed(mode, "argument 3 is not a string")},
-      {mode, "[2147483648,true,\"S\"]", Code::invalidFan, "There is no fan 2147483648."},
-      {mode, "[-2147483649,true,\"S\"]", Code::invalidFan, "There is no fan -2147483649."},
-      {target, "[18446744073709551615,3000,\"S\"]", Code::invalidFan, "There is no fan 18446744073709551615."},
-      {target, "[0,3000.5,\"S\"]", failure, malformed(target, "argument 2 is not a 64-bit integer")},
-      {target, "[0,9223372036854775808,\"S\"]", failure, malformed(target, "argument 2 is not a 64-bit integer")},
-      {target, "[0,\"3000\",\"S\"]", failure, malformed(target, "argument 2 is not a 64-bit integer")},
-      {target, "[0,3000,0]", failure, malformed(target, "argument 3 is not a string")},
-  };
-  for (const BadMessage& testCase : cases) {
-    const MachServiceReply reply = send(testCase.selector, PropertyList::parse(testCase.arguments));
-    EXPECT_EQ(reply.error, HelperXPCError::make(testCase.code, testCase.description))
-        << testCase.selector << testCase.arguments << ": " << reply.error.value_or(Error()).localizedDescription();
+  const auto expectRefused = [this](const std::string& selector, const char* arguments, const Error& expected) {
+    const MachServiceReply reply = send(selector, PropertyList::parse(arguments));
+    EXPECT_EQ(reply.error, expected) << selector << arguments << ": "
+                                     << reply.error.value_or(Error()).localizedDescription();
     EXPECT_TRUE(reply.value.is_null());
+  };
+  struct BadArguments {
+    const char* selector;
+    const char* arguments;
+    const char* reason;
+  };
+  const char* const mode = "setFanMode:manual:sessionID:reply:";
+  const char* const target = "setFanTargetRPM:rpm:sessionID:reply:";
+  const BadArguments cases[] = {
+      {"statusWithReply:", "{}", "its arguments are not an array"},
+      {"statusWithReply:", "[1]", "it takes 0 arguments, not 1"},
+      {"beginSession:reply:", "[]", "it takes 1 argument, not 0"},
+      {"beginSession:reply:", "[7]", "argument 1 is not a string"},
+      {"heartbeat:reply:", "[null]", "argument 1 is not a string"},
+      {"resetAll:reply:", "[[]]", "argument 1 is not a string"},
+      {"endSession:reply:", "[{}]", "argument 1 is not a string"},
+      {mode, "[0,true]", "it takes 3 arguments, not 2"},
+      {mode, "[\"0\",true,\"S\"]", "argument 1 is not an integer"},
+      {mode, "[0.0,true,\"S\"]", "argument 1 is not an integer"},
+      {mode, "[0,1,\"S\"]", "argument 2 is not a boolean"},
+      {mode, "[0,true,null]", "argument 3 is not a string"},
+      {target, "[0,3000.5,\"S\"]", "argument 2 is not a 64-bit integer"},
+      {target, "[0,9223372036854775808,\"S\"]", "argument 2 is not a 64-bit integer"},
+      {target, "[0,3000,0]", "argument 3 is not a string"},
+  };
+  for (const auto& [selector, arguments, reason] : cases) {
+    const std::string text = "The message " + std::string(selector) + " is malformed: " + reason + ".";
+    expectRefused(selector, arguments, HelperXPCError::make(Code::internalFailure, text));
   }
+  for (const std::string fan : {"2147483648", "18446744073709551615"}) {
+    expectRefused(mode, ("[" + fan + ",true,\"S\"]").c_str(),
+                  HelperXPCError::make(Code::invalidFan, "There is no fan " + fan + "."));
+  }
+  expectRefused("", "[]", HelperXPCError::make(Code::internalFailure, "The helper knows no message \"\"."));
+  expectRefused(
+      "a\n\xFF" + std::string(100, 'x'), "[]",
+      HelperXPCError::make(Code::internalFailure, "The helper knows no message \"a??" + std::string(61, 'x') + "\"."));
   EXPECT_TRUE(service_.calls.empty());
 }
 
-TEST_F(FanControlHelperLinkTest, PassesOnTheFirstReplyOnly) {
+TEST_F(FanControlHelperLinkTest, PassesOnTheFirstReplyOnlyAndAnswersWhenTheServiceThrows) {
   service_.replies = 3;
   EXPECT_EQ(send("statusWithReply:", PropertyList::array()).value, service_.dictionary);
   EXPECT_EQ(send("heartbeat:reply:", PropertyList::array({"S"})).error, std::nullopt);
-}
-
-TEST_F(FanControlHelperLinkTest, AnswersWhenTheServiceThrows) {
   service_.beforeReplies = [] { throw std::runtime_error("out of luck"); };
   EXPECT_EQ(send("resetAll:reply:", PropertyList::array({"S"})).error,
             HelperXPCError::make(Code::internalFailure, "out of luck"));
-  EXPECT_EQ(service_.calls.size(), 1U);
 }
 
 }  // namespace halcyra

@@ -36,55 +36,31 @@ constexpr CodeCase codes[] = {
     {99, "The privileged helper could not complete the fan-control request.", true},
 };
 
-std::string debugDescription(const Error& error) {
-  const auto found = error.userInfo.find(debugDescriptionKey);
-  return found == error.userInfo.end() ? "none" : found->second;
-}
-
 }  // namespace
 
 TEST(HelperXPCError, GivesEveryCodeItsReadableText) {
   for (const CodeCase& code : codes) {
-    for (const std::string_view domain : {helperDomain, std::string_view("Some.HelperError")}) {
-      const Error bare = HelperXPCError::readable(Error(domain, code.raw));
-      EXPECT_EQ(bare, Error(helperDomain, code.raw, code.text)) << "nothing but the text is added";
+    const Error bare = HelperXPCError::readable(Error("Some.HelperError", code.raw));
+    EXPECT_EQ(bare, Error(helperDomain, code.raw, code.text)) << "nothing but the text is added";
 
-      const Error opaque = HelperXPCError::readable(Error(domain, code.raw, "Some.HelperError error 4."));
-      EXPECT_EQ(opaque.domain, helperDomain);
-      EXPECT_EQ(opaque.code, code.raw);
-      EXPECT_EQ(opaque.localizedDescription(), code.text);
-      EXPECT_EQ(debugDescription(opaque), "Some.HelperError error 4.");
+    const Error opaque = HelperXPCError::readable(Error(helperDomain, code.raw, "Some.HelperError error 4."));
+    EXPECT_EQ(opaque.localizedDescription(), code.text);
+    EXPECT_EQ(opaque.userInfo.at(std::string(debugDescriptionKey)), "Some.HelperError error 4.");
 
-      const Error own(domain, code.raw, "Fan 1 reads 0 RPM.");
-      const Error shown = HelperXPCError::readable(own);
-      if (code.showsOwnDescription) {
-        EXPECT_EQ(shown, own) << code.raw;
-      } else {
-        EXPECT_EQ(shown.localizedDescription(), code.text);
-        EXPECT_EQ(debugDescription(shown), "Fan 1 reads 0 RPM.");
-      }
-    }
+    const Error own(helperDomain, code.raw, "Fan 1 reads 0 RPM.");
+    const Error shown = HelperXPCError::readable(own);
+    EXPECT_EQ(shown.localizedDescription(), code.showsOwnDescription ? "Fan 1 reads 0 RPM." : code.text);
   }
 }
 
 TEST(HelperXPCError, LeavesOtherErrorsAlone) {
   const Error others[] = {
       Error(helperDomain, 7, "x"),
-      Error(helperDomain, -1),
       Error(helperDomain, 98, "HelperError error"),
-      Error(cocoaErrorDomain, 1, "x"),
-      Error("com.norwick.Halcyra.helper.x", 1),
       Error("HelperError.x", 1),
   };
   for (const Error& error : others) {
     EXPECT_EQ(HelperXPCError::readable(error), error) << error.domain << " " << error.code;
-  }
-}
-
-TEST(HelperXPCError, KnowsItsCodesOnly) {
-  for (std::int64_t raw = -2; raw <= 101; ++raw) {
-    const bool isKnown = (raw >= 0 && raw <= 6) || raw == 99;
-    EXPECT_EQ(HelperXPCError::codeFromRaw(raw).has_value(), isKnown) << raw;
   }
 }
 
