@@ -92,9 +92,6 @@ class IOKitTests : public testing::Test {
 TEST_F(IOKitTests, WithoutADriverThereIsNoService) {
   LinuxIOKit iokit(path_);
   EXPECT_EQ(iokit.IOServiceGetMatchingService(kIOMainPortDefault, iokit.IOServiceMatching("AppleSMC")), 0U);
-  writeContent(path_, "no socket");
-  EXPECT_EQ(iokit.IOServiceGetMatchingService(kIOMainPortDefault, iokit.IOServiceMatching("AppleSMC")), 0U);
-  std::filesystem::remove(path_);
   { const Driver driver(path_); }
   io_connect_t connection = 0;
   EXPECT_EQ(iokit.IOServiceOpen(1, mach_task_self_, 0, &connection), kIOReturnNoDevice);
@@ -109,7 +106,7 @@ TEST_F(IOKitTests, AnswersOfEverySizeAreReportedAsTheyAre) {
   LinuxIOKit iokit(path_);
   const io_connect_t connection = open(iokit);
   const int client = driver.accept();
-  for (const std::size_t size : {80U, 1U, 3U, 5U, 79U, 81U, 96U, 4096U, 5000U}) {
+  for (const std::size_t size : {80U, 3U, 5U, 79U, 81U, 5000U}) {
     SCOPED_TRACE(size);
     EXPECT_EQ(callAnswered(iokit, connection, client, size), kIOReturnSuccess);
     EXPECT_EQ(outputSize_, size);
@@ -117,21 +114,11 @@ TEST_F(IOKitTests, AnswersOfEverySizeAreReportedAsTheyAre) {
     EXPECT_EQ(std::string(output_.data(), output_.size()),
               std::string(filled, 'a') + std::string(output_.size() - filled, '\0'));
   }
-  // Four bytes are a status: 'aaaa'.
+  // Four bytes are a status: 'aaaa'. One of success says that nothing was answered.
   EXPECT_EQ(callAnswered(iokit, connection, client, sizeof(kern_return_t)), 0x61616161);
-}
-
-TEST_F(IOKitTests, AStatusOfSuccessIsNoSuccess) {
-  Driver driver(path_);
-  LinuxIOKit iokit(path_);
-  const io_connect_t connection = open(iokit);
-  const int client = driver.accept();
-  const std::array<std::pair<kern_return_t, kern_return_t>, 2> cases{
-      {{kIOReturnNotPrivileged, kIOReturnNotPrivileged}, {kIOReturnSuccess, kIOReturnError}}};
-  for (const auto& [sent, expected] : cases) {
-    send(client, &sent, sizeof sent, 0);
-    EXPECT_EQ(call(iokit, connection), expected);
-  }
+  const kern_return_t success = kIOReturnSuccess;
+  send(client, &success, sizeof success, 0);
+  EXPECT_EQ(call(iokit, connection), kIOReturnError);
 }
 
 TEST_F(IOKitTests, AConnectionSurvivesItsDriver) {

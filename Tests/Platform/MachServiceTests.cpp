@@ -1,7 +1,5 @@
 // Client and listener over a message bus of the test's own.
 
-#include <atomic>
-#include <random>
 #include <unistd.h>
 
 #include "gtest/gtest.h"
@@ -28,7 +26,8 @@ class Service {
     MachServiceListener::Answer answer;
   };
 
-  explicit Service(const std::string& address) : bus_(std::make_unique<BusThread>(busOpener(address))) {
+  explicit Service(const std::string& address, bool resumes = true)
+      : bus_(std::make_unique<BusThread>(busOpener(address))) {
     listener_ = std::make_unique<DBusMachServiceListener>(*bus_, serviceName, queue_, log_);
     listener_->setMessageHandler([this](const MachServiceCaller& caller, const std::string& selector,
                                         const PropertyList& arguments, const MachServiceListener::Answer& answer) {
@@ -40,6 +39,7 @@ class Service {
     });
     listener_->setClientGoneHandler([this](const std::string& name) { gone.put(name); });
     listener_->setLostHandler([this] { lost.put(true); });
+    if (resumes) resume();
   }
   void resume() { listener_->resume(); }
   void endListener() { listener_.reset(); }
@@ -110,7 +110,6 @@ class MachServiceTests : public testing::Test {
 
 TEST_F(MachServiceTests, AMessageAndItsAnswerArriveAsTheyWere) {
   Service service(bus_.address());
-  service.resume();
   const auto connection = connect(services_);
   const PropertyList arguments = {0, true, "ID", {{"rpm", 2500}}};
   send(*connection, "setFanMode:manual:sessionID:reply:", arguments);
@@ -119,16 +118,12 @@ TEST_F(MachServiceTests, AMessageAndItsAnswerArriveAsTheyWere) {
   EXPECT_EQ(message.arguments, arguments);
   EXPECT_EQ(message.caller.userID, geteuid());
   EXPECT_EQ(message.caller.processID, getpid());
-  EXPECT_EQ(message.caller.connectionName.front(), ':');
   message.answer({{{"fanCount", 2}}, Error("com.norwick.Halcyra.helper", 1, "busy")});
   message.answer({nullptr, std::nullopt});
   const Outcome outcome = outcomes_.next();
   ASSERT_TRUE(outcome.reply);
   EXPECT_EQ(outcome.reply->value, PropertyList({{"fanCount", 2}}));
   EXPECT_EQ(outcome.reply->error, Error("com.norwick.Halcyra.helper", 1, "busy"));
-  send(*connection, "heartbeat:reply:");
-  service.messages.next().answer({nullptr, Error("com.norwick.Halcyra.helper", 2)});
-  EXPECT_EQ(outcomes_.next().reply->error, Error("com.norwick.Halcyra.helper", 2));
   send(*connection, "endSession:reply:");
   service.messages.next().answer({nullptr, std::nullopt});
   const Outcome nothing = outcomes_.next();
@@ -136,29 +131,23 @@ TEST_F(MachServiceTests, AMessageAndItsAnswerArriveAsTheyWere) {
   EXPECT_EQ(outcomes_.size(), 0U) << "a second answer came through";
 }
 
-TEST_F(MachServiceTests, WithoutAServiceTheConnectionBecomesInvalid) {
+TEST_F(MachServiceTests, WithoutAServiceThatStartsTheConnectionBecomesInvalid) {
   const auto connection = connect(services_);
   expectFailure(call(*connection, "echo"), connectionInvalidCode);
   EXPECT_TRUE(invalidations_.next());
-  Service service(bus_.address());
-  service.resume();
-  expectFailure(call(*connection, "echo"), connectionInvalidCode);
-  const auto another = connect(services_);
-  expectWorks(*another);
-  EXPECT_EQ(invalidations_.size(), 0U);
-}
-
-TEST_F(MachServiceTests, AServiceThatCannotBeStartedMakesTheConnectionInvalid) {
   writeContent(bus_.servicesFolder() / "x.service",
                std::string("[D-BUS Service]\nName=") + serviceName + "\nExec=/bin/false\n");
-  const auto connection = connect(services_);
-  expectFailure(call(*connection, "echo"), connectionInvalidCode);
+  const auto another = connect(services_);
+  expectFailure(call(*another, "echo"), connectionInvalidCode);
   EXPECT_TRUE(invalidations_.next());
+  Service service(bus_.address());
+  expectFailure(call(*connection, "echo"), connectionInvalidCode);
+  expectWorks(*connect(services_));
+  EXPECT_EQ(invalidations_.size(), 0U);
 }
 
 TEST_F(MachServiceTests, TheEndOfTheServiceInterruptsAndTheConnectionLivesOn) {
   auto service = std::make_unique<Service>(bus_.address());
-  service->resume();
   const auto connection = connect(services_);
   send(*connection, "one");
   send(*connection, "two");
@@ -168,14 +157,12 @@ TEST_F(MachServiceTests, TheEndOfTheServiceInterruptsAndTheConnectionLivesOn) {
   expectFailure(outcomes_.next(), connectionInterruptedCode);
   expectFailure(outcomes_.next(), connectionInterruptedCode);
   Service successor(bus_.address());
-  successor.resume();
   expectWorks(*connection);
   EXPECT_EQ(invalidations_.size(), 0U);
 }
 
 TEST_F(MachServiceTests, ACallThatIsNotAnsweredInTimeCountsAsInterrupted) {
   Service service(bus_.address());
-  service.resume();
   DBusMachServices impatient(clientBus_, Seconds{0.05});
   const auto connection = connect(impatient);
   send(*connection, "never answered");
@@ -189,7 +176,6 @@ TEST_F(MachServiceTests, ACallThatIsNotAnsweredInTimeCountsAsInterrupted) {
 
 TEST_F(MachServiceTests, TheEndOfTheBusInvalidatesBothEnds) {
   Service service(bus_.address());
-  service.resume();
   const auto connection = connect(services_);
   send(*connection, "one");
   send(*connection, "two");
@@ -204,16 +190,13 @@ TEST_F(MachServiceTests, TheEndOfTheBusInvalidatesBothEnds) {
   expectFailure(call(*connection, "echo"), connectionInvalidCode);
   bus_.start();
   Service successor(bus_.address());
-  successor.resume();
-  const auto another = connect(services_);
-  expectWorks(*another);
+  expectWorks(*connect(services_));
   EXPECT_EQ(invalidations_.size(), 0U);
   EXPECT_EQ(service.lost.size(), 0U);
 }
 
 TEST_F(MachServiceTests, InvalidatingFailsWhatIsOutOnceAndReleasingToo) {
   Service service(bus_.address());
-  service.resume();
   auto connection = connect(services_);
   send(*connection, "one");
   const auto message = service.messages.next();
@@ -234,7 +217,6 @@ TEST_F(MachServiceTests, InvalidatingFailsWhatIsOutOnceAndReleasingToo) {
 
 TEST_F(MachServiceTests, WhatCannotBeEncodedFailsThatCallAlone) {
   Service service(bus_.address());
-  service.resume();
   const auto connection = connect(services_);
   const Outcome outcome = call(*connection, "echo", {"\xC3("});
   ASSERT_TRUE(outcome.failure);
@@ -247,7 +229,6 @@ TEST_F(MachServiceTests, WhatCannotBeEncodedFailsThatCallAlone) {
 
 TEST_F(MachServiceTests, AClientThatHasCalledIsReportedWhenItIsGone) {
   Service service(bus_.address());
-  service.resume();
   std::string name;
   {
     BusThread silentBus(busOpener(bus_.address()));
@@ -261,27 +242,24 @@ TEST_F(MachServiceTests, AClientThatHasCalledIsReportedWhenItIsGone) {
     DBusMachServices others(otherBus);
     const auto connection = connect(others);
     send(*connection, "hello");
-    const auto message = service.messages.next();
-    name = message.caller.connectionName;
-    message.answer({nullptr, std::nullopt});
-    outcomes_.next();
+    name = service.messages.next().caller.connectionName;
   }
   EXPECT_EQ(service.gone.next(), name);
+  expectFailure(outcomes_.next(), connectionInvalidCode);
   expectWorks(*connect(services_));
   EXPECT_EQ(service.gone.size(), 0U) << "a client that never called was reported";
 }
 
 TEST_F(MachServiceTests, ANameIsHadByOneListenerAtATime) {
-  auto first = std::make_unique<Service>(bus_.address());
-  first->resume();
-  Service second(bus_.address());
+  Service first(bus_.address());
+  Service second(bus_.address(), false);
   EXPECT_THROW(second.resume(), MachServiceNameError);
   const auto connection = connect(services_);
   expectWorks(*connection);
-  first->endListener();
+  first.endListener();
   EXPECT_NO_THROW(second.resume());
   expectWorks(*connection);
-  EXPECT_EQ(first->lost.size(), 0U) << "a listener that was ended reported a loss";
+  EXPECT_EQ(first.lost.size(), 0U) << "a listener that was ended reported a loss";
   BusThread nowhere(busOpener("unix:path=" + (folder_ / "none").string()));
   ThreadQueue queue("nowhere", QualityOfService::standard);
   CapturedLog log;
@@ -291,88 +269,39 @@ TEST_F(MachServiceTests, ANameIsHadByOneListenerAtATime) {
   EXPECT_THROW(unreachable.resume(), MachServiceNameError) << "and neither this nor its end may wait for ever";
 }
 
-/// Calls with whatever arguments; the name of the error, or nothing when there was an answer.
-class RawClient {
- public:
-  explicit RawClient(const std::string& address)
-      : connection_(sdbus::createSessionBusConnectionWithAddress(address)),
-        proxy_(sdbus::createProxy(*connection_, serviceName, objectPath)) {}
-
-  std::optional<std::string> call(const std::string& method, const std::function<void(sdbus::Message&)>& fill) {
-    auto message = proxy_->createMethodCall(serviceName, method);
+TEST_F(MachServiceTests, ForeignMessagesChangeNothingAndEndNothing) {
+  Service service(bus_.address());
+  const auto bus = sdbus::createSessionBusConnectionWithAddress(bus_.address());
+  const auto proxy = sdbus::createProxy(*bus, serviceName, objectPath);
+  // The name of the error, or nothing when there was an answer.
+  const auto call = [&](const char* method, const std::function<void(sdbus::Message&)>& fill) -> std::string {
+    auto message = proxy->createMethodCall(serviceName, method);
     fill(message);
     try {
-      proxy_->callMethod(message, std::uint64_t{60'000'000});
-      return std::nullopt;
+      proxy->callMethod(message, std::uint64_t{60'000'000});
+      return "";
     } catch (const sdbus::Error& error) {
       return error.getName();
     }
-  }
-
- private:
-  std::unique_ptr<sdbus::IConnection> connection_;
-  std::unique_ptr<sdbus::IProxy> proxy_;
-};
-
-/// A random value, much of it of types that are not ours.
-sdbus::Variant randomVariant(std::mt19937& random, int depth) {
-  switch (random() % (depth > 0 ? 11 : 7)) {
-    case 0:
-      return sdbus::Variant(static_cast<std::uint64_t>(random()) << 32 | random());
-    case 1:
-      return sdbus::Variant(std::vector<std::uint8_t>(random() % 5));
-    case 2:
-      return sdbus::Variant(std::string(random() % 9, 'q'));
-    case 3:
-      return sdbus::Variant(sdbus::ObjectPath("/a/b"));
-    case 4:
-      return sdbus::Variant(sdbus::make_struct(true, std::string("s")));
-    case 5:
-      return sdbus::Variant(std::vector<std::int32_t>{1, 2});
-    case 6:
-      return sdbus::Variant(0.5);
-    case 7:
-      return sdbus::Variant(std::map<std::string, std::int32_t>{{"n", 1}});
-    case 8:
-      return sdbus::Variant(std::map<std::string, sdbus::Variant>{{"k", randomVariant(random, depth - 1)}});
-    default: {
-      std::vector<sdbus::Variant> items;
-      for (unsigned i = random() % 4; i > 0; --i) items.push_back(randomVariant(random, depth - 1));
-      return sdbus::Variant(items);
-    }
-  }
-}
-
-TEST_F(MachServiceTests, ForeignAndRandomMessagesChangeNothingAndEndNothing) {
-  Service service(bus_.address());
-  service.resume();
-  RawClient client(bus_.address());
+  };
   const std::string invalid = "org.freedesktop.DBus.Error.InvalidArgs";
-  EXPECT_EQ(client.call("Call", [](sdbus::Message&) {}), invalid);
-  EXPECT_EQ(client.call("Call", [](sdbus::Message& m) { m << std::string("status"); }), invalid);
-  EXPECT_EQ(client.call("Call", [](sdbus::Message& m) { m << 1 << 2; }), invalid);
-  EXPECT_EQ(client.call("Nothing", [](sdbus::Message&) {}), "org.freedesktop.DBus.Error.UnknownMethod");
-  EXPECT_EQ(client.call(
-                "Call",
-                [](sdbus::Message& m) { m << std::string("status") << sdbus::Variant(std::vector<std::uint8_t>{1}); }),
-            invalid);
-  std::mt19937 random(4711);
-  int refused = 0;
-  for (int round = 0; round < 300; ++round) {
-    const auto value = randomVariant(random, 6);
-    const auto error = client.call("Call", [&](sdbus::Message& m) { m << std::string("echo") << value; });
-    EXPECT_TRUE(!error || *error == invalid) << *error;
-    refused += error ? 1 : 0;
-  }
-  EXPECT_GT(refused, 100);
-  EXPECT_LT(refused, 300);
+  EXPECT_EQ(call("Call", [](sdbus::Message&) {}), invalid);
+  EXPECT_EQ(call("Call", [](sdbus::Message& m) { m << std::string("status"); }), invalid);
+  EXPECT_EQ(call("Call", [](sdbus::Message& m) { m << 1 << 2; }), invalid);
+  EXPECT_EQ(call("Nothing", [](sdbus::Message&) {}), "org.freedesktop.DBus.Error.UnknownMethod");
+  const auto echo = [&](const sdbus::Variant& value) {
+    return call("Call", [&](sdbus::Message& m) { m << std::string("echo") << value; });
+  };
+  EXPECT_EQ(echo(sdbus::Variant(std::vector<std::uint8_t>{1})), invalid);
+  EXPECT_EQ(echo(sdbus::Variant(sdbus::make_struct(true, std::string("s")))), invalid);
+  EXPECT_EQ(echo(sdbus::Variant(std::vector<sdbus::Variant>{sdbus::Variant(sdbus::ObjectPath("/a/b"))})), invalid);
+  EXPECT_EQ(echo(sdbus::Variant(std::vector<sdbus::Variant>{sdbus::Variant(0.5)})), "");
   EXPECT_EQ(service.messages.size(), 0U);
   expectWorks(*connect(services_));
 }
 
 TEST_F(MachServiceTests, AFloodOfUnansweredMessagesIsBounded) {
   Service service(bus_.address());
-  service.resume();
   const auto connection = connect(services_);
   // What the bus itself lets through for one client is 128.
   constexpr int flood = 120;

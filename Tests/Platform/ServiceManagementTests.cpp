@@ -18,13 +18,15 @@ class ServiceManagementTests : public testing::Test {
     chmod(helper_.c_str(), 0755);
   }
 
-  LinuxServiceManagement management(std::uint32_t userID) {
+  /// Whoever asks nobody is an administrator.
+  LinuxServiceManagement management(std::uint32_t userID, std::function<void()> askAdministrator = {}) {
     LinuxServiceManagementOptions options;
     options.layout = layout_;
     options.helperProgram = helper_;
     options.userID = userID;
     options.applicationProgram = R"(/opt/my apps/100%"$aerovane)";
     options.autostartEntry = folder_ / "autostart/aerovane.desktop";
+    options.askAdministrator = std::move(askAdministrator);
     return {options, log_};
   }
 
@@ -61,6 +63,9 @@ TEST_F(ServiceManagementTests, RootRegistersWithoutApproval) {
 
 TEST_F(ServiceManagementTests, AnOrdinaryUserNeedsApprovalOnce) {
   auto user = management(ordinaryUser);
+  user.openSystemSettingsLoginItems();
+  EXPECT_TRUE(log_.contains("--approve-helper"));
+  EXPECT_TRUE(log_.contains(layout_.folder->string())) << "the log says how to approve where there is nothing to open";
   EXPECT_THROW(user.approve(plist), LocalizedError) << "there is nothing to approve";
   user.registerDaemon(plist);
   EXPECT_EQ(user.daemonStatus(plist), ServiceManagement::requiresApproval);
@@ -83,20 +88,13 @@ TEST_F(ServiceManagementTests, AnOrdinaryUserNeedsApprovalOnce) {
   EXPECT_FALSE(activationExists());
 }
 
-TEST_F(ServiceManagementTests, AMissingHelperIsNotFound) {
+TEST_F(ServiceManagementTests, AMissingHelperIsNotFoundAndRegisteringRepairsWhatIsMissing) {
   chmod(helper_.c_str(), 0644);
   auto root = management(0);
   EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notFound);
   EXPECT_THROW(root.registerDaemon(plist), ServiceManagementError);
   EXPECT_FALSE(std::filesystem::exists(layout_.registration));
   chmod(helper_.c_str(), 0755);
-  root.registerDaemon(plist);
-  std::filesystem::remove(helper_);
-  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notFound);
-}
-
-TEST_F(ServiceManagementTests, RegisteringRepairsWhatIsMissing) {
-  auto root = management(0);
   root.registerDaemon(plist);
   std::filesystem::remove(activation_);
   EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notRegistered);
@@ -105,33 +103,29 @@ TEST_F(ServiceManagementTests, RegisteringRepairsWhatIsMissing) {
   writeContent(activation_, "untouched");
   root.registerDaemon(plist);
   EXPECT_EQ(contentOf(activation_), "untouched") << "registering an enabled daemon does nothing";
+  std::filesystem::remove(helper_);
+  EXPECT_EQ(root.daemonStatus(plist), ServiceManagement::notFound);
 }
 
 TEST_F(ServiceManagementTests, RecordsThatCannotBeBelievedLetNothingStart) {
-  struct Case {
-    const char* what;
-    std::string content;
-    mode_t mode;
-  };
   const std::string good =
       R"({"version": 1, "uid": 0, "program": ")" + helper_.string() + R"(", "plist": ")" + plist + "\"}";
-  const std::vector<Case> cases = {
-      {"no JSON", "{\"version\": 1", 0644},
-      {"empty", "", 0644},
-      {"a list", "[]", 0644},
-      {"another version", R"({"version": 2, "uid": 0, "program": "/x", "plist": "y"})", 0644},
-      {"no user", R"({"version": 1, "program": "/x", "plist": "y"})", 0644},
-      {"a negative user", R"({"version": 1, "uid": -1, "program": "/x", "plist": "y"})", 0644},
-      {"a user beyond 32 bits", R"({"version": 1, "uid": 4294967296, "program": "/x", "plist": "y"})", 0644},
-      {"a user as text", R"({"version": 1, "uid": "0", "program": "/x", "plist": "y"})", 0644},
-      {"writable by all", good, 0666},
-      {"writable by the group", good, 0664},
+  const std::pair<std::string, mode_t> cases[] = {
+      {"{\"version\": 1", 0644},
+      {"[]", 0644},
+      {R"({"version": 2, "uid": 0, "program": "/x", "plist": "y"})", 0644},
+      {R"({"version": 1, "program": "/x", "plist": "y"})", 0644},
+      {R"({"version": 1, "uid": -1, "program": "/x", "plist": "y"})", 0644},
+      {R"({"version": 1, "uid": 4294967296, "program": "/x", "plist": "y"})", 0644},
+      {R"({"version": 1, "uid": "0", "program": "/x", "plist": "y"})", 0644},
+      {good, 0666},
+      {good, 0664},
   };
-  for (const Case& one : cases) {
-    SCOPED_TRACE(one.what);
+  for (const auto& [content, mode] : cases) {
+    SCOPED_TRACE(content + " " + std::to_string(mode));
     CapturedLog log;
-    writeContent(layout_.registration, one.content);
-    chmod(layout_.registration.c_str(), one.mode);
+    writeContent(layout_.registration, content);
+    chmod(layout_.registration.c_str(), mode);
     EXPECT_FALSE(mayStart(layout_, log));
     EXPECT_EQ(log.messages(LogLevel::error).size(), 1U);
     EXPECT_EQ(management(0).daemonStatus(plist), ServiceManagement::notRegistered);
@@ -176,12 +170,6 @@ TEST_F(ServiceManagementTests, TheLoginItemIsAnAutostartEntry) {
   EXPECT_EQ(user.mainAppStatus(), ServiceManagement::notRegistered);
 }
 
-TEST_F(ServiceManagementTests, TheLogSaysHowToApproveWhereThereAreNoSettingsToOpen) {
-  management(ordinaryUser).openSystemSettingsLoginItems();
-  EXPECT_TRUE(log_.contains("--approve-helper"));
-  EXPECT_TRUE(log_.contains(layout_.folder->string()));
-}
-
 /// The places of a real machine, in a folder.
 class SystemServiceTests : public ServiceManagementTests {
  protected:
@@ -192,15 +180,10 @@ class SystemServiceTests : public ServiceManagementTests {
   }
 
   LinuxServiceManagement ofOrdinaryUser(std::uint32_t userID) {
-    LinuxServiceManagementOptions options;
-    options.layout = layout_;
-    options.helperProgram = helper_;
-    options.userID = userID;
-    options.askAdministrator = [this] {
+    return management(userID, [this] {
       ++questions_;
       if (!canAsk_) throw ServiceManagementError("nobody can be asked");
-    };
-    return {options, log_};
+    });
   }
 
   std::string policy() const { return contentOf(*layout_.busPolicy); }
