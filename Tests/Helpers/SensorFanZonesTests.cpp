@@ -15,9 +15,7 @@ using Names = std::vector<std::string>;
 class FanZoneTest : public testing::Test {
  protected:
   void setAll(std::span<const SMCKey> keys, double value) {
-    for (const SMCKey key : keys) {
-      smc.setFloat(stringFromKey(key), value);
-    }
+    for (const SMCKey key : keys) smc.setFloat(stringFromKey(key), value);
   }
   void setCPU(double efficiency, double bankA, double bankB) {
     setAll(SensorReader::m3EfficiencyCoreKeys, efficiency);
@@ -53,23 +51,24 @@ TEST_F(FanZoneTest, mixesOwnBankOtherBankAndEfficiencyCores) {
   EXPECT_NEAR(right.temperature, 0.2 * 57 + 0.8 * 74, 1e-9);
   EXPECT_EQ(left.temperature, left.localComputeTemperature);
   EXPECT_EQ(left.localChassisTemperature, std::nullopt);
-  EXPECT_EQ(left.fanIndex, 0);
   EXPECT_EQ(left.zoneName, "Left");
   EXPECT_EQ(left.driver, "CPU core bank A");
   EXPECT_EQ(left.contributingKeys,
             (Names{"Te05", "Te0L", "Te0P", "Te0S", "Tf04", "Tf09", "Tf0A", "Tf0B", "Tf0D", "Tf0E"}));
-  EXPECT_EQ(right.fanIndex, 1);
+  EXPECT_EQ(right.fanIndex, left.fanIndex + 1);
   EXPECT_EQ(right.zoneName, "Right");
   EXPECT_EQ(right.driver, "CPU core bank B");
   EXPECT_EQ(right.contributingKeys,
             (Names{"Te05", "Te0L", "Te0P", "Te0S", "Tf44", "Tf49", "Tf4A", "Tf4B", "Tf4D", "Tf4E"}));
 }
 
-TEST_F(FanZoneTest, theHotterGPUDrivesItsOwnSide) {
+TEST_F(FanZoneTest, theHotterGPUDrivesItsOwnSideAndTheCPUWhenTheyAreEqual) {
+  setCPU(64, 64, 64);
+  setGPU(64, 64);
+  EXPECT_EQ(zones().first.driver, "CPU core bank A");
   setCPU(50, 50, 50);
   setGPU(40, 70);
   const auto [left, right] = zones();
-  EXPECT_NEAR(left.temperature, 50, 1e-9);
   EXPECT_EQ(left.driver, "CPU core bank A");
   EXPECT_NEAR(right.temperature, 0.8 * 70 + 0.2 * 40, 1e-9);
   EXPECT_EQ(right.driver, "GPU cluster bank B");
@@ -79,51 +78,23 @@ TEST_F(FanZoneTest, theHotterGPUDrivesItsOwnSide) {
   EXPECT_EQ(zones().first.contributingKeys, (Names{"Tf14", "Tf18", "Tf19", "Tf1A"}));
 }
 
-TEST_F(FanZoneTest, equalPartsCountAsTheCPU) {
-  setCPU(64, 64, 64);
-  setGPU(64, 64);
-  const auto [left, right] = zones();
-  EXPECT_EQ(left.localComputeTemperature, 64);
-  EXPECT_EQ(left.driver, "CPU core bank A");
-  EXPECT_EQ(right.driver, "CPU core bank B");
-}
-
-TEST_F(FanZoneTest, aBankWithoutValidChannelsIsReplacedByTheAverage) {
-  setCPU(40, 60, 60);
-  setGPU(70, 70);
-  // The four channels of GPU bank B alone are known: bank A takes the GPU average.
-  for (const SMCKey key : SensorReader::m3GPUClusterBankAKeys) {
-    smc.setKey(stringFromKey(key), "ui8", 1, SMCValue::makeUInt8(0));
-  }
-  smc.setFloat("Tf24", 90);
-  const auto [left, right] = zones();
-  EXPECT_NEAR(left.temperature, 75, 1e-9);
-  EXPECT_NEAR(right.temperature, 75, 1e-9);
-  EXPECT_EQ(left.driver, "GPU cluster bank A");
-}
-
-TEST_F(FanZoneTest, aCPUBankThatDropsOutIsReplacedByTheAverage) {
+TEST_F(FanZoneTest, aBankThatDropsOutIsReplacedByTheAverageAndEfficiencyCoresByNothing) {
   setCPU(50, 60, 70);
-  const auto failBankA = [this](std::size_t first, std::size_t last) {
-    for (std::size_t index = first; index < last; ++index) {
-      smc.failReads(stringFromKey(SensorReader::m3PerformanceBankAKeys[index]), SMCError::readFailed("gone"));
-    }
+  const auto fail = [this](std::span<const SMCKey> keys) {
+    for (const SMCKey key : keys) smc.failReads(stringFromKey(key), SMCError::readFailed("gone"));
   };
   SensorReader reader(smc);
-  failBankA(0, 4);
+  fail(std::span(SensorReader::m3PerformanceBankAKeys).first(4));
   reader.readCPUCoreAverage();
-  failBankA(4, 6);
+  fail(SensorReader::m3PerformanceBankAKeys);
   const CPUCoreAverage average = reader.readCPUCoreAverage();
   ASSERT_EQ(average.contributingKeys.size(), 10U);
   // The mean of four channels at 50 and six at 70 is 62; with the efficiency cores 60.2, the right bank 67.
   EXPECT_NEAR(average.fanZoneReadings.at(0).temperature, 0.8 * 60.2 + 0.2 * 67, 1e-9);
-}
 
-TEST_F(FanZoneTest, missingEfficiencyCoresLeaveTheBanksAlone) {
   setCPU(40, 60, 80);
-  for (const SMCKey key : SensorReader::m3EfficiencyCoreKeys) {
-    smc.failReads(stringFromKey(key), SMCError::readFailed("gone"));
-  }
+  for (const SMCKey key : SensorReader::m3PerformanceBankAKeys) smc.failReads(stringFromKey(key), std::nullopt);
+  fail(SensorReader::m3EfficiencyCoreKeys);
   const auto [left, right] = zones();
   EXPECT_NEAR(left.temperature, 0.8 * 60 + 0.2 * 80, 1e-9);
   EXPECT_NEAR(right.temperature, 0.2 * 60 + 0.8 * 80, 1e-9);
@@ -134,8 +105,8 @@ TEST_F(FanZoneTest, theWarmerChassisSideIsRaisedAndTheOtherLowered) {
     double left, right, bias;
   };
   setCPU(50, 50, 50);
-  for (const Case& each : {Case{40, 30, 2.5}, Case{30, 40, -2.5}, Case{34, 30, 1.4}, Case{30, 30, 0}, Case{15, 15, 0},
-                           Case{85, 83, 0.7}}) {
+  for (const Case& each :
+       {Case{40, 30, 2.5}, Case{30, 40, -2.5}, Case{34, 30, 1.4}, Case{15, 15, 0}, Case{85, 83, 0.7}}) {
     setChassis(each.left, each.right);
     const auto [left, right] = zones();
     EXPECT_NEAR(left.temperature, 50 + each.bias, 1e-9);
@@ -168,30 +139,25 @@ TEST_F(FanZoneTest, oneChassisSensorAloneIsNotTrusted) {
             (Names{"TaLP", "Te05", "Te0L", "Te0P", "Te0S", "Tf04", "Tf09", "Tf0A", "Tf0B", "Tf0D", "Tf0E", "Ts0P"}));
 }
 
-TEST(CPUCoreAverageTest, absentMaximaTakeTheAverages) {
-  const CPUCoreAverage average{.temperature = 50, .gpuAverageTemperature = 60};
-  EXPECT_EQ(average.cpuMaximumTemperature, 50);
-  EXPECT_EQ(average.gpuMaximumTemperature, 60);
-  EXPECT_EQ((CPUCoreAverage{.temperature = 50, .cpuMaximumTemperature = 70}).cpuMaximumTemperature, 70);
-  EXPECT_EQ(CPUCoreAverage{.temperature = 50}.gpuMaximumTemperature, std::nullopt);
-}
-
-TEST(CPUCoreAverageTest, displaysTheHottestValueThereIs) {
-  EXPECT_EQ(CPUCoreAverage{.temperature = 50}.thermalDisplayTemperature(), 50);
-  EXPECT_EQ((CPUCoreAverage{.temperature = 50, .gpuAverageTemperature = 40, .gpuMaximumTemperature = 70})
-                .thermalDisplayTemperature(),
-            70);
-  EXPECT_EQ((CPUCoreAverage{.temperature = 50, .hotspotTemperature = 80}).thermalDisplayTemperature(), 80);
-  EXPECT_EQ((CPUCoreAverage{.temperature = 50, .hotspotTemperature = 80, .gpuHotspotTemperature = 81})
-                .thermalDisplayTemperature(),
-            81);
-}
-
-TEST(CPUCoreAverageTest, controlsByTheHottestZoneElseByTheAverages) {
-  EXPECT_EQ((CPUCoreAverage{.temperature = 50, .gpuAverageTemperature = 60}).controlTemperature(), 60);
-  EXPECT_EQ((CPUCoreAverage{.temperature = 50, .gpuAverageTemperature = 40}).controlTemperature(), 50);
+TEST(CPUCoreAverageTest, displaysAndControlsByTheHottestValueThereIs) {
+  struct Case {
+    CPUCoreAverage average;
+    double display;
+    double control;
+  };
   const std::vector<FanZoneReading> zones{{.fanIndex = 0, .temperature = 30}, {.fanIndex = 1, .temperature = 45}};
-  EXPECT_EQ((CPUCoreAverage{.temperature = 50, .fanZoneReadings = zones}).controlTemperature(), 45);
+  const Case cases[] = {
+      {{.temperature = 50}, 50, 50},
+      {{.temperature = 50, .cpuMaximumTemperature = 70}, 70, 50},
+      {{.temperature = 50, .gpuAverageTemperature = 60}, 60, 60},
+      {{.temperature = 50, .gpuAverageTemperature = 40, .gpuMaximumTemperature = 70}, 70, 50},
+      {{.temperature = 50, .hotspotTemperature = 80, .gpuHotspotTemperature = 81}, 81, 50},
+      {{.temperature = 50, .fanZoneReadings = zones}, 50, 45},
+  };
+  for (const Case& each : cases) {
+    EXPECT_EQ(each.average.thermalDisplayTemperature(), each.display);
+    EXPECT_EQ(each.average.controlTemperature(), each.control);
+  }
 }
 
 }  // namespace

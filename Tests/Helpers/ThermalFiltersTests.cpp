@@ -19,22 +19,16 @@ Date at(double seconds) {
   return Date{Seconds{1.7e9 + seconds}};
 }
 
-template <typename Smoother>
-class AsymmetricSmootherTest : public testing::Test {};
-using Smoothers = testing::Types<ThermalDisplaySmoother, ThermalControlFilter>;
-TYPED_TEST_SUITE(AsymmetricSmootherTest, Smoothers);
-
-TYPED_TEST(AsymmetricSmootherTest, risesFasterThanItFallsAndRestsInTheDeadBand) {
-  const std::pair<double, double> cases[] = {{60.2, 60}, {60.25, 60}, {59.75, 60}, {61, 60.65}, {59, 59.8}};
+TEST(AsymmetricSmootherTest, risesFasterThanItFallsAndRestsInTheDeadBand) {
+  const std::pair<double, double> cases[] = {{60.25, 60}, {59.75, 60}, {61, 60.65}, {59, 59.8}};
   for (const auto& [sample, expected] : cases) {
-    TypeParam smoother({.initialValue = 60, .risingAlpha = 0.65, .fallingAlpha = 0.2, .deadband = 0.25});
+    AsymmetricSmoother smoother({.initialValue = 60, .risingAlpha = 0.65, .fallingAlpha = 0.2, .deadband = 0.25});
     EXPECT_NEAR(smoother.update(sample), expected, 1e-9) << sample;
-    EXPECT_NEAR(smoother.value().value(), expected, 1e-9) << sample;
   }
 }
 
-TYPED_TEST(AsymmetricSmootherTest, ignoresWhatIsNotFinite) {
-  TypeParam smoother({.risingAlpha = 0.5, .fallingAlpha = 0.5, .deadband = 0});
+TEST(AsymmetricSmootherTest, ignoresWhatIsNotFinite) {
+  AsymmetricSmoother smoother({.risingAlpha = 0.5, .fallingAlpha = 0.5, .deadband = 0});
   EXPECT_EQ(smoother.update(infinity), infinity);
   EXPECT_EQ(smoother.value(), std::nullopt);
   EXPECT_EQ(smoother.update(50), 50);
@@ -54,44 +48,36 @@ FanZoneThermalFilter zoneFilter(std::optional<double> initialValue) {
                                .coolingHold = Seconds{8.0}});
 }
 
-TEST(FanZoneThermalFilterTest, risesAtOnce) {
+TEST(FanZoneThermalFilterTest, risesAtOnceAndFollowsADropAfterTheHold) {
+  struct Sample {
+    double seconds;
+    double sample;
+    double expected;
+  };
+  const Sample samples[] = {
+      {0, 60, 60},    {2, 70, 64.5},    {4, 64.8, 64.5},  // within the dead band
+      {10, 62, 64.5}, {17.9, 62, 64.5}, {18, 62, 64.05}, {20, 62, 64.05 - 2.05 * 0.18},
+  };
   FanZoneThermalFilter filter = zoneFilter(std::nullopt);
-  EXPECT_EQ(filter.update(60, at(0)), 60);
-  EXPECT_NEAR(filter.update(70, at(2)), 64.5, 1e-9);
-  EXPECT_NEAR(filter.update(64.8, at(4)), 64.5, 1e-9);
-}
-
-TEST(FanZoneThermalFilterTest, aSmallDropNeverFalls) {
-  FanZoneThermalFilter filter = zoneFilter(70);
-  for (int second = 0; second < 100; ++second) {
-    EXPECT_EQ(filter.update(69.5, at(second)), 70);
+  for (const auto& [seconds, sample, expected] : samples) {
+    EXPECT_NEAR(filter.update(sample, at(seconds)), expected, 1e-9) << "at " << seconds << " s";
   }
-  EXPECT_EQ(filter.coolingSince(), std::nullopt);
-}
-
-TEST(FanZoneThermalFilterTest, aDropIsFollowedAfterTheHoldAndThenAtOnce) {
-  FanZoneThermalFilter filter = zoneFilter(70);
-  EXPECT_EQ(filter.update(68, at(0)), 70);
-  EXPECT_EQ(filter.update(68, at(7.9)), 70);
-  EXPECT_NEAR(filter.update(68, at(8)), 69.64, 1e-9);
-  EXPECT_NEAR(filter.update(68, at(10)), 69.64 - 1.64 * 0.18, 1e-9);
-  EXPECT_EQ(filter.coolingSince(), at(0));
+  FanZoneThermalFilter steady = zoneFilter(70);
+  for (int second = 0; second < 100; ++second) EXPECT_EQ(steady.update(69.5, at(second)), 70) << "a small drop";
 }
 
 TEST(FanZoneThermalFilterTest, aDropOfExactlyTheThresholdCountsAndASmallerOneKeepsTheWaitGoing) {
   FanZoneThermalFilter filter = zoneFilter(70);
   filter.update(69, at(0));
-  EXPECT_EQ(filter.coolingSince(), at(0));
   filter.update(69.4, at(4));
   EXPECT_NEAR(filter.update(69.4, at(8)), 70 - 0.6 * 0.18, 1e-9);
 }
 
 TEST(FanZoneThermalFilterTest, aReturnOrARiseEndsTheWait) {
-  for (const double sample : {69.7, 70.3, 70.5}) {
+  for (const double sample : {69.7, 70.5}) {
     FanZoneThermalFilter filter = zoneFilter(70);
     filter.update(68, at(0));
     const double value = filter.update(sample, at(4));
-    EXPECT_EQ(filter.coolingSince(), std::nullopt);
     EXPECT_EQ(filter.update(68, at(8)), value) << sample;
     EXPECT_EQ(filter.update(68, at(15.9)), value) << sample;
     EXPECT_LT(filter.update(68, at(16)), value) << sample;
@@ -101,14 +87,13 @@ TEST(FanZoneThermalFilterTest, aReturnOrARiseEndsTheWait) {
 TEST(FanZoneThermalFilterTest, whatIsNotFiniteChangesNothing) {
   FanZoneThermalFilter filter = zoneFilter(std::nullopt);
   EXPECT_EQ(filter.update(infinity, at(0)), infinity);
-  EXPECT_EQ(filter.value(), std::nullopt);
   filter.update(70, at(0));
   filter.update(68, at(1));
   EXPECT_EQ(filter.update(nan, at(2)), 70);
-  EXPECT_EQ(filter.coolingSince(), at(1));
+  EXPECT_LT(filter.update(68, at(9)), 70) << "the wait went on";
   filter.reset();
   EXPECT_EQ(filter.value(), std::nullopt);
-  EXPECT_EQ(filter.coolingSince(), std::nullopt);
+  EXPECT_EQ(filter.update(90, at(10)), 90);
 }
 
 SustainedDieHeatFilter dieHeatFilter() {
@@ -122,7 +107,6 @@ TEST(SustainedDieHeatFilterTest, followsTheMedianUpAtOnceAndDownSlowly) {
   EXPECT_EQ(filter.update(60), 60);
   EXPECT_NEAR(filter.update(80).value(), 80, 1e-9);
   EXPECT_NEAR(filter.update(50).value(), 78, 1e-9);
-  EXPECT_EQ(filter.recentSamples(), (std::vector<double>{60, 80, 50}));
 }
 
 TEST(SustainedDieHeatFilterTest, forgetsAfterTwoMissesInARow) {
@@ -134,26 +118,16 @@ TEST(SustainedDieHeatFilterTest, forgetsAfterTwoMissesInARow) {
   EXPECT_EQ(filter.update(70), 70);
   EXPECT_EQ(filter.noteMissingSample(), 70);
   EXPECT_EQ(filter.update(nan), 70);
-  EXPECT_EQ(filter.consecutiveMisses(), 1);
   EXPECT_EQ(filter.noteMissingSample(), std::nullopt);
-  EXPECT_EQ(filter.consecutiveMisses(), 0);
   EXPECT_EQ(filter.update(80), std::nullopt);
   EXPECT_EQ(filter.update(80), std::nullopt);
   EXPECT_EQ(filter.update(80), 80);
   filter.reset();
   EXPECT_EQ(filter.value(), std::nullopt);
-  EXPECT_TRUE(filter.recentSamples().empty());
+  EXPECT_EQ(filter.update(80), std::nullopt);
 }
 
-TEST(TemperatureDisplayPipelineTest, aSingleSpikeNeverShows) {
-  TemperatureDisplayPipeline pipeline;
-  EXPECT_EQ(pipeline.value(), std::nullopt);
-  for (const double sample : {50.0, 90.0, 50.0, 50.0, 95.0, 50.0}) {
-    EXPECT_EQ(pipeline.update(sample), 50) << sample;
-  }
-}
-
-TEST(TemperatureDisplayPipelineTest, isEstablishedWithThreeSamplesAndThenSmooths) {
+TEST(TemperatureDisplayPipelineTest, isEstablishedWithThreeSamplesThenSmoothsAndNeverShowsASpike) {
   TemperatureDisplayPipeline pipeline;
   EXPECT_EQ(pipeline.update(nan), std::nullopt);
   pipeline.update(60);
@@ -168,7 +142,7 @@ TEST(TemperatureDisplayPipelineTest, isEstablishedWithThreeSamplesAndThenSmooths
   pipeline.reset();
   EXPECT_EQ(pipeline.value(), std::nullopt);
   EXPECT_FALSE(pipeline.isEstablished());
-  EXPECT_EQ(pipeline.update(30), 30);
+  for (const double sample : {50.0, 90.0, 50.0, 50.0, 95.0, 50.0}) EXPECT_EQ(pipeline.update(sample), 50) << sample;
 }
 
 TEST(CriticalThermalOverrideTest, engagesOnOneSampleAt105) {
@@ -178,43 +152,25 @@ TEST(CriticalThermalOverrideTest, engagesOnOneSampleAt105) {
   EXPECT_TRUE(override.update(105.0, at(0)));
   EXPECT_TRUE(override.update(nan, at(60)));
   EXPECT_TRUE(override.isActive());
+  override.reset();
+  EXPECT_FALSE(override.isActive());
 }
 
-TEST(CriticalThermalOverrideTest, releasesAfter15SecondsBelow100) {
-  CriticalThermalOverride override;
-  override.update(106, at(-2));
-  EXPECT_TRUE(override.update(99, at(0)));
-  EXPECT_TRUE(override.update(99, at(14.9)));
-  EXPECT_FALSE(override.update(99, at(15)));
-  EXPECT_EQ(override.releaseSince(), std::nullopt);
-  EXPECT_FALSE(override.update(104, at(16)));
-}
-
-TEST(CriticalThermalOverrideTest, anySampleAt100OrMoreRestartsTheWait) {
-  for (const double sample : {100.0, 101.0, 105.0}) {
+TEST(CriticalThermalOverrideTest, releasesAfter15SecondsBelow100WhichAnySampleFrom100OnRestarts) {
+  for (const double sample : {100.0, 105.0}) {
     CriticalThermalOverride override;
     override.update(105, at(0));
-    override.update(99, at(1));
+    EXPECT_TRUE(override.update(99, at(1)));
     EXPECT_TRUE(override.update(sample, at(10)));
-    EXPECT_EQ(override.releaseSince(), std::nullopt);
     EXPECT_TRUE(override.update(99, at(20)));
     EXPECT_TRUE(override.update(99, at(34.9)));
     EXPECT_FALSE(override.update(99, at(35))) << sample;
+    EXPECT_FALSE(override.update(104, at(36))) << sample;
   }
 }
 
-TEST(CriticalThermalOverrideTest, resetLetsGo) {
-  CriticalThermalOverride override;
-  override.update(105, at(0));
-  override.update(99, at(1));
-  override.reset();
-  EXPECT_FALSE(override.isActive());
-  EXPECT_EQ(override.releaseSince(), std::nullopt);
-}
-
 TEST(TemperatureGaugeScaleTest, fillsFrom30To105) {
-  const std::pair<double, double> cases[] = {{20, 0},  {30, 0},  {67.5, 0.5},   {105, 1},
-                                             {110, 1}, {nan, 0}, {infinity, 1}, {-infinity, 0}};
+  const std::pair<double, double> cases[] = {{20, 0}, {67.5, 0.5}, {110, 1}, {nan, 0}};
   for (const auto& [temperature, expected] : cases) {
     EXPECT_EQ(TemperatureGaugeScale::fraction(temperature), expected) << temperature;
   }
