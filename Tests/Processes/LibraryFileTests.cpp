@@ -1,6 +1,6 @@
 // The preset library and recordings of the console, with real files.
 
-#include <fstream>
+#include <algorithm>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -67,26 +67,13 @@ TEST_F(LibraryFileTests, FilesThatCannotBeImportedAreNamedAndChangeNothing) {
   const std::string before = settings();
   ASSERT_FALSE(before.empty());
   writeFile(file("cut.json"), presetFile("Cut").substr(0, 80));
-  writeFile(file("deep.json"), std::string(10'000, '['));
   writeFile(file("large.json"), std::string(50'000'000, '['));
-  writeFile(file("huge.json"), "x");
-  std::filesystem::resize_file(file("huge.json"), std::uintmax_t{1} << 36);
   ASSERT_EQ(mkfifo(file("pipe.json").c_str(), 0600), 0);
-  std::filesystem::create_symlink(file("nothing"), file("dangling.json"));
-  std::filesystem::create_directory(file("folder.json"));
-  writeFile(file("other.json"), R"({"version": 7, "presets": []})");
-  writeFile(file("none.json"), R"({"version": 1, "presets": []})");
   const std::vector<std::pair<std::string, std::string>> rows = {
       {"cut.json", "Import failed: The data is not valid JSON"},
-      {"deep.json", "Import failed: The data is nested more than"},
       {"large.json", "Import failed: The data is nested more than"},
-      {"huge.json", "File too large"},
       {"pipe.json", "couldn’t be read"},
-      {"dangling.json", "No such file or directory"},
-      {"folder.json", "Is a directory"},
       {"missing.json", "No such file or directory"},
-      {"other.json", "That preset file uses an unsupported format version."},
-      {"none.json", "No valid custom presets found in that file."},
   };
   for (const auto& [name, message] : rows) {
     SCOPED_TRACE(name);
@@ -98,9 +85,8 @@ TEST_F(LibraryFileTests, FilesThatCannotBeImportedAreNamedAndChangeNothing) {
   }
 }
 
-TEST_F(LibraryFileTests, WithoutPermissionNothingIsReadOrReplaced) {
+TEST_F(LibraryFileTests, WhatMayNotBeReadOrWrittenIsSaid) {
   ASSERT_EQ(geteuid(), 0U) << "this test changes users and must run as root";
-  constexpr uid_t nobody = 65534;
   std::filesystem::permissions(home.path(), std::filesystem::perms(0777));
   writeFile(file("secret.json"), presetFile("Secret"));
   std::filesystem::permissions(file("secret.json"), std::filesystem::perms(0600));
@@ -112,63 +98,37 @@ TEST_F(LibraryFileTests, WithoutPermissionNothingIsReadOrReplaced) {
   EXPECT_EQ(notWritten.status, 1);
   EXPECT_NE(notWritten.errors.find("Export failed: "), std::string::npos) << notWritten.errors;
   EXPECT_TRUE(std::filesystem::is_empty(file("closed")));
-}
 
-TEST_F(LibraryFileTests, AnImportThatCannotBeStoredFails) {
   writeFile(file("in.json"), presetFile("Steady"));
   writeFile(file("aerovane"), "in the way of the settings folder");
-  const Outcome outcome = run({"--import-presets", file("in.json").string()});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_NE(outcome.errors.find("Import failed: "), std::string::npos) << outcome.errors;
-}
-
-TEST_F(LibraryFileTests, OptionsThatWouldBeIgnoredAreRefused) {
-  for (const auto& option : {std::vector<std::string>{"--preset", "Full Blast"}, {"--record", "x.csv"}}) {
-    std::vector<std::string> arguments = {"--list-presets"};
-    arguments.insert(arguments.end(), option.begin(), option.end());
-    const Outcome outcome = run(arguments);
-    EXPECT_EQ(outcome.status, 2);
-    EXPECT_NE(outcome.errors.find("--console"), std::string::npos) << outcome.errors;
-    EXPECT_EQ(outcome.output, "");
-  }
+  const Outcome notStored = run({"--import-presets", file("in.json").string()});
+  EXPECT_EQ(notStored.status, 1);
+  EXPECT_NE(notStored.errors.find("Import failed: "), std::string::npos) << notStored.errors;
 }
 
 TEST_F(LibraryFileTests, ARecordingIsReplayedByAnotherMachine) {
   const auto recording = file("run.csv");
   {
     MachineProcess machine("sustained");
-    const auto application = startApplication(machine, {"--record", recording.string(), "--seconds", "9"});
+    const auto application = startApplication(machine, {"--record", recording.string()});
+    // A comment, the names and three polls.
+    EXPECT_TRUE(waitUntil([&] { return std::ranges::count(readFile(recording), '\n') >= 5; }));
+    application->signal(SIGTERM);
     EXPECT_EQ(application->wait(), 0) << application->errors();
     const auto again = startApplication(machine, {"--record", recording.string()});
     EXPECT_EQ(again->wait(), 1);
     EXPECT_NE(again->errors().find("File exists"), std::string::npos) << again->errors();
   }
-  std::ifstream lines(recording);
-  std::string line;
-  std::getline(lines, line);
-  EXPECT_TRUE(line.starts_with("# Recorded by Aerovane from "));
-  std::vector<std::string> names;
-  std::getline(lines, line);
-  for (std::size_t start = 0; start <= line.size();) {
-    const auto end = std::min(line.find(',', start), line.size());
-    names.push_back(line.substr(start, end - start));
-    start = end + 1;
-  }
-  EXPECT_EQ(names.front(), "time");
-  EXPECT_GT(names.size(), 40U);
-  EXPECT_EQ(names.back(), "F1Ac");
-  std::string last;
-  int rows = 0;
-  while (std::getline(lines, line)) {
-    last = line;
-    ++rows;
-  }
-  EXPECT_GE(rows, 3);
+  std::string last = readFile(recording);
+  last.erase(last.find_last_not_of('\n') + 1);
+  last.erase(0, last.rfind('\n') + 1);
 
   // The last line holds for ever: the other machine comes to read exactly that.
   MachineProcess other(recording.string());
   const auto reader = startApplication(other, {"--record", file("replay.csv").string()});
+  // Without the time before them and the speeds of the fans behind.
   const std::string temperatures = last.substr(last.find(','), last.rfind(',', last.rfind(',') - 1) - last.find(','));
+  EXPECT_GT(std::ranges::count(temperatures, ','), 40);
   EXPECT_TRUE(waitUntil([&] { return readFile(file("replay.csv")).find(temperatures) != std::string::npos; }))
       << temperatures << "\n"
       << readFile(file("replay.csv"));

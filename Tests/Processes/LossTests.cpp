@@ -1,27 +1,11 @@
 // The loss of each of the three processes, with the machine's own truth as the judge.
 
-#include <signal.h>
-
-#include "gtest/gtest.h"
-
-#include "Processes/ProcessSupport.h"
-#include "Support/Values.h"
+#include "Processes/UnderControl.h"
 
 namespace halcyra::test {
 namespace {
 
-class LossTests : public testing::Test {
- protected:
-  void startUnderControl(const std::string& preset) {
-    application = startApplication(machine, {"--preset", preset});
-    const Json line = readUntil(*application, bothManual);
-    ASSERT_FALSE(line.is_null()) << application->errors();
-    ASSERT_EQ(machine.modes(), manual);
-  }
-
-  MachineProcess machine;
-  std::unique_ptr<ChildProcess> application;
-};
+using LossTests = UnderControl;
 
 TEST_F(LossTests, AKilledApplicationLosesTheFansWithinTwoSeconds) {
   startUnderControl("Full Blast");
@@ -35,7 +19,7 @@ TEST_F(LossTests, AKilledApplicationLosesTheFansWithinTwoSeconds) {
   EXPECT_EQ(machine.modes(), automatic);
 }
 
-TEST_F(LossTests, AStoppedApplicationLosesTheFansAfterItsWatchdog) {
+TEST_F(LossTests, AStoppedApplicationLosesTheFansToTheWatchdogOrAHelperToldToStop) {
   startUnderControl("Full Blast");
   application->signal(SIGSTOP);
   const auto taken = waitUntil([&] { return machine.modes() == automatic; });
@@ -46,26 +30,15 @@ TEST_F(LossTests, AStoppedApplicationLosesTheFansAfterItsWatchdog) {
 
   // Running again it finds its session expired and takes its preset up anew.
   application->signal(SIGCONT);
-  EXPECT_TRUE(waitUntil([&] { return machine.modes() == manual; })) << application->errors();
-}
+  ASSERT_TRUE(comeTo(manual));
 
-TEST_F(LossTests, AKilledHelperIsReplacedAndThePresetReturns) {
-  startUnderControl("Smart Auto");
-  const auto helpers = machine.processesOf("aerovane-helper");
-  ASSERT_EQ(helpers.size(), 1U);
-  ASSERT_EQ(::kill(helpers.front(), SIGKILL), 0);
-  EXPECT_TRUE(waitUntil([&] { return machine.modes() == automatic; })) << "the new helper left the fans as they were";
-  const auto replaced = [&] {
-    const auto now = machine.processesOf("aerovane-helper");
-    return now.size() == 1 && now.front() != helpers.front() && machine.modes() == manual;
-  };
-  EXPECT_TRUE(waitUntil(replaced)) << application->errors();
-  application->signal(SIGTERM);
-  EXPECT_EQ(application->wait(), 0);
+  application->signal(SIGSTOP);  // so that nobody asks for a new session
+  ASSERT_EQ(::kill(idOf("aerovane-helper"), SIGTERM), 0);
+  EXPECT_TRUE(waitUntil([&] { return machine.processesOf("aerovane-helper").empty(); }));
   EXPECT_EQ(machine.modes(), automatic);
 }
 
-TEST_F(LossTests, AKilledMachineIsAnErrorLineAndItsReturnARecovery) {
+TEST_F(LossTests, AKilledMachineHelperOrBusReleasesTheFansAndThePresetReturns) {
   startUnderControl("Smart Auto");
   machine.kill();
   const Json failed = readUntil(*application, [](const Json& line) { return !line.at("error").is_null(); });
@@ -75,31 +48,17 @@ TEST_F(LossTests, AKilledMachineIsAnErrorLineAndItsReturnARecovery) {
       readUntil(*application, [](const Json& line) { return line.at("error").is_null() && bothManual(line); });
   EXPECT_FALSE(recovered.is_null()) << application->errors();
   EXPECT_EQ(machine.modes(), manual);
-  application->signal(SIGINT);
-  EXPECT_EQ(application->wait(), 0);
-  EXPECT_EQ(machine.modes(), automatic);
-}
 
-TEST_F(LossTests, AKilledBusReleasesTheFansAndControlReturnsWithIt) {
-  startUnderControl("Smart Auto");
-  const auto buses = machine.processesOf("dbus-daemon");
-  ASSERT_EQ(buses.size(), 1U);
-  ASSERT_EQ(::kill(buses.front(), SIGKILL), 0);
-  EXPECT_TRUE(waitUntil([&] { return machine.modes() == automatic; })) << application->errors();
-  EXPECT_TRUE(waitUntil([&] { return machine.modes() == manual; })) << application->errors();
-  application->signal(SIGTERM);
-  EXPECT_EQ(application->wait(), 0);
-  EXPECT_EQ(machine.modes(), automatic);
-}
+  const pid_t helper = idOf("aerovane-helper");
+  ASSERT_EQ(::kill(helper, SIGKILL), 0);
+  EXPECT_TRUE(comeTo(automatic)) << "the new helper left the fans as they were";
+  EXPECT_TRUE(comeTo(manual));
+  EXPECT_NE(idOf("aerovane-helper"), helper);
 
-TEST_F(LossTests, AHelperToldToStopHandsTheFansBackFirst) {
-  startUnderControl("Full Blast");
-  application->signal(SIGSTOP);  // so that nobody asks for a new session
-  const auto helpers = machine.processesOf("aerovane-helper");
-  ASSERT_EQ(helpers.size(), 1U);
-  ASSERT_EQ(::kill(helpers.front(), SIGTERM), 0);
-  EXPECT_TRUE(waitUntil([&] { return machine.processesOf("aerovane-helper").empty(); }));
-  EXPECT_EQ(machine.modes(), automatic);
+  ASSERT_EQ(::kill(idOf("dbus-daemon"), SIGKILL), 0);
+  EXPECT_TRUE(comeTo(automatic));
+  EXPECT_TRUE(comeTo(manual));
+  endInOrder(SIGINT);
 }
 
 }  // namespace

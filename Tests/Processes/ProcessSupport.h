@@ -19,6 +19,9 @@ using RealSeconds = std::chrono::duration<double>;
 /// How long anything in these tests may take before it counts as failed. Generous: nothing waits for it in vain.
 inline constexpr RealSeconds patience{60};
 
+/// The ordinary user of the tests that change users.
+inline constexpr uid_t nobody = 65534;
+
 class TemporaryFolder {
  public:
   TemporaryFolder();

@@ -1,11 +1,6 @@
 // Sleep, wake and other fan utilities over the real programs, with the machine's own truth as the judge.
 
-#include <signal.h>
-
-#include "gtest/gtest.h"
-
-#include "Processes/ProcessSupport.h"
-#include "Support/Values.h"
+#include "Processes/UnderControl.h"
 
 namespace halcyra::test {
 namespace {
@@ -16,67 +11,61 @@ std::size_t occurrences(const std::string& text, const std::string& part) {
   return count;
 }
 
-class TrustTests : public testing::Test {
+class TrustTests : public UnderControl {
  protected:
-  void startUnderControl(const std::string& preset) {
-    application = startApplication(machine, {"--preset", preset});
-    ASSERT_FALSE(readUntil(*application, bothManual).is_null()) << application->errors();
-    ASSERT_EQ(machine.modes(), manual);
-  }
   /// Sends the machine to sleep: what it says once it sleeps.
   std::string sleep() {
     ChildProcess control(program("virtual-mac"), {"ctl", "--runtime-dir", machine.folder().string(), "sleep"});
     return control.readLine().value_or(control.errors());
   }
-  void endInOrder() {
-    application->signal(SIGTERM);
-    EXPECT_EQ(application->wait(), 0);
-    EXPECT_EQ(machine.modes(), automatic);
-  }
-
-  MachineProcess machine;
-  std::unique_ptr<ChildProcess> application;
 };
 
 TEST_F(TrustTests, TheFansAreAutomaticBeforeTheMachineSleepsAndThePresetIsBackAfterWaking) {
   startUnderControl("Full Blast");
-  ASSERT_EQ(sleep(), "asleep");
-  EXPECT_EQ(machine.modes(), automatic) << "the machine fell asleep with a driven fan";
-  EXPECT_EQ(occurrences(application->errors(), "smart control disengaged: system sleep"), 1U);
-  const auto asleep = machine.show().at("writes");
-  ASSERT_EQ(machine.control({"wake"}), 0);
-  ASSERT_TRUE(waitUntil([&] { return machine.modes() == manual; })) << application->errors();
-  EXPECT_GT(machine.show().at("writes"), asleep);
-  // And again: the machine waits at every sleep, not at the first only.
-  ASSERT_EQ(sleep(), "asleep");
-  EXPECT_EQ(machine.modes(), automatic);
-  EXPECT_EQ(occurrences(application->errors(), "smart control disengaged: system sleep"), 2U);
-  ASSERT_EQ(machine.control({"wake"}), 0);
-  ASSERT_TRUE(waitUntil([&] { return machine.modes() == manual; })) << application->errors();
-  endInOrder();
-}
+  // The machine waits at every sleep, not at the first only.
+  for (const std::size_t round : {1U, 2U}) {
+    ASSERT_EQ(sleep(), "asleep");
+    EXPECT_EQ(machine.modes(), automatic) << "the machine fell asleep with a driven fan";
+    EXPECT_EQ(occurrences(application->errors(), "smart control disengaged: system sleep"), round);
+    ASSERT_EQ(machine.control({"wake"}), 0);
+    ASSERT_TRUE(comeTo(manual));
+  }
 
-TEST_F(TrustTests, AnApplicationThatHangsDoesNotKeepTheMachineAwake) {
-  startUnderControl("Full Blast");
+  // One that hangs does not keep the machine awake; its watchdog takes the fans, asleep or not.
   application->signal(SIGSTOP);
   EXPECT_EQ(sleep(), "asleep (an inhibitor was still held after 5 seconds)");
-  // The session is not served any more; its watchdog takes the fans, asleep or not.
-  EXPECT_TRUE(waitUntil([&] { return machine.modes() == automatic; }));
+  EXPECT_TRUE(comeTo(automatic));
   application->signal(SIGCONT);
   ASSERT_EQ(machine.control({"wake"}), 0);
-  EXPECT_TRUE(waitUntil([&] { return machine.modes() == manual; })) << application->errors();
+  EXPECT_TRUE(comeTo(manual));
   endInOrder();
 }
 
 TEST_F(TrustTests, AnotherFanUtilityGetsTheFansUntilItIsGone) {
-  startUnderControl("Full Blast");
-  ASSERT_EQ(machine.control({"competitor", "on"}), 0);
   const std::string message =
       "TG Pro's privileged SMC helper is still running. Open TG Pro and use its uninstall/remove-helper option, or "
       "unload that service with administrator approval. Aerovane is keeping both fans on Apple Default and will "
       "automatically reapply Full Blast when the helper is gone.";
-  const Json conflict = readUntil(
-      *application, [&](const Json& line) { return line.at("error") == message && !line.at("session").get<bool>(); });
+  const auto isConflict = [&](const Json& line) {
+    return line.at("error") == message && !line.at("session").get<bool>();
+  };
+  // One that runs already is met before any fan is driven, be it by the supervised test.
+  ASSERT_EQ(machine.control({"competitor", "on"}), 0);
+  const auto tested = startApplication(machine, {"--preset", "Full Blast"});
+  EXPECT_EQ(tested->wait(), 1);
+  EXPECT_NE(tested->errors().find("aerovane: The supervised fan test failed: TG Pro's privileged SMC helper"),
+            std::string::npos)
+      << tested->errors();
+  writeFile(machine.configuration() / "aerovane/defaults.json", R"({"supervisedFanTestProtocolVersion": 1})");
+  application = startApplication(machine, {"--preset", "Full Blast"});
+  ASSERT_FALSE(readUntil(*application, isConflict).is_null()) << application->errors();
+  EXPECT_EQ(machine.show().at("writes"), 0);
+  EXPECT_EQ(machine.modes(), automatic);
+  ASSERT_EQ(machine.control({"competitor", "off"}), 0);
+  awaitControl();
+
+  ASSERT_EQ(machine.control({"competitor", "on"}), 0);
+  const Json conflict = readUntil(*application, isConflict);
   ASSERT_FALSE(conflict.is_null()) << application->errors();
   EXPECT_EQ(conflict.at("preset"), "Full Blast");
   EXPECT_EQ(machine.modes(), automatic);
@@ -92,30 +81,6 @@ TEST_F(TrustTests, AnotherFanUtilityGetsTheFansUntilItIsGone) {
   ASSERT_FALSE(restored.is_null()) << application->errors();
   EXPECT_TRUE(restored.at("error").is_null());
   EXPECT_NE(application->errors().find("competing fan controller cleared; saved preset may resume"), std::string::npos);
-  endInOrder();
-}
-
-TEST_F(TrustTests, AFanUtilityThatRunsAlreadyIsMetBeforeAnyFanIsDriven) {
-  ASSERT_EQ(machine.control({"competitor", "on"}), 0);
-  const std::string message = "TG Pro's privileged SMC helper is still running.";
-  // Not even by the supervised test.
-  const auto tested = startApplication(machine, {"--preset", "Full Blast"});
-  EXPECT_EQ(tested->wait(), 1);
-  EXPECT_NE(tested->errors().find("aerovane: The supervised fan test failed: " + message), std::string::npos)
-      << tested->errors();
-  writeFile(machine.configuration() / "aerovane/defaults.json", R"({"supervisedFanTestProtocolVersion": 1})");
-  application = startApplication(machine, {"--preset", "Full Blast"});
-  ASSERT_FALSE(readUntil(*application,
-                         [&](const Json& line) {
-                           return !line.at("error").is_null() &&
-                                  line.at("error").get<std::string>().starts_with(message);
-                         })
-                   .is_null())
-      << application->errors();
-  EXPECT_EQ(machine.show().at("writes"), 0);
-  EXPECT_EQ(machine.modes(), automatic);
-  ASSERT_EQ(machine.control({"competitor", "off"}), 0);
-  EXPECT_FALSE(readUntil(*application, bothManual).is_null()) << application->errors();
   endInOrder();
 }
 
