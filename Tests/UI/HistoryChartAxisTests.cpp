@@ -12,7 +12,6 @@ TEST(ChartAxis, valuesAreRoundedOutwardToFullSteps) {
   EXPECT_THAT(valueTicks(45.7, 73.2, tens, 4), ElementsAre(40, 50, 60, 70, 80));
   EXPECT_THAT(valueTicks(50, 50, tens, 4), ElementsAre(50, 60)) << "a flat line still has an axis";
   EXPECT_THAT(valueTicks(38, 101, tens, 4), ElementsAre(0, 50, 100, 150));
-  EXPECT_THAT(valueTicks(38, 101, tens, 5), ElementsAre(20, 40, 60, 80, 100, 120));
   EXPECT_THAT(valueTicks(-12, 5, tens, 4), ElementsAre(-20, -10, 0, 10));
   EXPECT_THAT(valueTicks(0, 900, tens, 4), ElementsAre(0, 400, 800, 1200)) << "no list of steps is long enough";
 }

@@ -1,7 +1,6 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <span>
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
@@ -34,45 +33,31 @@ Points noise(std::size_t count, unsigned seed = 1) {
 
 TEST(DurationText, namesTheTwoUnitsOfItsRange) {
   const std::vector<std::pair<double, std::string>> cases{
-      {0, "0s"},           {0.99, "0s"},
-      {-5, "0s"},          {std::numeric_limits<double>::quiet_NaN(), "0s"},
-      {1, "1s"},           {45.9, "45s"},
-      {60, "1m"},          {90, "1m 30s"},
-      {3599.9, "59m 59s"}, {3600, "1h"},
-      {3659, "1h"},        {3900, "1h 5m"},
-      {43199, "11h 59m"},  {std::numeric_limits<double>::infinity(), "277777777h 46m"},
+      {-5, "0s"},         {std::numeric_limits<double>::quiet_NaN(), "0s"},
+      {0.99, "0s"},       {45.9, "45s"},
+      {60, "1m"},         {3599.9, "59m 59s"},
+      {3659, "1h"},       {3900, "1h 5m"},
+      {43199, "11h 59m"}, {std::numeric_limits<double>::infinity(), "277777777h 46m"},
   };
   for (const auto& [seconds, text] : cases) EXPECT_EQ(durationText(Seconds(seconds)), text) << seconds;
 }
 
 TEST(Downsampling, keepsTheExtremesOfEveryBucketInTimeOrder) {
-  const Points input = noise(1000);
-  const Points output = peakPreservingDownsample(input, 500);
-  ASSERT_EQ(downsamplingBucketSize(1000, 500), 4u);
-  EXPECT_LE(output.size(), 500u);
-  std::size_t next = 0;
-  for (std::size_t start = 0; start < 1000; start += 4) {
-    const auto bucket = std::span(input).subspan(start, 4);
-    const auto [lowest, highest] = std::pair(std::ranges::min_element(bucket, {}, &HistoryPoint::value),
-                                             std::ranges::max_element(bucket, {}, &HistoryPoint::value));
-    Points expected{*lowest, *highest};
-    if (highest < lowest) std::swap(expected[0], expected[1]);
-    if (lowest == highest) expected.pop_back();
-    for (const HistoryPoint& point : expected) {
-      ASSERT_LT(next, output.size());
-      EXPECT_EQ(output[next++], point) << "bucket at " << start;
-    }
+  Points input;
+  for (const double value : {5, 9, 2, 7, 1, 3, 3, 8, 4, 6}) {
+    input.push_back({secondsIn(static_cast<double>(input.size())), value});
   }
-  EXPECT_EQ(next, output.size()) << "nothing but the extremes";
+  ASSERT_EQ(downsamplingBucketSize(10, 6), 4u);
+  EXPECT_EQ(peakPreservingDownsample(input, 6), (Points{input[1], input[2], input[4], input[7], input[8], input[9]}));
+  EXPECT_LE(peakPreservingDownsample(noise(1000), 499).size(), 499u);
 }
 
 TEST(Downsampling, leavesShortInputsAndTinyLimitsAlone) {
   const Points thousand = noise(1000);
-  for (const std::int64_t limit : {-1, 0, 3, 1000, 5000}) {
+  for (const std::int64_t limit : {-1, 3, 1000}) {
     EXPECT_EQ(peakPreservingDownsample(thousand, limit), thousand) << limit;
   }
-  EXPECT_EQ(peakPreservingDownsample(noise(500), 500), noise(500));
-  EXPECT_LT(peakPreservingDownsample(noise(501), 500).size(), 501u);
+  EXPECT_LT(peakPreservingDownsample(thousand, 999).size(), 1000u);
   EXPECT_EQ(peakPreservingDownsample(thousand, 4).size(), 4u);
   EXPECT_TRUE(peakPreservingDownsample({}, 500).empty());
 }
@@ -100,19 +85,15 @@ TEST(HistorySeries, growsToTheSamePointsAsThinningEverythingAnew) {
     }
     series.update(seen, pointAt);
     ASSERT_EQ(series.downsampled(), peakPreservingDownsample(points, 100)) << "after " << seen;
-    ASSERT_EQ(series.count(), points.size());
     ASSERT_EQ(series.low(), std::ranges::min(points, {}, &HistoryPoint::value).value);
     ASSERT_EQ(series.peak(), std::ranges::max(points, {}, &HistoryPoint::value).value);
   }
   double sum = 0;
   for (const HistoryPoint& point : points) sum += point.value;
   EXPECT_NEAR(*series.average(), sum / static_cast<double>(points.size()), 1e-9);
-  EXPECT_EQ(series.first(), points.front());
-  EXPECT_EQ(series.last(), points.back());
 
   series.reset();
   EXPECT_EQ(series.average(), std::nullopt);
-  EXPECT_EQ(series.peak(), std::nullopt);
   EXPECT_TRUE(series.downsampled().empty());
 }
 
@@ -135,10 +116,7 @@ TEST(HistoryGrowth, noticesThatTheOldestSamplesHaveGone) {
   std::vector<HistorySample> samples;
   HistoryGrowth growth;
   EXPECT_TRUE(growth.onlyAppended(samples));
-  for (int i = 0; i < 10; ++i) samples.push_back({.date = secondsIn(i), .gpuCoreAverage = {}, .rpms = {}});
-  EXPECT_TRUE(growth.onlyAppended(samples));
-  EXPECT_TRUE(growth.onlyAppended(samples));
-  samples.push_back({.date = secondsIn(10), .gpuCoreAverage = {}, .rpms = {}});
+  for (int i = 0; i <= 10; ++i) samples.push_back({.date = secondsIn(i), .gpuCoreAverage = {}, .rpms = {}});
   EXPECT_TRUE(growth.onlyAppended(samples));
   samples.erase(samples.begin(), samples.begin() + 2);
   EXPECT_FALSE(growth.onlyAppended(samples));

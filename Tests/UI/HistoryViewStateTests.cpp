@@ -59,9 +59,6 @@ TEST(HistoryViewState, offersEverySensorThatWasEverSeen) {
   session.samples[0].gpuCoreAverage = 44;
   const auto state = session.state("TCMz");
   EXPECT_THAT(ids(state), ElementsAre(zone, cpu, gpu, "TCMz", "Te05", "Tp0A"));
-  EXPECT_EQ(state.options[0].name, "Warmest Fan Zone (curve input)");
-  EXPECT_EQ(state.options[1].name, "CPU Core Average");
-  EXPECT_EQ(state.options[2].name, "GPU Cluster Average");
   EXPECT_EQ(state.options[3].name, "CPU Die Hotspot (TCMz)");
   EXPECT_EQ(state.options[4].name, "Te05");
   EXPECT_EQ(state.selectedOption, 3u);
@@ -81,11 +78,9 @@ TEST(HistoryViewState, describesTheSelectedSeries) {
   EXPECT_EQ(zoneState.description, "Warmest Fan Zone (curve input) · 46 samples · 1m 30s");
   EXPECT_EQ(zoneState.chartAccessibleName, "Warmest Fan Zone (curve input) full session chart");
   EXPECT_TRUE(zoneState.hasChart);
-  EXPECT_EQ(zoneState.points.size(), 46u);
 
-  const auto cpuState = session.state(cpu);
-  EXPECT_EQ(cpuState.description, "CPU Core Average · 46 samples · 1m 30s");
-  EXPECT_EQ(cpuState.points.front().value, 45);
+  EXPECT_EQ(session.state(cpu).description, "CPU Core Average · 46 samples · 1m 30s");
+  EXPECT_EQ(session.state(cpu).points.front().value, 45);
 
   const auto gpuState = session.state(gpu);
   EXPECT_EQ(gpuState.description, "GPU Cluster Average · 2 samples · 12s");
@@ -111,7 +106,6 @@ TEST(HistoryViewState, aSeriesWithoutTwoPointsIsBeingCollected) {
   EXPECT_FALSE(unknown.hasChart);
   EXPECT_EQ(unknown.selectedOption, std::nullopt);
   EXPECT_EQ(unknown.description, "Warmest Fan Zone · waiting for samples");
-  EXPECT_EQ(unknown.peak, std::nullopt);
   EXPECT_THAT(unknown.figures, ElementsAre(std::nullopt, std::nullopt, std::nullopt));
 
   // The clock was set back between the two samples.
@@ -152,9 +146,6 @@ TEST(HistoryViewState, followingTheHistoryGivesWhatStartingAnewGives) {
 }
 
 TEST(HistoryGraphState, hasALineForEveryFan) {
-  EXPECT_EQ(HistoryGraph::label(0), "Left");
-  EXPECT_EQ(HistoryGraph::label(1), "Right");
-  EXPECT_EQ(HistoryGraph::label(2), "Fan 3");
   EXPECT_TRUE(makeHistoryGraphState({}).fans.empty());
   const auto state = makeHistoryGraphState({sample(0, 50, {1000}), sample(2, 52, {1100, 2100, 3100})});
   EXPECT_THAT(state.zone, ElementsAre(HistoryPoint{at(0), 50}, HistoryPoint{at(2), 52}));
@@ -165,7 +156,6 @@ TEST(HistoryGraphState, hasALineForEveryFan) {
 }
 
 TEST(SparklineState, scalesTheNewestSamplesToTheirRange) {
-  EXPECT_TRUE(sparklinePoints({}, 72, 18).empty());
   EXPECT_TRUE(sparklinePoints({sample(0, 50)}, 72, 18).empty());
   EXPECT_TRUE(sparklinePoints({sample(0, 50), sample(2, 50), sample(4, 50)}, 72, 18).empty()) << "flat";
   EXPECT_THAT(sparklinePoints({sample(0, 50), sample(2, 60), sample(4, 52.5)}, 72, 18),

@@ -35,10 +35,7 @@ TEST(SensorsView, searchesTheChannelsOfTheMachine) {
   auto& search = child<QLineEdit>(view, "sensorSearch");
   const int all = static_cast<int>(harness.model().sensorReadings().size());
   ASSERT_GT(all, 20);
-  EXPECT_TRUE(list.isVisible());
   EXPECT_EQ(rowCounts(list).second, all);
-  EXPECT_EQ(view.minimumSize(), QSize(340, 420));
-  EXPECT_TRUE(search.placeholderText().isEmpty());
 
   QTest::keyClicks(&search, "tcM");
   ASSERT_EQ(rowCounts(list), std::pair(1, 1));

@@ -6,6 +6,8 @@
 
 #include "gtest/gtest.h"
 
+#include "UI/MenuBarPresetRow.h"
+
 namespace halcyra::test {
 
 namespace {
@@ -132,6 +134,20 @@ bool UIHarness::runUntil(const std::function<bool()>& done, double limit) {
   return true;
 }
 
+bool UIHarness::drives() {
+  return runUntil([&] { return allManual() && !model().isBusy(); }, 30);
+}
+
+bool UIHarness::handsBack() {
+  return runUntil([&] { return allAutomatic() && !model().isBusy(); }, 30);
+}
+
+ViewContext UIHarness::context() {
+  ViewContext context;
+  context.model = model_;
+  return context;
+}
+
 void UIHarness::pumpEvents() {
   QApplication::sendPostedEvents();
   QApplication::processEvents();
@@ -151,6 +167,34 @@ void click(QWidget& root, const char* objectName) {
   EXPECT_TRUE(widget.isEnabled()) << objectName;
   QTest::mouseClick(&widget, Qt::LeftButton);
   UIHarness::pumpEvents();
+}
+
+PresetButton* presetButton(QWidget& root, const std::string& name) {
+  for (auto* const button : root.findChildren<PresetButton*>()) {
+    if (button->isVisible() && button->name().toStdString() == name) return button;
+  }
+  return nullptr;
+}
+
+std::vector<std::string> tabOrder(QWidget& window, QWidget& first) {
+  std::vector<std::string> order;
+  QWidget* each = &first;
+  do {
+    const QString name = each->objectName();
+    if ((each->focusPolicy() & Qt::TabFocus) != 0 && each->isVisibleTo(&window) && each->isEnabled() &&
+        !name.isEmpty() && !name.startsWith("qt_")) {
+      order.push_back(name.toStdString());
+    }
+    each = each->nextInFocusChain();
+  } while (each != &first);
+  return order;
+}
+
+QWidget* shownWindow(const char* name) {
+  for (QWidget* const each : QApplication::topLevelWidgets()) {
+    if (each->objectName() == QLatin1String(name) && each->isVisible()) return each;
+  }
+  return nullptr;
 }
 
 }  // namespace halcyra::test

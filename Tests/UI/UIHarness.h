@@ -10,6 +10,11 @@
 
 #include "App/AppModel.h"
 #include "Support/ClosedLoop.h"
+#include "UI/ViewContext.h"
+
+namespace halcyra {
+class PresetButton;
+}
 
 namespace halcyra::test {
 
@@ -38,11 +43,15 @@ class UIHarness {
 
   AppModel& model() { return *model_; }
   const std::shared_ptr<AppModel>& sharedModel() { return model_; }
+  ViewContext context();
 
   /// Lets virtual time pass, in whole turns of 0.05 s, and the widgets follow.
   void run(double seconds);
   /// False when `limit` seconds passed first.
   bool runUntil(const std::function<bool()>& done, double limit);
+  /// Both fans come to be driven, or to be the firmware's, and nothing is under way any more.
+  bool drives();
+  bool handsBack();
   /// Lets the widgets follow, without time passing.
   static void pumpEvents();
 
@@ -80,5 +89,14 @@ Widget& child(QWidget& root, const char* objectName) {
 
 /// A mouse click in the middle of a widget of `root` that the user can see and use; fails the test otherwise.
 void click(QWidget& root, const char* objectName);
+
+/// The panel's button of a preset; null when it is not shown.
+PresetButton* presetButton(QWidget& root, const std::string& name);
+
+/// Object names of all visible stops of the Tab key that can be used, from `first` on around.
+std::vector<std::string> tabOrder(QWidget& window, QWidget& first);
+
+/// The top-level window of this object name; null when it is not shown.
+QWidget* shownWindow(const char* name);
 
 }  // namespace halcyra::test

@@ -32,8 +32,7 @@ class ApplicationPath : public testing::Test {
     delegate =
         std::make_shared<AppDelegate>(ui.desktop().platform, ui.sharedModel(), LaunchFlags{}, std::move(surroundings));
     delegate->applicationDidFinishLaunching();
-    ViewContext context;
-    context.model = ui.sharedModel();
+    ViewContext context = ui.context();
     context.quit = [this] {
       if (delegate->applicationShouldTerminate() == TerminateReply::terminateNow) end();
     };
@@ -52,13 +51,6 @@ class ApplicationPath : public testing::Test {
     fansAtEnd = ui.modes();
   }
   MenuBarView& panel() { return *scenes->panelView(); }
-  /// Null when it is not shown.
-  static QWidget* window(const char* name) {
-    for (QWidget* const each : QApplication::topLevelWidgets()) {
-      if (each->objectName() == QLatin1String(name) && each->isVisible()) return each;
-    }
-    return nullptr;
-  }
   /// Shortcuts are the active window's.
   static void pressShortcut(QWidget& window, QKeySequence::StandardKey key) {
     window.activateWindow();
@@ -67,15 +59,10 @@ class ApplicationPath : public testing::Test {
     UIHarness::pumpEvents();
   }
   static QString text(QWidget& root, const char* label) { return child<QLabel>(root, label).text(); }
-  PresetButton& presetButton(const std::string& name) {
-    for (auto* button : panel().findChildren<PresetButton*>()) {
-      if (button->isVisible() && button->name().toStdString() == name) return *button;
-    }
-    throw std::runtime_error("the panel has no preset " + name);
-  }
+  PresetButton& button(const std::string& name) { return *presetButton(panel(), name); }
   void chooseInPanel(const std::string& name) {
-    QTest::mouseClick(&presetButton(name), Qt::LeftButton, {}, QPoint(40, 14));
-    ASSERT_TRUE(ui.runUntil([&] { return ui.allManual() && !ui.model().isBusy(); }, 30)) << "fans are not driven";
+    QTest::mouseClick(&button(name), Qt::LeftButton, {}, QPoint(40, 14));
+    ASSERT_TRUE(ui.drives()) << "fans are not driven";
     ui.run(0.2);
   }
 
@@ -90,20 +77,25 @@ class ApplicationPath : public testing::Test {
 }  // namespace
 
 TEST_F(ApplicationPath, aPresetChosenInThePanelShowsInTheDashboardAndAConflictInBoth) {
-  QWidget* const dashboard = window("dashboard");
+  QWidget* const dashboard = shownWindow("dashboard");
   ASSERT_NE(dashboard, nullptr);
+  ui.setCompetitor(true);
+  ui.run(4);
+  auto& conflict = child<QWidget>(panel(), "conflict");
+  EXPECT_FALSE(conflict.isVisible()) << "without a preset there is nothing to conflict with";
+  ui.setCompetitor(false);
+  ui.run(4);
   chooseInPanel("Full Blast");
   EXPECT_EQ(text(*dashboard, "activePresetName"), "Full Blast");
-  EXPECT_EQ(presetButton("Full Blast").accessibleDescription(), "Active");
+  EXPECT_EQ(button("Full Blast").accessibleDescription(), "Active");
   auto& error = child<QLabel>(*dashboard, "error");
   const auto dashboardMode = [&] { return text(child<QWidget>(*dashboard, "fanCard1"), "fanMode"); };
   ui.run(2.5);
   EXPECT_EQ(dashboardMode(), "Manual");
 
   ui.setCompetitor(true);
-  ASSERT_TRUE(ui.runUntil([&] { return ui.allAutomatic() && !ui.model().isBusy(); }, 15));
+  ASSERT_TRUE(ui.handsBack());
   ui.run(2.5);
-  auto& conflict = child<QWidget>(panel(), "conflict");
   EXPECT_TRUE(conflict.isVisible());
   bool isNamed = false;
   for (const QLabel* const label : conflict.findChildren<QLabel*>()) {
@@ -117,7 +109,7 @@ TEST_F(ApplicationPath, aPresetChosenInThePanelShowsInTheDashboardAndAConflictIn
   EXPECT_TRUE(ui.allAutomatic()) << "nothing is driven beside another fan utility";
 
   ui.setCompetitor(false);
-  ASSERT_TRUE(ui.runUntil([&] { return ui.allManual() && !ui.model().isBusy(); }, 30)) << "the preset comes back";
+  ASSERT_TRUE(ui.drives()) << "the preset comes back";
   ui.run(2.5);
   EXPECT_FALSE(conflict.isVisible());
   EXPECT_EQ(dashboardMode(), "Manual");
@@ -127,19 +119,20 @@ TEST_F(ApplicationPath, aPresetChosenInThePanelShowsInTheDashboardAndAConflictIn
 TEST_F(ApplicationPath, fromThePanelToMonitoringOnly) {
   chooseInPanel("Full Blast");
   click(panel(), "openSettings");
-  QWidget* const settings = window("settings");
+  QWidget* const settings = shownWindow("settings");
   ASSERT_NE(settings, nullptr);
   auto& owner = child<QComboBox>(*settings, "ownerPicker");
   owner.setFocus();
   QTest::keyClick(&owner, Qt::Key_Down);
-  ASSERT_TRUE(ui.runUntil([&] { return ui.allAutomatic() && !ui.model().isBusy(); }, 15));
+  ASSERT_TRUE(ui.handsBack());
 
+  EXPECT_EQ(text(*settings, "ownerDetail").toStdString(), detail(FanControlOwnership::anotherApp));
   scenes->openPanel();
   ui.run(0.2);
   EXPECT_TRUE(child<QWidget>(panel(), "anotherApp").isVisible());
-  EXPECT_FALSE(presetButton("Full Blast").isEnabled());
+  EXPECT_FALSE(button("Full Blast").isEnabled());
   const std::size_t writes = ui.loop.writes.size();
-  QTest::mouseClick(&presetButton("Full Blast"), Qt::LeftButton, {}, QPoint(40, 14));
+  QTest::mouseClick(&button("Full Blast"), Qt::LeftButton, {}, QPoint(40, 14));
   ui.run(20);
   EXPECT_TRUE(ui.allAutomatic());
   EXPECT_EQ(ui.loop.writes.size(), writes) << "a monitor writes nothing";
@@ -151,39 +144,16 @@ TEST_F(ApplicationPath, fromThePanelToMonitoringOnly) {
   EXPECT_FALSE(child<QWidget>(panel(), "anotherApp").isVisible());
 }
 
-TEST_F(ApplicationPath, quittingFromThePanelEndsOnceAndOnlyAfterTheFansAreHandedBack) {
-  chooseInPanel("Full Blast");
-  click(panel(), "quit");
-  EXPECT_EQ(ends, 0) << "the fans are still driven";
-  scenes->openPanel();
-  click(panel(), "quit");
-  ASSERT_TRUE(ui.runUntil([&] { return ends > 0; }, 30));
-  EXPECT_EQ(fansAtEnd, (std::vector<int>{0, 0}));
-  ui.run(20);
-  EXPECT_EQ(ends, 1) << "quitting twice is quitting once";
-  EXPECT_TRUE(ui.allAutomatic()) << "nothing takes the fans again";
-}
-
-TEST_F(ApplicationPath, quittingWhileAPresetIsBeingActivatedHandsBackToo) {
-  QTest::mouseClick(&presetButton("Full Blast"), Qt::LeftButton, {}, QPoint(40, 14));
-  ASSERT_TRUE(ui.runUntil([&] { return ui.model().isBusy() || !ui.allAutomatic(); }, 5));
-  click(panel(), "quit");
-  ASSERT_TRUE(ui.runUntil([&] { return ends > 0; }, 30));
-  EXPECT_EQ(fansAtEnd, (std::vector<int>{0, 0}));
-  ui.run(20);
-  EXPECT_TRUE(ui.allAutomatic());
-}
-
-TEST_F(ApplicationPath, closingEveryWindowLeavesControlRunning) {
+TEST_F(ApplicationPath, closingEveryWindowLeavesControlRunningAndQuittingHandsBackFirst) {
   chooseInPanel("Smart Auto");
   scenes->openSettings();
   scenes->openSensors();
   ui.run(0.2);
   for (const char* name : {"dashboard", "settings", "sensors"}) {
-    QWidget* const each = window(name);
+    QWidget* const each = shownWindow(name);
     ASSERT_NE(each, nullptr) << name;
     pressShortcut(*each, QKeySequence::Close);
-    EXPECT_EQ(window(name), nullptr) << name;
+    EXPECT_EQ(shownWindow(name), nullptr) << name;
   }
   panel().window()->close();
   const double before = ui.target(0);
@@ -195,11 +165,17 @@ TEST_F(ApplicationPath, closingEveryWindowLeavesControlRunning) {
 
   scenes->activate();
   ui.run(2.5);
-  EXPECT_EQ(text(*window("dashboard"), "activePresetName"), "Smart Auto");
-  scenes->openPanel();
-  click(panel(), "quit");
+  EXPECT_EQ(text(*shownWindow("dashboard"), "activePresetName"), "Smart Auto");
+  for (int press = 0; press < 2; ++press) {
+    scenes->openPanel();
+    click(panel(), "quit");
+    EXPECT_EQ(ends, 0) << "the fans are still driven";
+  }
   ASSERT_TRUE(ui.runUntil([&] { return ends > 0; }, 30));
   EXPECT_EQ(fansAtEnd, (std::vector<int>{0, 0}));
+  ui.run(20);
+  EXPECT_EQ(ends, 1) << "quitting twice is quitting once";
+  EXPECT_TRUE(ui.allAutomatic()) << "nothing takes the fans again";
 }
 
 }  // namespace halcyra::test

@@ -29,49 +29,29 @@ namespace halcyra::test {
 
 namespace {
 
-ViewContext contextOf(UIHarness& ui) {
-  ViewContext context;
-  context.model = ui.sharedModel();
-  return context;
-}
-
 /// The editor with one box per fan, which is what needs the most room.
 void editUnlinked(UIHarness& ui, MainView& view) {
   ui.model().createCustomPreset();
-  ASSERT_TRUE(ui.runUntil([&] { return ui.allManual() && !ui.model().isBusy(); }, 30));
+  ASSERT_TRUE(ui.drives());
   FanPreset preset = ui.model().activePreset();
-  preset.name = "An unusually long name of a preset that somebody gave it one evening";
+  preset.name = std::string(300, 'W');
   ui.model().savePreset(preset);
   ui.run(0.2);
   child<QCheckBox>(view, "linkFans").click();
   ASSERT_FALSE(view.editingPreset().linkedFans);
 }
 
-/// Object names of all visible stops of the Tab key, from `first` on around.
-std::vector<std::string> tabOrder(QWidget& window, QWidget& first) {
-  std::vector<std::string> order;
-  QWidget* each = &first;
-  do {
-    if ((each->focusPolicy() & Qt::TabFocus) != 0 && each->isVisibleTo(&window) && each->isEnabled() &&
-        !each->objectName().startsWith("qt_")) {
-      order.push_back(each->objectName().toStdString());
-    }
-    each = each->nextInFocusChain();
-  } while (each != &first);
-  return order;
-}
-
 }  // namespace
 
 TEST(Windows, theDashboardFitsEveryWidth) {
   UIHarness ui;
-  MainView view(contextOf(ui));
+  MainView view(ui.context());
   view.resize(980, 800);
   view.show();
   editUnlinked(ui, view);
   child<QAbstractButton>(view, "rawThermals").click();
   auto& detail = child<QScrollArea>(view, "detail");
-  for (int width = 520; width <= 1100; width += 20) {
+  for (int width = 520; width <= 1100; width += 40) {
     view.resize(width, 800);
     // Once more for what the first pass has laid out anew.
     for (int pass = 0; pass < 3; ++pass) UIHarness::pumpEvents();
@@ -87,7 +67,7 @@ TEST(Windows, theDashboardFitsEveryWidth) {
 
 TEST(Windows, theDashboardIsWalkedInReadingOrder) {
   UIHarness ui;
-  MainView view(contextOf(ui));
+  MainView view(ui.context());
   view.resize(980, 800);
   view.show();
   editUnlinked(ui, view);
@@ -101,7 +81,7 @@ TEST(Windows, theDashboardIsWalkedInReadingOrder) {
 
 TEST(Windows, aScrollBarStandsOverTheContentAndOnlyWhereThereIsSomethingToScroll) {
   UIHarness ui;
-  MainView view(contextOf(ui));
+  MainView view(ui.context());
   view.resize(980, 430);
   view.show();
   UIHarness::pumpEvents();
@@ -124,43 +104,37 @@ TEST(Windows, sizesAreRememberedAndWithoutATrayDashboardAndPanelOpen) {
   const QTemporaryDir folder;
   QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, folder.path());
   UIHarness ui;
-  const auto shown = [](const char* name) -> QWidget* {
-    for (QWidget* const window : QApplication::topLevelWidgets()) {
-      if (window->objectName() == QLatin1String(name) && window->isVisible()) return window;
-    }
-    return nullptr;
-  };
   {
-    HalcyraApp scenes(contextOf(ui));
+    HalcyraApp scenes(ui.context());
     scenes.start();
-    QWidget* const dashboard = shown("dashboard");
+    QWidget* const dashboard = shownWindow("dashboard");
     ASSERT_NE(dashboard, nullptr);
     EXPECT_EQ(dashboard->size(), QSize(960, 720));
     EXPECT_EQ(dashboard->minimumSize(), QSize(520, 430));
-    ASSERT_NE(shown("menuBarWindow"), nullptr);
-    EXPECT_FALSE(shown("menuBarWindow")->windowFlags().testFlag(Qt::FramelessWindowHint)) << "an ordinary window";
-    shown("menuBarWindow")->close();
+    ASSERT_NE(shownWindow("menuBarWindow"), nullptr);
+    EXPECT_FALSE(shownWindow("menuBarWindow")->windowFlags().testFlag(Qt::FramelessWindowHint)) << "an ordinary window";
+    shownWindow("menuBarWindow")->close();
     dashboard->activateWindow();
     UIHarness::pumpEvents();
     QTest::keyClick(dashboard, Qt::Key_P, Qt::ControlModifier);
-    EXPECT_NE(shown("menuBarWindow"), nullptr);
+    EXPECT_NE(shownWindow("menuBarWindow"), nullptr);
     dashboard->resize(701, 602);
     dashboard->close();
-    EXPECT_EQ(shown("dashboard"), nullptr);
+    EXPECT_EQ(shownWindow("dashboard"), nullptr);
     scenes.openSettings();
     scenes.openSensors();
-    EXPECT_EQ(shown("settings")->size(), QSize(470, 640));
-    EXPECT_EQ(shown("sensors")->windowTitle(), "Temperature Sensors");
+    EXPECT_EQ(shownWindow("settings")->size(), QSize(470, 640));
+    EXPECT_EQ(shownWindow("sensors")->windowTitle(), "Temperature Sensors");
   }
-  HalcyraApp scenes(contextOf(ui));
+  HalcyraApp scenes(ui.context());
   scenes.activate();
-  ASSERT_NE(shown("dashboard"), nullptr);
-  EXPECT_EQ(shown("dashboard")->size(), QSize(701, 602));
+  ASSERT_NE(shownWindow("dashboard"), nullptr);
+  EXPECT_EQ(shownWindow("dashboard")->size(), QSize(701, 602));
 }
 
 TEST(Windows, everyWindowChangesItsColoursWhileItIsOpen) {
   UIHarness ui;
-  MainView view(contextOf(ui));
+  MainView view(ui.context());
   view.resize(980, 800);
   view.show();
   ui.run(0.2);
@@ -179,7 +153,7 @@ TEST(Windows, everyWindowChangesItsColoursWhileItIsOpen) {
 
 TEST(Windows, theHistoryFadesInUnlessMotionIsReduced) {
   UIHarness ui;
-  MenuBarPanel panel(contextOf(ui), MenuBarPanel::Kind::window);
+  MenuBarPanel panel(ui.context(), MenuBarPanel::Kind::window);
   panel.openNear({});
   ui.run(0.2);
   const auto isMoving = [&] { return panel.findChild<FadeTransition*>() != nullptr; };
@@ -199,7 +173,7 @@ TEST(Windows, theHistoryFadesInUnlessMotionIsReduced) {
 TEST(Windows, escapeClosesTheListOfSensorsAndThenThePanel) {
   UIHarness ui;
   setDesktopWantsMotion(false);
-  MenuBarPanel panel(contextOf(ui), MenuBarPanel::Kind::popup);
+  MenuBarPanel panel(ui.context(), MenuBarPanel::Kind::popup);
   panel.openNear({});
   panel.view().setHistoryExpanded(true);
   ui.run(0.2);
@@ -219,7 +193,7 @@ TEST(Windows, escapeClosesTheListOfSensorsAndThenThePanel) {
 
 TEST(Windows, aPopupMakesWayForTheQuestion) {
   UIHarness ui;
-  MenuBarPanel panel(contextOf(ui), MenuBarPanel::Kind::popup);
+  MenuBarPanel panel(ui.context(), MenuBarPanel::Kind::popup);
   panel.openNear({});
   ui.model().duplicatePreset(FanPreset::batterySaver());
   ui.run(0.2);
@@ -241,7 +215,7 @@ TEST(Windows, toolTipsShowNamesAsTheyAreAndWrapWhatIsLong) {
   EXPECT_EQ(toolTipOf("<b>Loud</b>"), "<qt>&lt;b&gt;Loud&lt;/b&gt;</qt>");
   EXPECT_TRUE(Qt::mightBeRichText(toolTipOf(std::string(61, 'x'))));
   UIHarness ui;
-  MenuBarPanel panel(contextOf(ui), MenuBarPanel::Kind::window);
+  MenuBarPanel panel(ui.context(), MenuBarPanel::Kind::window);
   panel.openNear({});
   EXPECT_TRUE(child<QWidget>(panel, "zoneBlock").toolTip().startsWith("<qt>Secondary raw values — CPU hotspot: "));
 }
