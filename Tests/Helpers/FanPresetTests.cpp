@@ -85,6 +85,7 @@ TEST(FanPreset, JudgesCustomConfigurations) {
       {"hysteresis 10.01", changed([](FanPreset& p) { p.hysteresis = 10.01; }), false},
       {"hysteresis no number", changed([](FanPreset& p) { p.hysteresis = test::nan; }), false},
       {"no strategy", changed([](FanPreset& p) { p.strategy.reset(); }), false},
+      {"other kind", changed([](FanPreset& p) { p.kind = PresetKind::automatic; }), false},
       {"curve 20…100", customCurve(20, 100), true},
       {"curve 20…20", customCurve(20, 20), false},
       {"curve 19.9…50", customCurve(19.9, 50), false},

@@ -126,6 +126,8 @@ TEST(PresetCoding, RefusesWhatIsNoPreset) {
        "\"[0].constantRPM\" is not an integer of 64 bits."},
       {"constantRPM", R"("constantRPM":-9223372036854775809)", ErrorCase::wrongType,
        "\"[0].constantRPM\" is not an integer of 64 bits."},
+      {"constantRPM", R"("constantRPM":1e19)", ErrorCase::wrongType,
+       "\"[0].constantRPM\" is not an integer of 64 bits."},
       {"constantRPM", R"("constantRPM":true)", ErrorCase::wrongType,
        "\"[0].constantRPM\" is not an integer of 64 bits."},
       {"hysteresis", R"("hysteresis":null)", ErrorCase::wrongType, "\"[0].hysteresis\" is not a number."},

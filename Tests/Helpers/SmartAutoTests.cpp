@@ -64,6 +64,7 @@ TEST(SmartAutoCurve, BoostsOnlyWhileTheDieHeatsFast) {
       {"the rate is per second", {{0, 80}, {2, 81.5}, {4, 83}}, false},
       {"first rise exactly 1.0", {{0, 80}, {1, 81}, {2, 82.5}}, false},
       {"last rise exactly 1.0", {{0, 80}, {1, 81.5}, {2, 82.5}}, false},
+      {"two samples", {{0, 80}, {1, 85}}, false},
       {"equal times", {{0, 80}, {1, 85}, {1, 90}}, false},
       {"no number", {{0, 80}, {1, nan}, {2, 90}}, false},
   };
@@ -85,8 +86,8 @@ TEST(SmartAutoDecision, TakesTheHigherOfZoneAndFloor) {
     bool isFloor;
   };
   const Case cases[] = {
-      {50, 90, false, 3138, true},           {50, std::nullopt, false, 1200, false},
-      {50, std::nullopt, true, 5000, false}, {nan, std::nullopt, false, 5000, false},
+      {50, 90, false, 3138, true},  {50, std::nullopt, false, 1200, false}, {67.5, 84, false, 3100, false},
+      {50, 84, false, 1200, false}, {50, std::nullopt, true, 5000, false},  {nan, std::nullopt, false, 5000, false},
       {50, nan, false, 5000, true},
   };
   for (const Case& testCase : cases) {

@@ -92,6 +92,8 @@ class IOKitTests : public testing::Test {
 TEST_F(IOKitTests, WithoutADriverThereIsNoService) {
   LinuxIOKit iokit(path_);
   EXPECT_EQ(iokit.IOServiceGetMatchingService(kIOMainPortDefault, iokit.IOServiceMatching("AppleSMC")), 0U);
+  writeContent(path_, "no socket");
+  EXPECT_EQ(iokit.IOServiceGetMatchingService(kIOMainPortDefault, iokit.IOServiceMatching("AppleSMC")), 0U);
   { const Driver driver(path_); }
   io_connect_t connection = 0;
   EXPECT_EQ(iokit.IOServiceOpen(1, mach_task_self_, 0, &connection), kIOReturnNoDevice);

@@ -133,6 +133,9 @@ TEST(PropertyListCodingTests, ErrorsComeBackWhole) {
       {nullptr, Error(helper, -1, "negative")},
       {nullptr, Error(helper, 1, "")},
       {nullptr, Error("Name with blanks", 3, "text")},
+      {nullptr, Error("", 3, "text")},
+      {nullptr, Error("a..b", 3, "text")},
+      {nullptr, Error("trailing.", 3, "text")},
       {nullptr, Error("1.starts.with.digit", 3, "text")},
       {nullptr, Error(std::string(300, 'd'), 3, "text")},
       {nullptr, Error("NoDots", 3, "text")},
@@ -151,14 +154,15 @@ TEST(PropertyListCodingTests, ErrorsComeBackWhole) {
 }
 
 TEST(PropertyListCodingTests, ForeignErrorsKeepTheirName) {
-  for (const char* name :
-       {"org.freedesktop.DBus.Error.InvalidArgs", "a.Code-1", "a.Code99999999999999999999", "halcyra.Error"}) {
+  for (const char* name : {"org.freedesktop.DBus.Error.InvalidArgs", "a.Code", "a.Code-1", "a.Code1x",
+                           "a.Code99999999999999999999", "halcyra.Error"}) {
     const auto read = PropertyListCoding::replyFromError(sdbus::Error(name, "what happened"));
     ASSERT_TRUE(read.error);
     EXPECT_EQ(*read.error, Error(name, 0, "what happened"));
     EXPECT_TRUE(read.value.is_null());
   }
-  for (const char* text : {"{", "[]", R"({"domain": "d", "code": "x", "userInfo": {}, "value": 1})"}) {
+  for (const char* text :
+       {"{", "[]", R"({"domain": 1})", R"({"domain": "d", "code": "x", "userInfo": {}, "value": 1})"}) {
     EXPECT_EQ(PropertyListCoding::replyFromError(sdbus::Error("halcyra.Error", text)).error,
               Error("halcyra.Error", 0, text));
   }

@@ -158,14 +158,12 @@ TEST(TimerTests, FireInTheOrderOfTheirTimesAndRepeat) {
 TEST(TimerTests, DestroyedOnTheQueueNeverFiresAgainEvenWhenItIsDue) {
   ThreadQueue queue("cancel", QualityOfService::standard);
   int fired = 0;
+  std::unique_ptr<Timer> self;
+  Inbox<int> once;
   queue.sync([&] {
     auto due = queue.startTimer(0s, 1us, 0s, [&] { ++fired; });
     LinuxClock().sleep(2ms);  // it is due now, and finds the queue busy
     due.reset();
-  });
-  std::unique_ptr<Timer> self;
-  Inbox<int> once;
-  queue.sync([&] {
     self = queue.startTimer(0s, 1us, 0s, [&] {
       self.reset();
       once.put(1);

@@ -46,16 +46,21 @@ TEST_F(UserDefaultsTests, ValuesOfEveryKindSurviveANewStart) {
 }
 
 TEST_F(UserDefaultsTests, AnotherTypeReadsAsNothing) {
-  writeContent(file_, R"({"flag": true, "number": 1.5, "text": "1", "big": 18446744073709551615,
-                          "nothing": null, "bytes": {"bytes": [1, 256]}, "odd": {"data": "x", "more": 1},
+  writeContent(file_, R"({"flag": true, "number": 1.5, "text": "1", "huge": 1e300, "big": 18446744073709551615,
+                          "nothing": null, "data": {"data": "x"}, "binary": {"bytes": [0, 255]},
+                          "bytes": {"bytes": [1, 256]}, "odd": {"data": "x", "more": 1},
                           "negative": {"bytes": [-1]}})");
   const JSONUserDefaults defaults(file_, log_);
   EXPECT_FALSE(defaults.integer("flag"));
+  EXPECT_FALSE(defaults.number("flag"));
   EXPECT_FALSE(defaults.integer("number")) << "a number with a fraction is no integer";
   EXPECT_EQ(defaults.number("number"), 1.5);
   EXPECT_FALSE(defaults.data("text"));
   EXPECT_FALSE(defaults.boolean("number"));
   EXPECT_FALSE(defaults.integer("big"));
+  EXPECT_FALSE(defaults.integer("huge"));
+  EXPECT_EQ(defaults.data("data"), "x");
+  EXPECT_EQ(defaults.data("binary"), std::string("\0\xFF", 2));
   EXPECT_FALSE(defaults.string("nothing"));
   for (const char* key : {"bytes", "odd", "negative"}) EXPECT_FALSE(defaults.data(key)) << key;
 }

@@ -52,10 +52,12 @@ TEST_F(FanCapabilityProbeTest, aFanCountsAsControllableOnlyWhenEverythingFits) {
       {"as it is", [](ScriptedSMC&) {}, true},
       {"no mode", [](ScriptedSMC& it) { it.removeKey("F0Md"); }, false},
       {"mode read-only", [&](ScriptedSMC& it) { it.setKey("F0Md", "ui8", 1, byte, 0xBF); }, false},
+      {"mode of two bytes", [&](ScriptedSMC& it) { it.setKey("F0Md", "ui8", 2, byte); }, false},
       {"mode of another type", [&](ScriptedSMC& it) { it.setKey("F0Md", "flag", 1, byte); }, false},
       {"no target", [](ScriptedSMC& it) { it.removeKey("F0Tg"); }, false},
       {"target of two bytes", [&](ScriptedSMC& it) { it.setKey("F0Tg", "fpe2", 2, speed); }, false},
       {"minimum zero", [](ScriptedSMC& it) { it.setFloat("F0Mn", 0); }, false},
+      {"no maximum", [](ScriptedSMC& it) { it.removeKey("F0Mx"); }, false},
       {"bounds crossed", [](ScriptedSMC& it) { it.setFloat("F0Mx", 1199); }, false},
       {"bounds equal", [](ScriptedSMC& it) { it.setFloat("F0Mx", 1200); }, true},
   };

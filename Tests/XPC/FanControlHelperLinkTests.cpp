@@ -3,6 +3,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -27,52 +28,43 @@ class RecordingService : public FanControlHelperService {
   int replies = 1;
   std::function<void()> beforeReplies = [] {};
 
-  void status(const MachServiceCaller& caller, DictionaryReply reply) override {
-    note(caller, "status");
-    answer(reply);
-  }
+  void status(const MachServiceCaller& caller, DictionaryReply reply) override { take(caller, "status", reply); }
   void beginSession(const MachServiceCaller& caller, const std::string& sessionID, DictionaryReply reply) override {
-    note(caller, "beginSession " + sessionID);
-    answer(reply);
+    take(caller, "beginSession " + sessionID, reply);
   }
   void heartbeat(const MachServiceCaller& caller, const std::string& sessionID, ErrorReply reply) override {
-    note(caller, "heartbeat " + sessionID);
-    answer(reply);
+    take(caller, "heartbeat " + sessionID, reply);
   }
   void setFanMode(const MachServiceCaller& caller, int fan, bool manual, const std::string& sessionID,
                   DictionaryReply reply) override {
-    note(caller, "setFanMode " + std::to_string(fan) + (manual ? " manual " : " automatic ") + sessionID);
-    answer(reply);
+    take(caller, "setFanMode " + std::to_string(fan) + (manual ? " manual " : " automatic ") + sessionID, reply);
   }
   void setFanTargetRPM(const MachServiceCaller& caller, int fan, std::int64_t rpm, const std::string& sessionID,
                        DictionaryReply reply) override {
-    note(caller, "setFanTargetRPM " + std::to_string(fan) + " " + std::to_string(rpm) + " " + sessionID);
-    answer(reply);
+    take(caller, "setFanTargetRPM " + std::to_string(fan) + " " + std::to_string(rpm) + " " + sessionID, reply);
   }
   void resetAll(const MachServiceCaller& caller, const std::string& sessionID, DictionaryReply reply) override {
-    note(caller, "resetAll " + sessionID);
-    answer(reply);
+    take(caller, "resetAll " + sessionID, reply);
   }
   void endSession(const MachServiceCaller& caller, const std::string& sessionID, ErrorReply reply) override {
-    note(caller, "endSession " + sessionID);
-    answer(reply);
+    take(caller, "endSession " + sessionID, reply);
   }
   void prepareForUninstall(const MachServiceCaller& caller, ErrorReply reply) override {
-    note(caller, "prepareForUninstall");
-    answer(reply);
+    take(caller, "prepareForUninstall", reply);
   }
 
  private:
-  void note(const MachServiceCaller& caller, const std::string& call) {
+  template <typename Reply>
+  void take(const MachServiceCaller& caller, const std::string& call, const Reply& reply) {
     calls.push_back(caller.connectionName + ": " + call);
-  }
-  void answer(const DictionaryReply& reply) {
     beforeReplies();
-    for (int i = 0; i < replies; ++i) reply(dictionary, error);
-  }
-  void answer(const ErrorReply& reply) {
-    beforeReplies();
-    for (int i = 0; i < replies; ++i) reply(error);
+    for (int i = 0; i < replies; ++i) {
+      if constexpr (std::is_same_v<Reply, DictionaryReply>) {
+        reply(dictionary, error);
+      } else {
+        reply(error);
+      }
+    }
   }
 };
 
@@ -233,7 +225,7 @@ TEST_F(FanControlHelperLinkTest, KeepsBadMessagesFromTheService) {
     const std::string text = "The message " + std::string(selector) + " is malformed: " + reason + ".";
     expectRefused(selector, arguments, HelperXPCError::make(Code::internalFailure, text));
   }
-  for (const std::string fan : {"2147483648", "18446744073709551615"}) {
+  for (const std::string fan : {"2147483648", "-2147483649", "18446744073709551615"}) {
     expectRefused(mode, ("[" + fan + ",true,\"S\"]").c_str(),
                   HelperXPCError::make(Code::invalidFan, "There is no fan " + fan + "."));
   }

@@ -57,6 +57,7 @@ TEST(HelperXPCError, LeavesOtherErrorsAlone) {
   const Error others[] = {
       Error(helperDomain, 7, "x"),
       Error(helperDomain, 98, "HelperError error"),
+      Error("com.norwick.Halcyra.helper.x", 1),
       Error("HelperError.x", 1),
   };
   for (const Error& error : others) {
