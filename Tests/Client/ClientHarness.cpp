@@ -89,6 +89,30 @@ PendingOutcome ClientHarness::end() {
   return outcome;
 }
 
+PendingOutcome ClientHarness::end(const std::string& sessionID) {
+  auto outcome = std::make_shared<Outcome>();
+  client->endSession(sessionID, errorInto(outcome));
+  return outcome;
+}
+
+PendingOutcome ClientHarness::setMode(int fan, bool manual) {
+  auto outcome = std::make_shared<Outcome>();
+  client->setMode(fan, manual, dictionaryInto(outcome));
+  return outcome;
+}
+
+PendingOutcome ClientHarness::setTarget(int fan, std::int64_t rpm) {
+  auto outcome = std::make_shared<Outcome>();
+  client->setTarget(fan, rpm, dictionaryInto(outcome));
+  return outcome;
+}
+
+PendingOutcome ClientHarness::resetAll() {
+  auto outcome = std::make_shared<Outcome>();
+  client->resetAll(dictionaryInto(outcome));
+  return outcome;
+}
+
 const PropertyList& ClientHarness::status() {
   static const PropertyList dictionary{{"protocolVersion", 1}, {"fanCount", 0}, {"fans", PropertyList::array()}};
   return dictionary;

@@ -69,6 +69,10 @@ class ClientHarness {
   /// Begins a session, which must succeed, and returns its ID.
   std::string beginSession();
   PendingOutcome end();
+  PendingOutcome end(const std::string& sessionID);
+  PendingOutcome setMode(int fan, bool manual);
+  PendingOutcome setTarget(int fan, std::int64_t rpm);
+  PendingOutcome resetAll();
 
   static const PropertyList& status();
 

