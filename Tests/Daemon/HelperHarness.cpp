@@ -57,8 +57,9 @@ void HelperHarness::kill() {
   endedDrivers_.push_back(std::move(iokit));
 }
 
-void HelperHarness::await(const Pending& answer, double limit) {
+Pending HelperHarness::await(Pending answer, double limit) {
   EXPECT_TRUE(scheduler.runUntil([&] { return answer->count > 0; }, Seconds{limit})) << "no answer";
+  return answer;
 }
 
 void HelperHarness::onMain(std::function<void(HelperDaemon&)> work) {
@@ -122,15 +123,12 @@ Pending HelperHarness::prepareForUninstall(const MachServiceCaller& caller) {
 }
 
 void HelperHarness::takeFans() {
-  const auto begun = begin(client, id);
-  await(begun);
+  const auto begun = await(begin(client, id));
   ASSERT_TRUE(begun->succeeded()) << begun->description();
   for (const int fan : {0, 1}) {
-    const auto mode = setMode(client, fan, true, id);
-    await(mode);
+    const auto mode = await(setMode(client, fan, true, id));
     ASSERT_TRUE(mode->succeeded()) << mode->description();
-    const auto target = setTarget(client, fan, 3000, id);
-    await(target);
+    const auto target = await(setTarget(client, fan, 3000, id));
     ASSERT_TRUE(target->succeeded()) << target->description();
   }
   ASSERT_EQ(modes(), (std::vector<int>{1, 1}));

@@ -53,8 +53,8 @@ class HelperHarness {
   /// The daemon's process ends as by SIGKILL.
   void kill();
   void run(double seconds) { scheduler.runFor(Seconds{seconds}); }
-  /// Runs until the answer is there.
-  void await(const Pending& answer, double limit = 60);
+  /// Runs until the answer is there, and gives it back.
+  Pending await(Pending answer, double limit = 60);
   void fault(const std::string& command) { observer.applyFault(command); }
 
   Pending status(const MachServiceCaller& caller);
