@@ -13,11 +13,7 @@ std::vector<std::int32_t> FakeSystemInformation::listAllProcessIDs() const {
   const std::lock_guard lock(mutex_);
   ++listings_;
   std::vector<std::int32_t> result;
-  if (!listingFails_) {
-    for (const auto& [processID, path] : processes_) {
-      result.push_back(processID);
-    }
-  }
+  for (const auto& [processID, path] : processes_) result.push_back(processID);
   return result;
 }
 
@@ -40,11 +36,6 @@ void FakeSystemInformation::setProcess(std::int32_t processID, std::optional<std
 void FakeSystemInformation::endProcess(std::int32_t processID) {
   const std::lock_guard lock(mutex_);
   processes_.erase(processID);
-}
-
-void FakeSystemInformation::setListingFails(bool fails) {
-  const std::lock_guard lock(mutex_);
-  listingFails_ = fails;
 }
 
 int FakeSystemInformation::listings() const {

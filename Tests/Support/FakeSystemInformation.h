@@ -26,8 +26,6 @@ class FakeSystemInformation : public SystemInformation {
   /// Starts or replaces a process; without a path it is listed but cannot be looked into.
   void setProcess(std::int32_t processID, std::optional<std::string> path);
   void endProcess(std::int32_t processID);
-  /// While set the processes cannot be listed.
-  void setListingFails(bool fails);
   /// How often the processes have been listed.
   int listings() const;
 
@@ -36,7 +34,6 @@ class FakeSystemInformation : public SystemInformation {
   std::optional<std::string> model_ = "Mac15,11";
   std::map<std::int32_t, std::optional<std::string>> processes_{
       {ownProcessID, "/Applications/Aerovane.app/Contents/MacOS/Aerovane"}};
-  bool listingFails_ = false;
   mutable int listings_ = 0;
 };
 

@@ -86,36 +86,12 @@ void MemoryUserDefaults::setData(std::string_view key, std::string_view value) {
 
 void MemoryUserDefaults::set(std::string_view key, Value value) {
   const std::lock_guard lock(mutex_);
-  ++writes_;
-  if (!unwritable_) {
-    durable_.insert_or_assign(std::string(key), value);
-  }
   values_.insert_or_assign(std::string(key), std::move(value));
-}
-
-void MemoryUserDefaults::setUnwritable(bool unwritable) {
-  const std::lock_guard lock(mutex_);
-  unwritable_ = unwritable;
-}
-
-void MemoryUserDefaults::restart() {
-  const std::lock_guard lock(mutex_);
-  values_ = durable_;
-}
-
-bool MemoryUserDefaults::has(std::string_view key) const {
-  return find(key).has_value();
 }
 
 void MemoryUserDefaults::remove(std::string_view key) {
   const std::lock_guard lock(mutex_);
   values_.erase(std::string(key));
-  durable_.erase(std::string(key));
-}
-
-int MemoryUserDefaults::writes() const {
-  const std::lock_guard lock(mutex_);
-  return writes_;
 }
 
 }  // namespace halcyra::test

@@ -10,8 +10,7 @@
 
 namespace halcyra::test {
 
-/// Settings in memory with the typing rules of the real store. What has been made durable survives `restart`; while the
-/// store is unwritable, changes hold only until then.
+/// Settings in memory with the typing rules of the real store.
 class MemoryUserDefaults : public UserDefaults {
  public:
   std::optional<std::int64_t> integer(std::string_view key) const override;
@@ -27,14 +26,7 @@ class MemoryUserDefaults : public UserDefaults {
   void setString(std::string_view key, std::string_view value) override;
   void setData(std::string_view key, std::string_view value) override;
 
-  /// While set, changes are kept for the life of the process only.
-  void setUnwritable(bool unwritable);
-  /// The next process begins: what was not made durable is gone.
-  void restart();
-  bool has(std::string_view key) const;
   void remove(std::string_view key);
-  /// Changes handed in since the start, durable or not.
-  int writes() const;
 
  private:
   struct Data {
@@ -48,9 +40,6 @@ class MemoryUserDefaults : public UserDefaults {
 
   mutable std::mutex mutex_;
   Values values_;
-  Values durable_;
-  bool unwritable_ = false;
-  int writes_ = 0;
 };
 
 }  // namespace halcyra::test

@@ -35,7 +35,6 @@ class ScriptedSMC : public SMCInterface {
   /// Actual, minimum, maximum, mode and target keys of a controllable fan, all at plausible values.
   void addFan(int index, double minimum = 1200, double maximum = 6500);
   void removeKey(std::string_view name) { entries_.erase(std::string(name)); }
-  SMCKeyInfo& info(std::string_view name) { return entries_.at(std::string(name)).info; }
   const SMCValue& value(std::string_view name) const { return entries_.at(std::string(name)).value; }
 
   /// Until taken back by nothing: reads of the key's value, or of its metadata, fail.
