@@ -43,18 +43,12 @@ class AppDelegateTest : public testing::Test {
 constexpr LaunchFlags refreshing{.refreshHelperRegistration = true};
 
 TEST_F(AppDelegateTest, launchStartsTheUpdaterAndInstallsTheHelperOnlyWhenAsked) {
-  auto delegate = make({.installHelper = true});
-  const int before = counts().registered;
-  launch(*delegate);
-  EXPECT_EQ(updateStarts, 1);
-  EXPECT_EQ(counts().registered, before + 1);
-}
-
-TEST_F(AppDelegateTest, anOrdinaryLaunchRegistersNothing) {
-  auto delegate = make();
-  launch(*delegate);
-  EXPECT_EQ(updateStarts, 1);
-  EXPECT_EQ(counts().registered, 0);
+  for (const bool asked : {false, true}) {
+    auto delegate = make({.installHelper = asked});
+    launch(*delegate);
+    EXPECT_EQ(updateStarts, asked ? 2 : 1);
+    EXPECT_EQ(counts().registered, asked ? 1 : 0);
+  }
   EXPECT_EQ(counts().unregistered, 0);
 }
 
@@ -90,6 +84,7 @@ TEST_F(AppDelegateTest, refreshingRegistersAnewAndEndsWithoutHandBack) {
   EXPECT_EQ(counts().registered, 1);
   EXPECT_EQ(terminations, 1);
   EXPECT_EQ(updateStarts, 0);
+  EXPECT_EQ(harness.smc.opens(), 0) << "no telemetry is read";
   EXPECT_EQ(delegate->applicationShouldTerminate(), TerminateReply::terminateNow);
 }
 
@@ -153,8 +148,7 @@ class ScriptedUpdater : public Updater {
 };
 
 TEST(MenuBarTitle, showsZonesThenSpeeds) {
-  ModelHarness harness;
-  harness.start();
+  StartedModel harness;
   // Without zones the displayed temperature stands alone; fans come by index, whatever order they are reported in.
   harness.onMain([](AppModel& model) {
     const std::string title = menuBarTitle(model);

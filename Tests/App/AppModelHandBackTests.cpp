@@ -7,8 +7,7 @@ namespace halcyra::test {
 TEST(AppModelHandBack, resetsThenEndsTheSessionThenTellsItsCaller) {
   for (const bool preserving : {true, false}) {
     SCOPED_TRACE(preserving);
-    ModelHarness h;
-    h.startDriving(FanPreset::fullBlast());
+    ModelHarness h(FanPreset::fullBlast());
     h.helper.hold("end");
     int completed = 0;
     int modeAtCompletion = -1;
@@ -33,8 +32,7 @@ TEST(AppModelHandBack, resetsThenEndsTheSessionThenTellsItsCaller) {
 }
 
 TEST(AppModelHandBack, withoutASessionItCompletesAtOnceAndAsksNobody) {
-  ModelHarness h;
-  h.start();
+  StartedModel h;
   bool completed = false;
   h.onMain([&](AppModel& model) {
     model.resetToAutomatic("settings emergency reset", false, true, [&] { completed = true; });
@@ -53,8 +51,7 @@ TEST(AppModelHandBack, failuresAreShownUnlessTheSessionWasGone) {
   for (const Row& row : std::vector<Row>{
            {"reset", 99, "scripted failure"}, {"end", 99, "scripted failure"}, {"reset", 2, ""}, {"end", 2, ""}}) {
     SCOPED_TRACE(row.operation + std::to_string(row.code));
-    ModelHarness h;
-    h.startDriving(FanPreset::fullBlast());
+    ModelHarness h(FanPreset::fullBlast());
     h.helper.failNext(row.operation, helperError(row.code));
     int completed = 0;
     h.onMain([&](AppModel& model) { model.resetToAutomatic("a reason", false, true, [&] { ++completed; }); });
@@ -66,8 +63,7 @@ TEST(AppModelHandBack, failuresAreShownUnlessTheSessionWasGone) {
 }
 
 TEST(AppModelHandBack, twoAtOnceBothComplete) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
+  ModelHarness h(FanPreset::fullBlast());
   h.helper.hold("reset");
   int first = 0, second = 0;
   h.onMain([&](AppModel& model) {
@@ -87,8 +83,7 @@ TEST(AppModelHandBack, twoAtOnceBothComplete) {
 }
 
 TEST(AppModelHandBack, leavesANewerSessionAlone) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
+  ModelHarness h(FanPreset::fullBlast());
   h.helper.hold("reset");
   int completed = 0;
   h.onMain([&](AppModel& model) { model.resetToAutomatic("slow", true, true, [&] { ++completed; }); });
@@ -112,8 +107,7 @@ TEST(AppModelHandBack, leavesANewerSessionAlone) {
 }
 
 TEST(AppModelHandBack, reachesTheHelperAndItsCallerWithoutTheModel) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
+  ModelHarness h(FanPreset::fullBlast());
   h.helper.hold("reset");
   int completed = 0;
   h.onMain([&](AppModel& model) { model.resetToAutomatic("last act", true, true, [&] { ++completed; }); });
@@ -124,31 +118,21 @@ TEST(AppModelHandBack, reachesTheHelperAndItsCallerWithoutTheModel) {
   EXPECT_EQ(completed, 1);
 }
 
-TEST(AppModelHandBack, aLostSessionIsEndedAndEstablishedAnew) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
-  h.helper.dropSession();
-  h.run(8);
-  EXPECT_TRUE(h.logged("control session lost ("));
-  EXPECT_EQ(h.helper.count("end S1"), 1u);
-  EXPECT_EQ(h.helper.count("reset S1"), 0u) << "a lost session is not asked to reset";
-  EXPECT_EQ(h.helper.count("begin S2"), 1u);
-  EXPECT_EQ(h.helper.fans[0].mode, 1);
-  EXPECT_EQ(h.errorText(), "");
-  EXPECT_EQ(h.model().activePreset().name, "Full Blast");
-}
-
-TEST(AppModelHandBack, aWriteThatFindsTheSessionGoneCountsAsItsLoss) {
-  ModelHarness h;
-  h.startDriving(constantPreset(3000));
-  h.helper.dropSession();
-  h.smc.setFanTarget(0, 2000);
-  h.run(2.2);
-  EXPECT_TRUE(h.logged("control session lost ("));
-  EXPECT_EQ(h.errorText(), "");
-  EXPECT_FALSE(h.model().hasHelperSession());
-  h.run(2);
-  EXPECT_EQ(h.helper.openSession(), 2);
+TEST(AppModelHandBack, aLostSessionIsEndedWithoutAResetAndEstablishedAnew) {
+  for (const bool foundByAWrite : {false, true}) {
+    SCOPED_TRACE(foundByAWrite ? "a write finds it gone" : "a heartbeat finds it gone");
+    ModelHarness h(constantPreset(3000));
+    h.helper.dropSession();
+    if (foundByAWrite) h.smc.setFanTarget(0, 2000);
+    h.run(foundByAWrite ? 4.2 : 8);
+    EXPECT_TRUE(h.logged("control session lost ("));
+    EXPECT_EQ(h.helper.count("end S1"), 1u);
+    EXPECT_EQ(h.helper.count("reset S1"), 0u) << "a lost session is not asked to reset";
+    EXPECT_EQ(h.helper.openSession(), 2);
+    EXPECT_EQ(h.helper.fans[0].mode, 1);
+    EXPECT_EQ(h.errorText(), "");
+    EXPECT_EQ(h.model().activePreset().name, "Constant");
+  }
 }
 
 }  // namespace halcyra::test

@@ -64,8 +64,7 @@ std::vector<ReasonRow> reasonRows() {
 TEST(AppModelReasons, everyReasonIsLoggedOnceAndDoesWhatItSays) {
   for (const ReasonRow& row : reasonRows()) {
     SCOPED_TRACE(row.name);
-    ModelHarness h;
-    h.startDriving(constantPreset(3000));
+    ModelHarness h(constantPreset(3000));
     row.cause(h);
     h.run(0.1);
     EXPECT_EQ(h.logCount("smart control disengaged: "), 1U);

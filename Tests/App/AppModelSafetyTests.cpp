@@ -5,8 +5,7 @@
 namespace halcyra::test {
 
 TEST(AppModelSafety, aCompetitorTakesTheFansAwayUntilItIsGone) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
+  ModelHarness h(FanPreset::fullBlast());
   h.setCompetitor(ModelHarness::competitorPath);
   h.run(2.2);
   EXPECT_EQ(h.model().competingController(), "TG Pro");
@@ -43,8 +42,7 @@ TEST(AppModelSafety, aCompetitorIsOnlyReportedWhereNoPresetDrives) {
   };
   for (const Row& row : {Row{false, true}, Row{true, false}}) {
     SCOPED_TRACE(row.monitoringOnly);
-    ModelHarness h;
-    h.start();
+    StartedModel h;
     if (row.monitoringOnly) {
       h.onMain([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::anotherApp); });
     }
@@ -67,8 +65,7 @@ TEST(AppModelSafety, aFailedWriteBesideACompetitorWaitsForItsEnd) {
   for (const Row& row : std::vector<Row>{
            {6, true, conflictText("TG Pro", "Constant")}, {99, true, "rejected"}, {6, false, "rejected"}}) {
     SCOPED_TRACE(std::to_string(row.code) + (row.competitor ? " beside a competitor" : ""));
-    ModelHarness h;
-    h.startDriving(constantPreset(3000));
+    ModelHarness h(constantPreset(3000));
     h.helper.failNext("target", helperError(row.code, "rejected"));
     h.smc.setFanTarget(0, 2000);
     h.helper.hold("target");
@@ -95,8 +92,7 @@ TEST(AppModelSafety, aFailedWriteBesideACompetitorWaitsForItsEnd) {
 }
 
 TEST(AppModelSafety, ownershipMovesAwayAndBack) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
+  ModelHarness h(FanPreset::fullBlast());
   h.onMain([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::aerovane); });
   EXPECT_EQ(h.transcript(), Lines{}) << "no change";
   h.onMain([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::anotherApp); });
@@ -133,8 +129,7 @@ TEST(AppModelSafety, ownershipTakenWhileACompetitorRunsIsAConflict) {
 }
 
 TEST(AppModelSafety, theMachineSleepsOnlyOnceTheFansAreHandedBack) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
+  ModelHarness h(FanPreset::fullBlast());
   h.helper.hold("end");
   h.sleepMachine();
   EXPECT_EQ(h.transcript(), (Lines{"reset S1", "end S1"}));
@@ -156,24 +151,6 @@ TEST(AppModelSafety, theMachineSleepsOnlyOnceTheFansAreHandedBack) {
   EXPECT_EQ(h.helper.openSession(), 2);
   EXPECT_EQ(h.helper.fans[0].target, 5000);
   EXPECT_NE(h.model().displayTemperature(), std::nullopt);
-}
-
-TEST(AppModelSafety, aReadFromBeforeSleepIsNeverApplied) {
-  ModelHarness h;
-  h.start();
-  h.smc.callDuration = Seconds{0.01};
-  h.run(2.1);
-  const std::size_t samples = h.model().history().size();
-  h.smc.setDie(90);
-  h.sleepMachine();
-  h.wakeMachine();
-  EXPECT_EQ(h.model().displayTemperature(), std::nullopt);
-  h.smc.setDie(40);
-  h.run(1.2);
-  EXPECT_EQ(h.model().history().size(), samples) << "the read in flight was discarded";
-  h.run(2);
-  ASSERT_EQ(h.model().history().size(), samples + 1) << "the one asked for at wake was not";
-  EXPECT_LT(h.model().history().back().cpuTemp, 41);
 }
 
 TEST(AppModelSafety, installingReportsWhatCameOfIt) {
@@ -212,8 +189,7 @@ TEST(AppModelSafety, installingReportsWhatCameOfIt) {
 TEST(AppModelSafety, uninstallingHandsBackFirst) {
   for (const bool refused : {false, true}) {
     SCOPED_TRACE(refused);
-    ModelHarness h;
-    h.startDriving(FanPreset::fullBlast());
+    ModelHarness h(FanPreset::fullBlast());
     if (refused) {
       h.helper.failNext("prepare", helperError(99, "not now"));
     }
@@ -226,8 +202,7 @@ TEST(AppModelSafety, uninstallingHandsBackFirst) {
 }
 
 TEST(AppModelSafety, theLoginItemShowsWhatTheSystemSays) {
-  ModelHarness h;
-  h.start();
+  StartedModel h;
   EXPECT_FALSE(h.model().launchAtLogin());
   h.onMain([](AppModel& model) { model.setLaunchAtLogin(true); });
   EXPECT_TRUE(h.model().launchAtLogin());
@@ -238,18 +213,17 @@ TEST(AppModelSafety, theLoginItemShowsWhatTheSystemSays) {
 }
 
 TEST(AppModelSafety, terminationHandsBackAndClosesEverythingBeforeItAnswers) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
+  ModelHarness h(FanPreset::fullBlast());
   h.helper.hold("reset");
   int finished = 0;
   h.onMain([&](AppModel& model) { model.prepareForTermination([&] { ++finished; }); });
   EXPECT_EQ(finished, 0);
-  EXPECT_EQ(h.smc.closed, 0);
+  EXPECT_EQ(h.smc.openConnections(), 1);
   h.helper.release("reset");
   h.run(0.1);
   EXPECT_EQ(finished, 1);
   EXPECT_EQ(h.transcript(), (Lines{"reset S1", "end S1"}));
-  EXPECT_EQ(h.smc.closed, 1);
+  EXPECT_EQ(h.smc.openConnections(), 0);
   EXPECT_EQ(h.doubles.userDefaults.string("lastSelectedFanPresetID.v1"), FanPreset::fullBlast().id.string());
 
   const int calls = h.smc.calls;
@@ -267,8 +241,7 @@ TEST(AppModelSafety, terminationHandsBackAndClosesEverythingBeforeItAnswers) {
 }
 
 TEST(AppModelSafety, aReadFromBeforeTerminationIsNeverApplied) {
-  ModelHarness h;
-  h.start();
+  StartedModel h;
   h.smc.callDuration = Seconds{0.01};
   h.run(2.1);
   const std::size_t samples = h.model().history().size();
@@ -280,10 +253,9 @@ TEST(AppModelSafety, aReadFromBeforeTerminationIsNeverApplied) {
 }
 
 TEST(AppModelSafety, theModelsEndStopsItsTimersAndClosesTheSMC) {
-  ModelHarness h;
-  h.startDriving(FanPreset::fullBlast());
+  ModelHarness h(FanPreset::fullBlast());
   h.destroyModel();
-  EXPECT_EQ(h.smc.closed, 1);
+  EXPECT_EQ(h.smc.openConnections(), 0);
   const int calls = h.smc.calls;
   h.run(20);
   EXPECT_EQ(h.smc.calls, calls);

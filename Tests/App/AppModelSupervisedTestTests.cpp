@@ -51,9 +51,7 @@ TEST(SupervisedTest, everyFailureCleansUpAndShowsWhy) {
   const std::vector<Row> rows = {
       {"start", [](ScriptedHelper& s) { s.failNext("begin", helperError(99, "a")); }, "a", {"begin S1"}},
       {"invalid session", [](ScriptedHelper& s) { s.breakNext("begin", Error("d", 1, "b")); }, "b", {"begin S1"}},
-      {"no dictionary", [](ScriptedHelper& s) { s.statusOverride = nullptr; }, abnormal, preflight},
       {"fan manual already", [](ScriptedHelper& s) { s.fans[1].mode = 1; }, abnormal, preflight},
-      {"no fan", [](ScriptedHelper& s) { s.fans.clear(); }, abnormal, preflight},
       {"no headroom", [](ScriptedHelper& s) { s.fans[0].maximum = 1500; }, abnormal, preflight},
       {"mode",
        [](ScriptedHelper& s) { s.failNext("mode", helperError(99, "c")); },

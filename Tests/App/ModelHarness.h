@@ -35,6 +35,8 @@ std::string conflictText(const std::string& name, const std::string& preset);
 class ModelHarness {
  public:
   ModelHarness();
+  /// Started, with `preset` driving the fans.
+  explicit ModelHarness(const FanPreset& preset) : ModelHarness() { startDriving(preset); }
   ~ModelHarness();
 
   /// Creates the model and lets the first poll through.
@@ -72,6 +74,11 @@ class ModelHarness {
 
  private:
   std::shared_ptr<AppModel> model_;
+};
+
+class StartedModel : public ModelHarness {
+ public:
+  StartedModel() { start(); }
 };
 
 FanPreset curvePreset(double low = 30, double high = 50);
