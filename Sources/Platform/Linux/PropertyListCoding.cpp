@@ -267,7 +267,9 @@ bool fitsPlainForm(const MachServiceReply& reply) {
 std::optional<MachServiceReply> parseFullForm(const std::string& text) {
   try {
     const auto record = parseUntrustedJSON(text);
-    Error error(record.at("domain").get<std::string>(), record.at("code").get<std::int64_t>());
+    const auto code = integerEntry(record, "code");
+    if (!code) return std::nullopt;
+    Error error(record.at("domain").get<std::string>(), *code);
     for (const auto& [key, value] : record.at("userInfo").items()) {
       error.userInfo.emplace(key, value.get<std::string>());
     }
