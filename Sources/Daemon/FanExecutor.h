@@ -37,6 +37,8 @@ class FanExecutor {
 
   /// Every fan; gives way to nothing. Needs no `begin`.
   HandBackReport handBack() { return handBack_.all(smc_); }
+  /// From now on hand-backs leave nothing to be watched. Needs no `begin`.
+  void beginToLeave() { handBack_.beginToLeave(); }
   /// What is still owed.
   HandBackReport handBackAgain() { return handBack_.again(interruptible_); }
 

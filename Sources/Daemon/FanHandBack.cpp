@@ -62,6 +62,9 @@ HandBackReport FanHandBack::all(SMCInterface& smc) {
 
 HandBackReport FanHandBack::again(SMCInterface& smc) {
   HandBackReport report;
+  if (isLeaving_) {
+    ledger_.distrustUnattended();
+  }
   if (reopen_) {
     smc.close();
     reopen_ = false;
@@ -83,6 +86,7 @@ HandBackReport FanHandBack::again(SMCInterface& smc) {
   }
   report.owed = probeOwed_ || !ledger_.owed().empty();
   report.mayBeManual = ledger_.anyMayBeManual();
+  report.isWatched = ledger_.anyIsWatched();
   return report;
 }
 
@@ -130,6 +134,9 @@ void FanHandBack::probe(SMCInterface& smc, HandBackReport& report) {
       ledger_.foundUnattended(capability.index, smc.clock().steadyNow());
       found.push_back(capability.index);
     }
+  }
+  if (isLeaving_) {
+    ledger_.distrustUnattended();
   }
   command(smc, std::move(found));
   // The probe takes what it cannot read for absent; only an SMC that answers can have no more fans.

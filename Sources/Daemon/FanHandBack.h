@@ -26,6 +26,8 @@ struct HandBackReport {
   bool owed = false;
   /// Some fan may be under manual control.
   bool mayBeManual = false;
+  /// Some fan may still become manual by an earlier command.
+  bool isWatched = false;
 
   bool failed() const;
   /// One sentence for each fan that could not be handed back, and why; empty when none failed.
@@ -44,6 +46,8 @@ class FanHandBack {
   /// Every fan: first each one is commanded, then each one is verified, so that a fan that does not obey (up to 10 s)
   /// delays no other. The fans are probed anew, since what an earlier probe found may not have been all.
   HandBackReport all(SMCInterface& smc);
+  /// The process is about to end: from now on nothing is left to be watched, automatic mode is written instead.
+  void beginToLeave() { isLeaving_ = true; }
   /// What is still owed, and nothing else: fans that have been set to manual mode since are left alone.
   HandBackReport again(SMCInterface& smc);
 
@@ -61,6 +65,7 @@ class FanHandBack {
   FanLedger& ledger_;
   LogSink& log_;
   bool probeOwed_ = false;
+  bool isLeaving_ = false;
   /// The connection failed and is to be opened anew.
   bool reopen_ = false;
 };

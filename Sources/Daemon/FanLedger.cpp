@@ -13,6 +13,14 @@ void FanLedger::foundUnattended(int fan, Instant now) {
   entries_[fan] = {false, true, now, true};
 }
 
+void FanLedger::distrustUnattended() {
+  for (auto& [fan, entry] : entries_) {
+    if (entry.unseenManualWrite && !entry.mayBeManual) {
+      entry = {true, true, std::nullopt, false};
+    }
+  }
+}
+
 void FanLedger::manualWritten(int fan, Instant now) {
   entries_[fan] = {true, false, now, false};
 }
@@ -75,6 +83,15 @@ std::vector<int> FanLedger::owed() const {
 bool FanLedger::anyMayBeManual() const {
   for (const auto& [fan, entry] : entries_) {
     if (entry.mayBeManual) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool FanLedger::anyIsWatched() const {
+  for (const auto& [fan, entry] : entries_) {
+    if (entry.unseenManualWrite) {
       return true;
     }
   }

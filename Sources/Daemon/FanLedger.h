@@ -24,6 +24,8 @@ class FanLedger {
   /// The fan exists, and an earlier process may have written manual mode just before it ended: owed, and to be watched
   /// until that would have become effective.
   void foundUnattended(int fan, Instant now);
+  /// Nobody will be there to watch: what an earlier process may have written is to be written over now.
+  void distrustUnattended();
   /// Manual mode was written (whether or not the write was answered with success). Cancels what was owed.
   void manualWritten(int fan, Instant now);
   /// The mode key read as `raw`.
@@ -49,6 +51,8 @@ class FanLedger {
   std::vector<int> fans() const;
   std::vector<int> owed() const;
   bool anyMayBeManual() const;
+  /// An earlier manual write to some fan, never seen to take effect, may still do so.
+  bool anyIsWatched() const;
 
  private:
   struct Entry {

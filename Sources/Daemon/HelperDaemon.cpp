@@ -116,7 +116,9 @@ void HelperDaemon::handBack(const std::string& reason, HandBackCompletion comple
   logger_.log(fmt::format("handing every fan back to automatic: {}", reason));
   ++handBacksOut_;
   retryTimer_.cancel();
-  queue_->asyncHandBack([this, weak = weak_from_this(), completion = std::move(completion)] {
+  const bool isLeaving = stopStatus_.has_value();
+  queue_->asyncHandBack([this, weak = weak_from_this(), isLeaving, completion = std::move(completion)] {
+    if (isLeaving) executor_->beginToLeave();
     main_.async([weak, completion, report = executor_->handBack()] {
       const auto self = weak.lock();
       if (self == nullptr) {
@@ -238,7 +240,7 @@ void HelperDaemon::touch() {
 }
 
 void HelperDaemon::idle() {
-  if (session_ || handBacksOut_ > 0 || workOut_ > 0 || mustStay()) {
+  if (session_ || handBacksOut_ > 0 || workOut_ > 0 || mustStay() || report_.isWatched) {
     touch();
     return;
   }

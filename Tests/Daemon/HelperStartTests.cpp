@@ -51,6 +51,43 @@ TEST(HelperStartTests, ACommandOfADeadHelperThatLatchesLateIsHandedBack) {
   EXPECT_EQ(helper.modes(), automatic);
 }
 
+/// The helper died between a manual command and its latch, and the next one is to end before it would have latched.
+TEST(HelperStartTests, ACommandOfADeadHelperThatIsStillPendingAtTheEndIsWrittenOver) {
+  struct Row {
+    const char* name;
+    bool driverIsGone;
+    bool isStopped;
+  };
+  for (const Row row : {Row{"stopped", false, true}, Row{"stopped without a driver", true, true},
+                        Row{"idle without a driver", true, false}}) {
+    SCOPED_TRACE(row.name);
+    HelperHarness helper;
+    helper.start();
+    helper.run(12);
+    helper.await(helper.begin(helper.client, helper.id));
+    helper.fault("never-latch F0Md");
+    helper.setMode(helper.client, 0, true, helper.id);
+    ASSERT_TRUE(helper.scheduler.runUntil([&] { return !helper.writes.empty(); }, Seconds{5}));
+    helper.kill();
+    helper.run(0.01);
+    const double started = helper.now();
+    helper.start();
+    helper.run(2);
+    EXPECT_EQ(helper.modes(), automatic);
+    EXPECT_TRUE(helper.writesSince(started).empty()) << "what reads automatic is watched, not written";
+    if (row.driverIsGone) helper.fault("driver-gone");
+    if (row.isStopped) helper.onMain([](HelperDaemon& daemon) { daemon.stop(0, "x"); });
+    helper.run(row.isStopped ? 5 : 60);
+    const bool mustWait = row.driverIsGone;
+    EXPECT_EQ(helper.finished, mustWait ? std::nullopt : std::optional(0));
+    helper.fault("clear");
+    helper.run(row.isStopped ? 10 : 45);
+    EXPECT_EQ(helper.finished, 0);
+    EXPECT_EQ(helper.modes(), automatic);
+    helper.expectNothingButHandBacksSince(started);
+  }
+}
+
 TEST(HelperStartTests, ALiveOwnersFansAreNotTouched) {
   HelperHarness helper;
   helper.fault("set-mode 0 1 4000");
