@@ -62,6 +62,7 @@ HandBackReport FanHandBack::all(SMCInterface& smc) {
 
 HandBackReport FanHandBack::again(SMCInterface& smc) {
   HandBackReport report;
+  // Also where the SMC cannot be reached: then there is something to stay for.
   if (isLeaving_) {
     ledger_.distrustUnattended();
   }

@@ -11,6 +11,17 @@ namespace {
 
 using HelperXPCError::Code;
 
+/// The helper is killed after it has commanded manual mode, which the fault keeps from taking effect at once.
+void dieBeforeTheLatch(HelperHarness& helper, const std::string& fault) {
+  helper.start();
+  helper.run(12);
+  helper.await(helper.begin(helper.client, helper.id));
+  helper.fault(fault);
+  helper.setMode(helper.client, 0, true, helper.id);
+  ASSERT_TRUE(helper.scheduler.runUntil([&] { return !helper.writes.empty(); }, Seconds{5}));
+  helper.kill();
+}
+
 TEST(HelperStartTests, AFanLeftInManualModeIsHandedBackAtTheStart) {
   HelperHarness helper;
   helper.start();
@@ -35,13 +46,7 @@ TEST(HelperStartTests, AFanLeftInManualModeIsHandedBackAtTheStart) {
 
 TEST(HelperStartTests, ACommandOfADeadHelperThatLatchesLateIsHandedBack) {
   HelperHarness helper;
-  helper.start();
-  helper.run(12);
-  helper.await(helper.begin(helper.client, helper.id));
-  helper.fault("latch-delay 3");
-  helper.setMode(helper.client, 0, true, helper.id);
-  ASSERT_TRUE(helper.scheduler.runUntil([&] { return !helper.writes.empty(); }, Seconds{5}));
-  helper.kill();
+  dieBeforeTheLatch(helper, "latch-delay 3");
   helper.fault("clear latch-delay");
   helper.start();
   EXPECT_EQ(helper.modes(), automatic);
@@ -55,31 +60,28 @@ TEST(HelperStartTests, ACommandOfADeadHelperThatLatchesLateIsHandedBack) {
 TEST(HelperStartTests, ACommandOfADeadHelperThatIsStillPendingAtTheEndIsWrittenOver) {
   struct Row {
     const char* name;
+    bool driverIsLate;
     bool driverIsGone;
     bool isStopped;
   };
-  for (const Row row : {Row{"stopped", false, true}, Row{"stopped without a driver", true, true},
-                        Row{"idle without a driver", true, false}}) {
+  for (const Row row :
+       {Row{"stopped", false, false, true}, Row{"stopped at its first sight of the machine", true, false, true},
+        Row{"stopped without a driver", false, true, true}, Row{"idle without a driver", false, true, false}}) {
     SCOPED_TRACE(row.name);
     HelperHarness helper;
-    helper.start();
-    helper.run(12);
-    helper.await(helper.begin(helper.client, helper.id));
-    helper.fault("never-latch F0Md");
-    helper.setMode(helper.client, 0, true, helper.id);
-    ASSERT_TRUE(helper.scheduler.runUntil([&] { return !helper.writes.empty(); }, Seconds{5}));
-    helper.kill();
+    dieBeforeTheLatch(helper, "never-latch F0Md");
     helper.run(0.01);
     const double started = helper.now();
+    if (row.driverIsLate) helper.fault("driver-gone");
     helper.start();
-    helper.run(2);
+    helper.run(1);
+    if (row.driverIsLate) helper.fault("clear driver-gone");
     EXPECT_EQ(helper.modes(), automatic);
     EXPECT_TRUE(helper.writesSince(started).empty()) << "what reads automatic is watched, not written";
     if (row.driverIsGone) helper.fault("driver-gone");
     if (row.isStopped) helper.onMain([](HelperDaemon& daemon) { daemon.stop(0, "x"); });
     helper.run(row.isStopped ? 5 : 60);
-    const bool mustWait = row.driverIsGone;
-    EXPECT_EQ(helper.finished, mustWait ? std::nullopt : std::optional(0));
+    EXPECT_EQ(helper.finished, row.driverIsGone ? std::nullopt : std::optional(0));
     helper.fault("clear");
     helper.run(row.isStopped ? 10 : 45);
     EXPECT_EQ(helper.finished, 0);
