@@ -40,6 +40,8 @@ HelperHarness::~HelperHarness() {
 void HelperHarness::start() {
   process = scheduler.makeProcess("helper");
   iokit = std::make_unique<VirtualMacIOKit>(machine, process->clock(), true);
+  // The harder of the two: what still holds a fan must not lean on a connection that comes back by itself.
+  iokit->connectionsDie = true;
   finished.reset();
   daemon = HelperDaemon::make({process->clock(), *process, log, *iokit}, {lockFile, {}, {registeredUser}},
                               [this](int status) {

@@ -63,6 +63,9 @@ kern_return_t VirtualMacIOKit::IOConnectCallStructMethod(io_connect_t connection
   const VirtualSMCReply reply = machine_.call(record, privileged_);
   clock_.sleep(reply.delay);
   if (reply.status != kIOReturnSuccess) {
+    if (connectionsDie && machine_.faults().driverGone()) {
+      connections_.erase(connection);
+    }
     return reply.status;
   }
   std::memcpy(output, &reply.output, sizeof reply.output);

@@ -31,6 +31,10 @@ class VirtualMacIOKit : public IOKit {
   /// Brings the machine to the clock's time and says how it is.
   VirtualMacState state();
 
+  /// A connection that has met the driver gone stays dead when the driver is back. Else it works again, as it does over
+  /// the machine's socket.
+  bool connectionsDie = false;
+
   std::size_t openConnections() const { return connections_.size(); }
   /// Services looked up and not yet released.
   std::size_t heldServices() const { return services_.size(); }
