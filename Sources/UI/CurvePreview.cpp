@@ -11,8 +11,8 @@
 #include "UI/Charts/ChartAxis.h"
 #include "UI/CurvePreviewState.h"
 #include "UI/Fonts.h"
-#include "UI/MainWidgets.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 

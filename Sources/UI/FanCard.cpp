@@ -8,8 +8,8 @@
 #include "UI/Controls/ZoneDot.h"
 #include "UI/Fonts.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/RpmRail.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 

@@ -13,8 +13,8 @@
 #include <utility>
 
 #include "UI/FanCurveEditorBlock.h"
-#include "UI/MainWidgets.h"
 #include "UI/PresetListState.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -69,7 +69,7 @@ QWidget* FanCurveEditor::makeNameAndSource() {
   nameAndSource_->setSpacing(editorRowSpacing);
   auto* const cell = new QVBoxLayout;
   cell->setSpacing(editorLabelSpacing);
-  QLabel* const caption = makeLabel(row, "", TextRole::secondary, EditorText::name);
+  QLabel* const caption = makeLabel(row, TextRole::secondary, EditorText::name);
   cell->addWidget(caption);
   name_ = new QLineEdit(row);
   name_->setObjectName(QStringLiteral("presetName"));

@@ -12,8 +12,8 @@
 #include "UI/CurvePreview.h"
 #include "UI/FanCurveEditorField.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -79,7 +79,7 @@ QWidget* FanCurveEditorBlock::makeField(QWidget* parent, std::string_view label,
                                         FanCurveEditorField** field) {
   auto* const cell = new QWidget(parent);
   QVBoxLayout* const column = makeColumn(cell, editorLabelSpacing);
-  QLabel* const caption = makeLabel(cell, "", TextRole::secondary, label);
+  QLabel* const caption = makeLabel(cell, TextRole::secondary, label);
   column->addWidget(caption);
   *field = new FanCurveEditorField(EditorLimits::lowestTemperature, EditorLimits::highestTemperature, 1, cell);
   (*field)->setObjectName(QString::fromLatin1(name));
@@ -101,8 +101,7 @@ QWidget* FanCurveEditorBlock::makeWarning(QWidget* parent) {
   auto* const sign = new IconLabel(QStringLiteral("warning-fill"), warning);
   sign->setColor([] { return Theme::current().warn; });
   row->addWidget(sign);
-  QLabel* const text = makeLabel(warning, "rangeWarningText", TextRole::body, EditorText::rangeWarning);
-  text->setProperty("role", QStringLiteral("conflict"));
+  QLabel* const text = makeLabel(warning, "rangeWarningText", TextRole::conflict, EditorText::rangeWarning);
   makeShrinkable(text);
   row->addWidget(text, 1);
   return warning;
@@ -113,7 +112,7 @@ QWidget* FanCurveEditorBlock::makeHysteresis(QWidget* parent) {
   QVBoxLayout* const rows = makeColumn(cell, editorLabelSpacing);
   auto* const row = new QHBoxLayout;
   row->setSpacing(editorRowSpacing);
-  row->addWidget(makeLabel(cell, "", TextRole::body, EditorText::hysteresis));
+  row->addWidget(makeLabel(cell, TextRole::body, EditorText::hysteresis));
   slider_ = new QSlider(Qt::Horizontal, cell);
   slider_->setObjectName(QStringLiteral("hysteresis"));
   slider_->setAccessibleName(textOf(EditorText::hysteresis));
@@ -144,7 +143,7 @@ QWidget* FanCurveEditorBlock::makeConstant() {
   QVBoxLayout* const rows = makeColumn(constant, editorLabelSpacing + 4);
   auto* const row = new QHBoxLayout;
   row->setSpacing(editorRowSpacing);
-  row->addWidget(makeLabel(constant, "", TextRole::body, EditorText::targetSpeed));
+  row->addWidget(makeLabel(constant, TextRole::body, EditorText::targetSpeed));
   rpm_ = new FanCurveEditorField(static_cast<double>(EditorLimits::lowestRPM),
                                  static_cast<double>(EditorLimits::highestRPM),
                                  static_cast<double>(EditorLimits::stepRPM), constant);

@@ -10,6 +10,7 @@
 #include "UI/Charts/LineChart.h"
 #include "UI/Charts/SeriesKey.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -43,12 +44,6 @@ QString speedLabel(double value) {
   return value < 1000 ? QString::number(value) : QStringLiteral("%1k").arg(value / 1000);
 }
 
-QLabel* makeCaption(const QString& text, QWidget* parent) {
-  auto* label = new QLabel(text, parent);
-  label->setProperty("role", "secondary");
-  return label;
-}
-
 QHBoxLayout* makeRow(QWidget* left, QWidget* right) {
   auto* row = new QHBoxLayout;
   row->addWidget(left);
@@ -65,9 +60,7 @@ HistoryGraphView::HistoryGraphView(QWidget* parent) : QFrame(parent) {
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(18, 14, 18, 14);
   layout->setSpacing(4);
-  auto* title = new QLabel(QStringLiteral("History"), this);
-  title->setProperty("role", "headline");
-  layout->addWidget(title);
+  layout->addWidget(makeLabel(this, TextRole::headline, "History"));
   layout->addSpacing(4);
 
   zoneChart_ = new LineChart({.height = zoneChartHeight,
@@ -79,7 +72,8 @@ HistoryGraphView::HistoryGraphView(QWidget* parent) : QFrame(parent) {
                              this);
   zoneChart_->setObjectName("fanZoneChart");
   zoneChart_->setAccessibleName(QStringLiteral("Fan curve temperature history"));
-  layout->addLayout(makeRow(makeCaption(QStringLiteral("Fan zone"), this), makeCaption(QStringLiteral("°C"), this)));
+  layout->addLayout(
+      makeRow(makeLabel(this, TextRole::secondary, "Fan zone"), makeLabel(this, TextRole::secondary, "°C")));
   layout->addWidget(zoneChart_);
   layout->addSpacing(4);
 
@@ -95,9 +89,9 @@ HistoryGraphView::HistoryGraphView(QWidget* parent) : QFrame(parent) {
   speedChart_->setAccessibleName(QStringLiteral("Fan RPM history"));
   key_ = new SeriesKey(this);
   key_->setObjectName("fanSeriesKey");
-  auto* row = makeRow(makeCaption(QStringLiteral("Fan RPM history"), this), key_);
+  auto* row = makeRow(makeLabel(this, TextRole::secondary, "Fan RPM history"), key_);
   row->addSpacing(12);
-  row->addWidget(makeCaption(QStringLiteral("RPM"), this));
+  row->addWidget(makeLabel(this, TextRole::secondary, "RPM"));
   layout->addLayout(row);
   layout->addWidget(speedChart_);
 }

@@ -14,8 +14,8 @@
 #include "UI/Fonts.h"
 #include "UI/HistoryFigure.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -25,13 +25,6 @@ namespace {
 constexpr int chartHeight = 150;
 constexpr int emptyIconSize = 20;
 constexpr int visibleOptions = 14;
-
-QLabel* makeLabel(const QString& text, const char* role, QWidget* parent) {
-  auto* label = new QLabel(text, parent);
-  label->setTextFormat(Qt::PlainText);
-  if (role != nullptr) label->setProperty("role", role);
-  return label;
-}
 
 QString fromStd(const std::string& text) {
   return QString::fromStdString(text);
@@ -92,15 +85,14 @@ QWidget* ExpandedSensorHistoryView::makeHeader() {
   layout->setVerticalSpacing(2);
   layout->setHorizontalSpacing(0);
   layout->setColumnStretch(0, 1);
-  layout->addWidget(makeLabel(QStringLiteral("Session History"), "headline", header), 0, 0);
+  layout->addWidget(makeLabel(header, TextRole::headline, "Session History"), 0, 0);
   auto* collapse = new QToolButton(header);
   collapse->setObjectName("collapseHistory");
   collapse->setAccessibleName(QStringLiteral("Collapse session chart"));
   collapse->setToolTip(QStringLiteral("Collapse session chart"));
   setThemedIcon(collapse, "x-circle-fill");
   connect(collapse, &QToolButton::clicked, this, &ExpandedSensorHistoryView::collapseRequested);
-  description_ = makeLabel({}, "caption2", header);
-  description_->setObjectName("historyDescription");
+  description_ = makeLabel(header, "historyDescription", TextRole::caption2);
   description_->setWordWrap(true);
   layout->addWidget(description_, 1, 0, 1, 2);
   // Free of the rows, which would grow to the button's height; its picture ends where the texts end.
@@ -117,8 +109,8 @@ QWidget* ExpandedSensorHistoryView::makeEmptyState() {
   layout->setSpacing(4);
   layout->addStretch();
   layout->addWidget(new IconLabel(QStringLiteral("chart"), panel, emptyIconSize), 0, Qt::AlignHCenter);
-  layout->addWidget(makeLabel(QStringLiteral("Collecting history"), "headline", panel), 0, Qt::AlignHCenter);
-  layout->addWidget(makeLabel(QStringLiteral("The chart will appear after another sample."), "secondary", panel), 0,
+  layout->addWidget(makeLabel(panel, TextRole::headline, "Collecting history"), 0, Qt::AlignHCenter);
+  layout->addWidget(makeLabel(panel, TextRole::secondary, "The chart will appear after another sample."), 0,
                     Qt::AlignHCenter);
   layout->addStretch();
   return panel;
@@ -175,7 +167,7 @@ void ExpandedSensorHistoryView::applyOptions(const ExpandedSensorHistoryState& s
 void ExpandedSensorHistoryView::applyFans(const std::vector<ExpandedSensorHistoryState::FanRow>& fans) {
   while (fanLines_.size() < fans.size()) {
     const int row = static_cast<int>(fanLines_.size());
-    FanLine line{new QLabel(fanRows_), new FigureLabel(TextStyle::headline, fanRows_),
+    FanLine line{makeLabel(fanRows_, TextRole::body), new FigureLabel(TextStyle::headline, fanRows_),
                  new FigureLabel(TextStyle::caption, fanRows_)};
     line.peak->setProperty("role", "secondary");
     line.speed->setObjectName(QStringLiteral("historyFanSpeed%1").arg(row));

@@ -15,12 +15,12 @@
 #include "UI/Fonts.h"
 #include "UI/HistoryGraphView.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/ModelObserver.h"
 #include "UI/PresetList.h"
 #include "UI/TemperatureGauge.h"
 #include "UI/Theme.h"
 #include "UI/ThermalMetricSummary.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -70,8 +70,7 @@ QWidget* MainView::makeSidebar() {
   auto* const column = new QVBoxLayout(sidebar);
   column->setContentsMargins(0, 16, 0, 0);
   column->setSpacing(8);
-  QLabel* const section = makeLabel(sidebar, "presetsHeader", TextRole::caption2, PresetListText::section);
-  section->setProperty("role", QStringLiteral("sectionHeader"));
+  QLabel* const section = makeLabel(sidebar, "presetsHeader", TextRole::sectionHeader, PresetListText::section);
   section->setContentsMargins(20, 0, 0, 0);
   column->addWidget(section);
   presets_ = new PresetList({[this](const UUID& id) { choosePreset(id); },

@@ -9,10 +9,10 @@
 #include "UI/Fonts.h"
 #include "UI/HistoryGraphView.h"
 #include "UI/MainView.h"
-#include "UI/MainWidgets.h"
 #include "UI/PresetList.h"
 #include "UI/TemperatureGauge.h"
 #include "UI/ThermalMetricSummary.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "UI/Compositor.h"
-#include "UI/MainWidgets.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 

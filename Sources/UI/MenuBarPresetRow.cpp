@@ -11,8 +11,8 @@
 #include "UI/Controls/Popover.h"
 #include "UI/Fonts.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -27,15 +27,10 @@ QWidget* makePopoverContent(const FanPreset& preset) {
   auto* layout = new QVBoxLayout(content);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(4);
-  auto* name = new QLabel(QString::fromStdString(preset.name), content);
-  name->setTextFormat(Qt::PlainText);
-  name->setProperty("role", "headline");
-  auto* description = new QLabel(QString::fromStdString(longDescription(preset)), content);
+  QLabel* const name = makeWrappedLabel(content, TextRole::headline, preset.name);
+  QLabel* const description = makeWrappedLabel(content, TextRole::secondary, longDescription(preset));
   description->setObjectName(QStringLiteral("presetDescription"));
-  description->setTextFormat(Qt::PlainText);
-  description->setProperty("role", "secondary");
-  for (QLabel* label : {name, description}) {
-    label->setWordWrap(true);
+  for (QLabel* const label : {name, description}) {
     label->setFixedWidth(popoverWidth - 30);
     layout->addWidget(label);
   }

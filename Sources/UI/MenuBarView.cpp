@@ -15,13 +15,13 @@
 #include "UI/Fonts.h"
 #include "UI/HistoryView.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/MenuBarPresetRow.h"
 #include "UI/ModelObserver.h"
 #include "UI/PresetListState.h"
 #include "UI/Sparkline.h"
 #include "UI/TemperatureGaugeCompact.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 #include "UI/ZoneRail.h"
 
 namespace halcyra {
@@ -38,10 +38,8 @@ QWidget* makeCritical(QWidget* parent) {
   layout->setSpacing(8);
   auto* picture = new IconLabel(QStringLiteral("warning-fill"), box);
   picture->setColor([] { return Theme::current().err; });
-  auto* label = new QLabel(textOf(MenuBarText::criticalOverride), box);
-  label->setProperty("role", "critical");
   layout->addWidget(picture);
-  layout->addWidget(label, 1);
+  layout->addWidget(makeLabel(box, TextRole::critical, MenuBarText::criticalOverride), 1);
   return box;
 }
 

@@ -75,7 +75,7 @@ class MenuBarView : public QWidget {
   QWidget* makeHeader();
   QWidget* makeNormalContent();
   QWidget* makeSparklineCard();
-  Notice makeNotice(const char* objectName, const char* role, const char* iconName);
+  Notice makeNotice(const char* objectName, const char* iconName);
   Notice makeAction(const char* objectName, const char* title, const std::vector<const char*>& notes);
   QWidget* makeButtons();
   ZoneLine makeZoneLine(int position);

@@ -12,11 +12,11 @@
 #include "UI/Fonts.h"
 #include "UI/HistoryView.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/MenuBarView.h"
 #include "UI/Sparkline.h"
 #include "UI/TemperatureGaugeCompact.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 #include "UI/ZoneRail.h"
 
 namespace halcyra {
@@ -27,14 +27,6 @@ constexpr int panelMargin = 16;
 /// Pixels; of details under their title.
 constexpr int rawIndent = 16;
 constexpr const char* sectionLine = "sectionLine";
-
-QLabel* makeLabel(const char* text, const char* role, QWidget* parent) {
-  auto* label = new QLabel(QString::fromUtf8(text), parent);
-  label->setTextFormat(Qt::PlainText);
-  label->setWordWrap(true);
-  if (role != nullptr) label->setProperty("role", role);
-  return label;
-}
 
 QPushButton* makeButton(const char* objectName, const char* text, QWidget* parent) {
   auto* button = new QPushButton(QString::fromUtf8(text).replace('&', QStringLiteral("&&")), parent);
@@ -76,8 +68,8 @@ QWidget* MenuBarView::makeHeader() {
   auto* titles = new QGridLayout;
   titles->setVerticalSpacing(1);
   titles->setHorizontalSpacing(0);
-  titles->addWidget(makeLabel(MenuBarText::title, "headline", header), 0, 0);
-  titles->addWidget(makeLabel(MenuBarText::subtitle, "secondary", header), 1, 0);
+  titles->addWidget(makeWrappedLabel(header, TextRole::headline, MenuBarText::title), 0, 0);
+  titles->addWidget(makeWrappedLabel(header, TextRole::secondary, MenuBarText::subtitle), 1, 0);
   expand_ = new QToolButton(header);
   expand_->setObjectName(QStringLiteral("expandHistory"));
   expand_->setFocusPolicy(Qt::TabFocus);
@@ -108,8 +100,7 @@ MenuBarView::ZoneLine MenuBarView::makeZoneLine(int position) {
   auto* layout = new QHBoxLayout(line.row);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(12);
-  line.name = makeLabel("", nullptr, line.row);
-  line.name->setWordWrap(false);
+  line.name = makeLabel(line.row, TextRole::body);
   line.name->setMinimumWidth(76);
   line.rail = new ZoneRail(line.row);
   line.value = new FigureLabel(TextStyle::rowValue, line.row);
@@ -130,13 +121,12 @@ MenuBarView::FanLine MenuBarView::makeFanLine(int position) {
   auto* grid = new QGridLayout(line.row);
   grid->setContentsMargins(0, 0, 0, 0);
   grid->setVerticalSpacing(2);
-  line.name = makeLabel("", "strong", line.row);
+  line.name = makeWrappedLabel(line.row, TextRole::strong);
   line.speed = new FigureLabel(TextStyle::headline, line.row);
   line.speed->setObjectName(QStringLiteral("fanSpeed%1").arg(position));
   line.speed->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-  line.mode = makeLabel("", "secondary", line.row);
+  line.mode = makeLabel(line.row, TextRole::secondary);
   line.mode->setObjectName(QStringLiteral("fanMode%1").arg(position));
-  line.mode->setWordWrap(false);
   line.mode->setMinimumWidth(54);
   line.mode->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
   line.curveInput = new FigureLabel(TextStyle::caption2, line.row);
@@ -164,10 +154,10 @@ QWidget* MenuBarView::makeSparklineCard() {
   top->setSpacing(12);
   sparkline_ = new MenuBarSparkline(sparklineCard_);
   top->addWidget(sparkline_, 0, Qt::AlignVCenter);
-  top->addWidget(makeLabel(MenuBarText::sparklineNote, "caption2", sparklineCard_), 1);
+  top->addWidget(makeWrappedLabel(sparklineCard_, TextRole::caption2, MenuBarText::sparklineNote), 1);
   layout->addLayout(top);
   auto* middle = new QHBoxLayout;
-  middle->addWidget(makeLabel(MenuBarText::hottest, nullptr, sparklineCard_), 1);
+  middle->addWidget(makeWrappedLabel(sparklineCard_, TextRole::body, MenuBarText::hottest), 1);
   hottest_ = new FigureLabel(TextStyle::headline, sparklineCard_);
   hottest_->setObjectName(QStringLiteral("hottest"));
   middle->addWidget(hottest_);
@@ -179,14 +169,14 @@ QWidget* MenuBarView::makeSparklineCard() {
   auto* expandIcon = new IconLabel(QStringLiteral("expand"), sparklineCard_);
   expandIcon->setColor([] { return Theme::current().accent; });
   bottom->addWidget(expandIcon);
-  bottom->addWidget(makeLabel(MenuBarText::viewHistory, "link", sparklineCard_), 1);
+  bottom->addWidget(makeWrappedLabel(sparklineCard_, TextRole::link, MenuBarText::viewHistory), 1);
   layout->addLayout(bottom);
   card->seal();
   return sparklineCard_;
 }
 
 void MenuBarView::makePresets(QVBoxLayout* layout) {
-  auto* header = makeLabel(MenuBarText::presets, "secondary", normal_);
+  auto* header = makeWrappedLabel(normal_, TextRole::secondary, MenuBarText::presets);
   header->setContentsMargins(panelMargin, 8, panelMargin, 4);
   layout->addWidget(makeLine(normal_));
   layout->addWidget(header);
@@ -217,23 +207,23 @@ QWidget* MenuBarView::makeNormalContent() {
   fanRows_->setContentsMargins(panelMargin, 12, panelMargin, 12);
   fanRows_->setSpacing(10);
   layout->addLayout(fanRows_);
-  monitoringNote_ = makeLabel("", "secondary", normal_);
+  monitoringNote_ = makeWrappedLabel(normal_, TextRole::secondary);
   monitoringNote_->setObjectName(QStringLiteral("monitoringNote"));
   monitoringNote_->setContentsMargins(panelMargin, 0, panelMargin, 12);
   layout->addWidget(monitoringNote_);
   anotherApp_.box = new QWidget(normal_);
   anotherApp_.box->setObjectName(QStringLiteral("anotherApp"));
   auto* note = makeColumn(anotherApp_.box, 0, 12, 4);
-  note->addWidget(makeLabel(MenuBarText::anotherApp, "captionStrong", anotherApp_.box));
-  note->addWidget(makeLabel(MenuBarText::anotherAppNote, "caption2", anotherApp_.box));
+  note->addWidget(makeWrappedLabel(anotherApp_.box, TextRole::captionStrong, MenuBarText::anotherApp));
+  note->addWidget(makeWrappedLabel(anotherApp_.box, TextRole::caption2, MenuBarText::anotherAppNote));
   layout->addWidget(anotherApp_.box);
   makePresets(layout);
   helperSetup_ =
       makeAction("setUpHelper", MenuBarText::setUpHelper, {MenuBarText::approveNote, MenuBarText::otherAppsNote});
   helperSetup_.button->setProperty("kind", "primary");
   supervisedTest_ = makeAction("runSupervisedTest", MenuBarText::supervisedTest, {MenuBarText::supervisedTestNote});
-  conflict_ = makeNotice("conflict", "conflict", "shield-warning-fill");
-  error_ = makeLabel("", "error", normal_);
+  conflict_ = makeNotice("conflict", "shield-warning-fill");
+  error_ = makeWrappedLabel(normal_, TextRole::error);
   error_->setObjectName(QStringLiteral("error"));
   error_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   error_->setContentsMargins(panelMargin, 0, panelMargin, 12);
@@ -252,13 +242,13 @@ MenuBarView::Notice MenuBarView::makeAction(const char* objectName, const char* 
   notice.button = makeButton(objectName, title, notice.box);
   layout->addWidget(notice.button);
   for (const char* text : notes) {
-    notice.note = makeLabel(text, "secondary", notice.box);
+    notice.note = makeWrappedLabel(notice.box, TextRole::secondary, text);
     layout->addWidget(notice.note);
   }
   return notice;
 }
 
-MenuBarView::Notice MenuBarView::makeNotice(const char* objectName, const char* role, const char* iconName) {
+MenuBarView::Notice MenuBarView::makeNotice(const char* objectName, const char* iconName) {
   Notice notice;
   notice.box = new QWidget(normal_);
   notice.box->setObjectName(QString::fromLatin1(objectName));
@@ -267,11 +257,11 @@ MenuBarView::Notice MenuBarView::makeNotice(const char* objectName, const char* 
   row->setSpacing(8);
   auto* picture = new IconLabel(QString::fromLatin1(iconName), notice.box);
   picture->setColor([] { return Theme::current().warn; });
-  notice.title = makeLabel("", role, notice.box);
+  notice.title = makeWrappedLabel(notice.box, TextRole::conflict);
   row->addWidget(picture);
   row->addWidget(notice.title, 1);
   layout->addLayout(row);
-  notice.note = makeLabel("", "secondary", notice.box);
+  notice.note = makeWrappedLabel(notice.box, TextRole::secondary);
   layout->addWidget(notice.note);
   return notice;
 }

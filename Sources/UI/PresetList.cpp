@@ -10,9 +10,9 @@
 #include "UI/Controls/ActionMenu.h"
 #include "UI/Controls/FocusRing.h"
 #include "UI/Controls/OverlayScrollBar.h"
-#include "UI/MainWidgets.h"
 #include "UI/PresetListDelegate.h"
 #include "UI/PresetListModel.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 

@@ -6,9 +6,9 @@
 #include "UI/Controls/FocusRing.h"
 #include "UI/Fonts.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/PresetListModel.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "UI/MainWidgets.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 

@@ -16,11 +16,11 @@
 #include "App/AppModel.h"
 #include "UI/Controls/OverlayScrollBar.h"
 #include "UI/Icons.h"
-#include "UI/MainWidgets.h"
 #include "UI/ModelObserver.h"
 #include "UI/SensorsList.h"
 #include "UI/SensorsState.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -44,9 +44,9 @@ SensorsView::SensorsView(std::shared_ptr<AppModel> model, QWidget* parent) : QWi
   layout->addWidget(makeLine(this));
 
   makeList();
-  noDataNote_ = makeNote(QStringLiteral("No Sensor Data"), nullptr);
+  noDataNote_ = makeNote("No Sensor Data", nullptr);
   noDataNote_->setObjectName("noSensorData");
-  noMatchNote_ = makeNote(QStringLiteral("No Results"), &noMatchText_);
+  noMatchNote_ = makeNote("No Results", &noMatchText_);
   noMatchNote_->setObjectName("noSensorMatches");
   pages_ = new QStackedWidget(this);
   for (QWidget* page : {static_cast<QWidget*>(list_), noDataNote_, noMatchNote_}) pages_->addWidget(page);
@@ -95,22 +95,17 @@ void SensorsView::makeList() {
   new OverlayScrollBar(*list_);
 }
 
-QWidget* SensorsView::makeNote(const QString& title, QLabel** text) {
+QWidget* SensorsView::makeNote(std::string_view title, QLabel** text) {
   auto* note = new QWidget(this);
   auto* layout = new QVBoxLayout(note);
   layout->setSpacing(6);
-  auto* heading = new QLabel(title, note);
-  heading->setProperty("role", "headline");
-  auto* explanation = new QLabel(note);
-  explanation->setProperty("role", "secondary");
-  explanation->setTextFormat(Qt::PlainText);
+  QLabel* const explanation = makeWrappedLabel(note, TextRole::secondary);
   explanation->setAlignment(Qt::AlignCenter);
-  explanation->setWordWrap(true);
   layout->addStretch();
   layout->addWidget(
       new IconLabel(text == nullptr ? QStringLiteral("thermometer") : QStringLiteral("search"), note, noteIconSize), 0,
       Qt::AlignHCenter);
-  layout->addWidget(heading, 0, Qt::AlignHCenter);
+  layout->addWidget(makeLabel(note, TextRole::headline, title), 0, Qt::AlignHCenter);
   layout->addWidget(explanation);
   layout->addStretch();
   if (text == nullptr) {

@@ -2,6 +2,7 @@
 
 #include <QWidget>
 #include <memory>
+#include <string_view>
 
 class QAction;
 class QLabel;
@@ -33,7 +34,7 @@ class SensorsView : public QWidget {
   QWidget* makeSearchRow();
   void makeList();
   void tintIcons();
-  QWidget* makeNote(const QString& title, QLabel** text);
+  QWidget* makeNote(std::string_view title, QLabel** text);
   void copyCurrentReading() const;
 
   std::shared_ptr<AppModel> model_;

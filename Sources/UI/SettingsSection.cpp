@@ -6,8 +6,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "UI/MainWidgets.h"
 #include "UI/SettingsFlowLayout.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -26,9 +26,7 @@ SettingsSection::SettingsSection(std::string_view heading, QWidget* parent) : QW
   auto* const layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(sectionSpacing);
-  auto* const title = new QLabel(textOf(heading), this);
-  title->setProperty("role", "headline");
-  layout->addWidget(title);
+  layout->addWidget(makeLabel(this, TextRole::headline, heading));
   auto* const card = new QFrame(this);
   card->setProperty("card", true);
   card->setProperty("settings", true);
@@ -45,7 +43,7 @@ QWidget* SettingsSection::addRow(std::string_view label, QWidget* control) {
   auto* const layout = new QHBoxLayout(row);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(labelToControl);
-  layout->addWidget(new QLabel(textOf(label), row));
+  layout->addWidget(makeLabel(row, TextRole::body, label));
   if (control->sizePolicy().hasHeightForWidth()) {
     layout->addWidget(control, 1);
   } else {
@@ -57,12 +55,9 @@ QWidget* SettingsSection::addRow(std::string_view label, QWidget* control) {
 }
 
 QWidget* SettingsSection::addValue(std::string_view label, const char* objectName, QLabel** value) {
-  auto* const text = new QLabel;
+  QLabel* const text = makeWrappedLabel(nullptr, TextRole::value);
   text->setObjectName(objectName);
-  text->setProperty("role", "value");
   text->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-  text->setWordWrap(true);
-  text->setTextFormat(Qt::PlainText);
   text->setTextInteractionFlags(Qt::TextSelectableByMouse);
   *value = text;
   return addRow(label, text);
@@ -73,13 +68,10 @@ void SettingsSection::addWidget(QWidget* widget) {
 }
 
 QLabel* SettingsSection::addCaption(std::string_view text, const char* objectName) {
-  auto* const caption = new QLabel(textOf(text));
+  QLabel* const caption = makeWrappedLabel(nullptr, TextRole::secondary, text);
   if (objectName != nullptr) {
     caption->setObjectName(objectName);
   }
-  caption->setProperty("role", "secondary");
-  caption->setTextFormat(Qt::PlainText);
-  caption->setWordWrap(true);
   rows_->addWidget(caption);
   return caption;
 }

@@ -15,9 +15,9 @@
 #include "App/AppModel.h"
 #include "UI/Controls/OverlayScrollBar.h"
 #include "UI/Controls/Picker.h"
-#include "UI/MainWidgets.h"
 #include "UI/ModelObserver.h"
 #include "UI/SettingsSection.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -38,12 +38,6 @@ QPushButton* makeButton(std::string_view text, const char* objectName) {
   button->setProperty("compact", true);
   button->setAutoDefault(false);
   return button;
-}
-
-QLabel* makeEndLabel(std::string_view text) {
-  auto* const label = new QLabel(textOf(text));
-  label->setProperty("role", "secondary");
-  return label;
 }
 
 void setSlider(QSlider* slider, int value, const std::string& spoken) {
@@ -110,8 +104,7 @@ SettingsSection* SettingsView::makeHelperSection() {
   section->addLine();
   writerRow_ = section->addValue(SettingsText::detectedWriter, "detectedWriter", &writer_);
   writerLine_ = section->addLine();
-  status_ = new QLabel;
-  status_->setObjectName("helperStatus");
+  status_ = makeLabel(nullptr, "helperStatus", TextRole::body);
   // From the first, so that the stylesheet's padding counts in the size.
   status_->setProperty("capsule", "warn");
   status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -140,9 +133,9 @@ SettingsSection* SettingsView::makeMonitoringSection() {
   layout->setContentsMargins(0, 0, 0, 0);
   interval_ =
       makeSlider("pollingInterval", SettingsText::pollingInterval, firstIntervalStep, lastIntervalStep, intervalPage);
-  layout->addWidget(makeEndLabel(SettingsText::shortestInterval));
+  layout->addWidget(makeLabel(row, TextRole::secondary, SettingsText::shortestInterval));
   layout->addWidget(interval_);
-  layout->addWidget(makeEndLabel(SettingsText::longestInterval));
+  layout->addWidget(makeLabel(row, TextRole::secondary, SettingsText::longestInterval));
   section->addRow(SettingsText::pollingInterval, row);
   applyInterval_ = makeButton("", "applyInterval");
   section->addButtons({applyInterval_}, Qt::AlignRight);
@@ -167,8 +160,7 @@ SettingsSection* SettingsView::makeAlertSection() {
   threshold_ =
       makeSlider("overheatThreshold", SettingsText::threshold, static_cast<int>(AppModel::minimumOverheatThreshold),
                  static_cast<int>(AppModel::maximumOverheatThreshold), thresholdPage);
-  thresholdText_ = new QLabel;
-  thresholdText_->setObjectName("thresholdText");
+  thresholdText_ = makeLabel(row, "thresholdText", TextRole::body);
   thresholdText_->setMinimumWidth(thresholdTextWidth);
   thresholdText_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
   layout->addWidget(threshold_);

@@ -15,6 +15,7 @@
 #include "UI/Motion.h"
 #include "UI/TemperatureGaugeLegend.h"
 #include "UI/Theme.h"
+#include "UI/Widgets.h"
 #include "UI/ZoneGaugeColors.h"
 
 namespace halcyra {
@@ -150,10 +151,9 @@ TemperatureGaugeView::TemperatureGaugeView(Header header, int barHeight, QWidget
   bar_ = new TemperatureGaugeBar(barHeight, this);
   layout->addWidget(bar_);
   layout->addWidget(new TemperatureGaugeLegend(this));
-  status_ = new QLabel(status(std::nullopt), this);
+  status_ = makeWrappedLabel(this, TextRole::secondary);
   status_->setObjectName("temperatureGaugeStatus");
-  status_->setProperty("role", "secondary");
-  status_->setWordWrap(true);
+  status_->setText(status(std::nullopt));
   layout->addWidget(status_);
 }
 
@@ -162,15 +162,10 @@ QWidget* TemperatureGaugeView::makeHeader() {
   auto* layout = new QHBoxLayout(header);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(6);
-  auto* title = new QLabel(QStringLiteral("Hottest Live Sensor"), header);
-  title->setProperty("role", "headline");
   auto* presetIcon = new IconLabel(QStringLiteral("sliders"), header);
-  presetName_ = new QLabel(header);
-  presetName_->setObjectName("temperatureGaugePreset");
-  presetName_->setProperty("role", "secondary");
-  presetName_->setTextFormat(Qt::PlainText);
+  presetName_ = makeLabel(header, "temperatureGaugePreset", TextRole::secondary);
   presetName_->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
-  layout->addWidget(title);
+  layout->addWidget(makeLabel(header, TextRole::headline, "Hottest Live Sensor"));
   layout->addStretch();
   layout->addWidget(presetIcon);
   layout->addWidget(presetName_);

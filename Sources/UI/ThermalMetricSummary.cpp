@@ -8,7 +8,7 @@
 #include "App/AppModel.h"
 #include "UI/Controls/ZoneDot.h"
 #include "UI/Fonts.h"
-#include "UI/MainWidgets.h"
+#include "UI/Widgets.h"
 
 namespace halcyra {
 
@@ -18,13 +18,6 @@ namespace {
 constexpr int summaryHeight = 44;
 constexpr int valueColumnWidth = 84;
 
-QLabel* makeLabel(const std::string& text, const char* role, QWidget* parent) {
-  auto* label = new QLabel(QString::fromStdString(text), parent);
-  if (role != nullptr) label->setProperty("role", role);
-  label->setWordWrap(true);
-  return label;
-}
-
 }  // namespace
 
 ThermalMetricSummary::ThermalMetricSummary(QWidget* parent) : QFrame(parent) {
@@ -33,7 +26,7 @@ ThermalMetricSummary::ThermalMetricSummary(QWidget* parent) : QFrame(parent) {
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(18, 12, 18, 8);
   layout->setSpacing(0);
-  auto* title = makeLabel("Live sensor comparison", "captionStrong", this);
+  auto* title = makeWrappedLabel(this, TextRole::captionStrong, "Live sensor comparison");
   title->setContentsMargins(0, 0, 0, 4);
   layout->addWidget(title);
   for (const ThermalMetricRow& row : makeThermalMetricRows({})) {
@@ -51,8 +44,8 @@ QWidget* ThermalMetricSummary::makeRow(const ThermalMetricRow& row) {
   auto* texts = new QVBoxLayout;
   texts->setSpacing(1);
   texts->addStretch();
-  texts->addWidget(makeLabel(row.title, nullptr, widget));
-  texts->addWidget(makeLabel(row.explanation, "caption2", widget));
+  texts->addWidget(makeWrappedLabel(widget, TextRole::body, row.title));
+  texts->addWidget(makeWrappedLabel(widget, TextRole::caption2, row.explanation));
   texts->addStretch();
   layout->addLayout(texts, 1);
   dots_.push_back(new ZoneDot(widget));

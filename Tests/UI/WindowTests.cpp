@@ -17,13 +17,13 @@
 #include "UI/Controls/FadeTransition.h"
 #include "UI/Controls/OverlayScrollBar.h"
 #include "UI/MainView.h"
-#include "UI/MainWidgets.h"
 #include "UI/MenuBarPanel.h"
 #include "UI/MenuBarPresetRow.h"
 #include "UI/Motion.h"
 #include "UI/Style.h"
 #include "UI/Theme.h"
 #include "UI/UIHarness.h"
+#include "UI/Widgets.h"
 
 namespace halcyra::test {
 

@@ -1,4 +1,4 @@
-#include "UI/MainWidgets.h"
+#include "UI/Widgets.h"
 
 #include <QFrame>
 #include <QMessageBox>
@@ -13,21 +13,37 @@ namespace {
 /// Characters of a tool tip.
 constexpr int longestLine = 60;
 
+/// As the stylesheet calls it; null where it needs no rule.
 const char* propertyOf(TextRole role) {
   switch (role) {
+    case TextRole::body:
+      return nullptr;
+    case TextRole::strong:
+      return "strong";
     case TextRole::secondary:
       return "secondary";
     case TextRole::caption2:
       return "caption2";
+    case TextRole::captionStrong:
+      return "captionStrong";
+    case TextRole::captionBold:
+      return "captionBold";
+    case TextRole::sectionHeader:
+      return "sectionHeader";
     case TextRole::headline:
       return "headline";
     case TextRole::title:
       return "title";
+    case TextRole::value:
+      return "value";
+    case TextRole::link:
+      return "link";
     case TextRole::error:
       return "error";
-    case TextRole::body:
-    case TextRole::captionBold:
-      break;
+    case TextRole::conflict:
+      return "conflict";
+    case TextRole::critical:
+      return "critical";
   }
   return nullptr;
 }
@@ -50,8 +66,17 @@ QLabel* makeLabel(QWidget* parent, const char* objectName, TextRole role, std::s
   label->setTextFormat(Qt::PlainText);
   label->setObjectName(QString::fromLatin1(objectName));
   if (const char* const property = propertyOf(role)) label->setProperty("role", QString::fromLatin1(property));
-  if (role == TextRole::captionBold) label->setStyleSheet(QStringLiteral("font-size: 12px; font-weight: 700;"));
   label->setText(textOf(text));
+  return label;
+}
+
+QLabel* makeLabel(QWidget* parent, TextRole role, std::string_view text) {
+  return makeLabel(parent, "", role, text);
+}
+
+QLabel* makeWrappedLabel(QWidget* parent, TextRole role, std::string_view text) {
+  QLabel* const label = makeLabel(parent, role, text);
+  label->setWordWrap(true);
   return label;
 }
 

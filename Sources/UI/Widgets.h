@@ -7,8 +7,23 @@
 
 namespace halcyra {
 
-/// What a text is on the dashboard; the stylesheet gives it its looks.
-enum class TextRole { body, secondary, caption2, headline, title, error, captionBold };
+/// What a text is in a window; the stylesheet gives it its looks.
+enum class TextRole {
+  body,
+  strong,
+  secondary,
+  caption2,
+  captionStrong,
+  captionBold,
+  sectionHeader,
+  headline,
+  title,
+  value,
+  link,
+  error,
+  conflict,
+  critical
+};
 
 QString textOf(std::string_view text);
 /// For a tool tip that may hold a name that the user has given: never read as markup, and wrapped where it is long.
@@ -16,6 +31,9 @@ QString toolTipOf(std::string_view text);
 
 /// Plain text; names of users are never read as markup.
 QLabel* makeLabel(QWidget* parent, const char* objectName, TextRole role, std::string_view text = {});
+QLabel* makeLabel(QWidget* parent, TextRole role, std::string_view text = {});
+/// The same, which wraps.
+QLabel* makeWrappedLabel(QWidget* parent, TextRole role, std::string_view text = {});
 /// Setting a label's text lays out anew even where it is the same text; this does not.
 void setLabelText(QLabel* label, std::string_view text);
 /// Has the stylesheet look at the widget's properties again, which it does only when told to.
