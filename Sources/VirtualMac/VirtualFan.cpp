@@ -41,13 +41,15 @@ double VirtualFan::curve(double dieTemperature) const {
 }
 
 void VirtualFan::settle(double now, LatchBlock block) {
-  if (pendingMode_ && !block.mode && pendingMode_->latchTime <= now) {
-    mode_ = pendingMode_->mode;
+  if (pendingMode_ && pendingMode_->latchTime <= now) {
+    if (!block.mode) {
+      mode_ = pendingMode_->mode;
+    }
     pendingMode_.reset();
   }
-  if (pendingTarget_ && !block.target && pendingTarget_->latchTime <= now) {
+  if (pendingTarget_ && pendingTarget_->latchTime <= now) {
     // In automatic mode the firmware writes the target key itself, and whatever came in is lost.
-    if (mode_ == manualMode) {
+    if (!block.target && mode_ == manualMode) {
       target_ = pendingTarget_->rpm;
     }
     pendingTarget_.reset();

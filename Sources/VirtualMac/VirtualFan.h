@@ -15,7 +15,7 @@ class VirtualFan {
 
   VirtualFan(int index, double minimum, double maximum);
 
-  /// Which writes stay without effect for as long as this holds.
+  /// Which writes come to nothing when they are due.
   struct LatchBlock {
     bool mode = false;
     bool target = false;

@@ -1,5 +1,6 @@
 // Every way in which the fans go back to the firmware.
 
+#include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
 #include "Daemon/HelperHarness.h"
@@ -10,6 +11,7 @@ namespace halcyra::test {
 namespace {
 
 using HelperXPCError::Code;
+using testing::StartsWith;
 
 class HelperHandBackTests : public testing::Test {
  protected:
@@ -157,9 +159,9 @@ TEST_F(HelperHandBackTests, AFailingFanStopsNoOtherAndIsTriedAgain) {
   EXPECT_LE(helper.now() - asked, 2.0) << "fan 1 must not wait for fan 0";
   helper.await(ended);
   EXPECT_EQ(ended->code(), Code::controlUnavailable);
-  EXPECT_EQ(ended->description(),
-            "Fan 0 could not be handed back to Automatic: SMC write failed: fan 0 automatic reset did not latch within "
-            "10.0s");
+  EXPECT_THAT(ended->description(),
+              StartsWith("Fan 0 could not be handed back to Automatic: SMC write failed: fan 0 automatic reset did not "
+                         "latch"));
   EXPECT_TRUE(helper.log.contains(ended->description()));
   EXPECT_FALSE(helper.lockIsFree()) << "the fan is not the firmware's yet";
   helper.run(60);

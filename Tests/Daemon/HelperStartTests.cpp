@@ -69,7 +69,7 @@ TEST(HelperStartTests, ACommandOfADeadHelperThatIsStillPendingAtTheEndIsWrittenO
         Row{"stopped without a driver", false, true, true}, Row{"idle without a driver", false, true, false}}) {
     SCOPED_TRACE(row.name);
     HelperHarness helper;
-    dieBeforeTheLatch(helper, "never-latch F0Md");
+    dieBeforeTheLatch(helper, "latch-delay 9");
     helper.run(0.01);
     const double started = helper.now();
     if (row.driverIsLate) helper.fault("driver-gone");
@@ -78,7 +78,10 @@ TEST(HelperStartTests, ACommandOfADeadHelperThatIsStillPendingAtTheEndIsWrittenO
     if (row.driverIsLate) helper.fault("clear driver-gone");
     EXPECT_EQ(helper.modes(), automatic);
     EXPECT_TRUE(helper.writesSince(started).empty()) << "what reads automatic is watched, not written";
-    if (row.driverIsGone) helper.fault("driver-gone");
+    if (row.driverIsGone) {
+      helper.fault("driver-gone");
+      helper.run(2);
+    }
     if (row.isStopped) helper.onMain([](HelperDaemon& daemon) { daemon.stop(0, "x"); });
     helper.run(row.isStopped ? 5 : 60);
     EXPECT_EQ(helper.finished, row.driverIsGone ? std::nullopt : std::optional(0));
