@@ -132,7 +132,7 @@ void FanHandBack::probe(SMCInterface& smc, HandBackReport& report) {
   std::vector<int> found;
   for (const FanCapability& capability : FanCapabilityProbe(smc).probe().fans) {
     if (!ledger_.knows(capability.index)) {
-      ledger_.foundUnattended(capability.index, smc.clock().steadyNow());
+      ledger_.foundUnattended(capability.index, capability.canSwitchMode, smc.clock().steadyNow());
       found.push_back(capability.index);
     }
   }
@@ -162,6 +162,12 @@ FanHandBackOutcome FanHandBack::verify(SMCInterface& smc, int fan, HandBackRepor
       noteFailure(error, report);
       return {fan, error.what()};
     }
+    ledger_.modeMissing(fan, smc.clock().steadyNow());
+    if (isLeaving_ && ledger_.isWatched(fan)) {
+      report.unreachable = error.what();
+      return {fan, error.what()};
+    }
+    return {fan, std::nullopt};
   }
   ledger_.confirmAutomatic(fan, smc.clock().steadyNow());
   return {fan, std::nullopt};

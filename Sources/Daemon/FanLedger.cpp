@@ -1,5 +1,7 @@
 #include "Daemon/FanLedger.h"
 
+#include <algorithm>
+
 #include "SMC/FanInfo.h"
 
 namespace halcyra {
@@ -9,23 +11,26 @@ void FanLedger::found(int fan) {
 }
 
 // Nothing is known to be manual, so nothing has to be written over as long as the mode reads automatic.
-void FanLedger::foundUnattended(int fan, Instant now) {
-  entries_[fan] = {false, true, now, true};
+void FanLedger::foundUnattended(int fan, bool hasMode, Instant now) {
+  entries_[fan] = {false, true, now, true, !hasMode};
 }
 
 void FanLedger::distrustUnattended() {
   for (auto& [fan, entry] : entries_) {
-    if (entry.unseenManualWrite && !entry.mayBeManual) {
-      entry = {true, true, std::nullopt, false};
+    if (entry.unseenManualWrite && !entry.mayBeManual && !entry.lacksMode) {
+      entry = {true, true, std::nullopt, false, false};
     }
   }
 }
 
 void FanLedger::manualWritten(int fan, Instant now) {
-  entries_[fan] = {true, false, now, false};
+  entries_[fan] = {true, false, now, false, false};
 }
 
 void FanLedger::modeRead(int fan, std::uint8_t raw) {
+  if (const auto found = entries_.find(fan); found != entries_.end()) {
+    found->second.lacksMode = false;
+  }
   if (isSystemManagedFanMode(raw)) {
     return;
   }
@@ -46,6 +51,16 @@ void FanLedger::confirmAutomatic(int fan, Instant now) {
     return;
   }
   entry = {};
+}
+
+void FanLedger::modeMissing(int fan, Instant now) {
+  Entry& entry = entries_[fan];
+  if (!entry.unseenManualWrite) {
+    entry = {};
+    return;
+  }
+  entry.unseenManualWrite = now;
+  entry.lacksMode = true;
 }
 
 void FanLedger::countermanded(int fan) {
@@ -81,21 +96,16 @@ std::vector<int> FanLedger::owed() const {
 }
 
 bool FanLedger::anyMayBeManual() const {
-  for (const auto& [fan, entry] : entries_) {
-    if (entry.mayBeManual) {
-      return true;
-    }
-  }
-  return false;
+  return std::ranges::any_of(entries_, [](const auto& each) { return each.second.mayBeManual; });
+}
+
+bool FanLedger::isWatched(int fan) const {
+  const Entry* entry = find(fan);
+  return entry != nullptr && entry->unseenManualWrite;
 }
 
 bool FanLedger::anyIsWatched() const {
-  for (const auto& [fan, entry] : entries_) {
-    if (entry.unseenManualWrite) {
-      return true;
-    }
-  }
-  return false;
+  return std::ranges::any_of(entries_, [](const auto& each) { return each.second.unseenManualWrite.has_value(); });
 }
 
 const FanLedger::Entry* FanLedger::find(int fan) const {

@@ -22,9 +22,10 @@ class FanLedger {
   /// The fan exists.
   void found(int fan);
   /// The fan exists, and an earlier process may have written manual mode just before it ended: owed, and to be watched
-  /// until that would have become effective.
-  void foundUnattended(int fan, Instant now);
-  /// Nobody will be there to watch: what an earlier process may have written is to be written over now.
+  /// until that would have become effective. `hasMode`: there is a mode key to command.
+  void foundUnattended(int fan, bool hasMode, Instant now);
+  /// Nobody will be there to watch: what an earlier process may have written is to be written over now, where there is
+  /// a mode key.
   void distrustUnattended();
   /// Manual mode was written (whether or not the write was answered with success). Cancels what was owed.
   void manualWritten(int fan, Instant now);
@@ -36,6 +37,10 @@ class FanLedger {
   /// The mode key reads as the firmware's. What is owed stays owed as long as an earlier manual write, never seen to
   /// take effect, may still do so.
   void confirmAutomatic(int fan, Instant now);
+
+  /// The SMC has no mode key for the fan, which is not known to be manual. A fan that is watched is watched anew: an
+  /// earlier process may have left it in manual mode, and the key may come back.
+  void modeMissing(int fan, Instant now);
 
   /// Automatic mode was written over an earlier manual write.
   void countermanded(int fan);
@@ -51,6 +56,7 @@ class FanLedger {
   std::vector<int> fans() const;
   std::vector<int> owed() const;
   bool anyMayBeManual() const;
+  bool isWatched(int fan) const;
   /// An earlier manual write to some fan, never seen to take effect, may still do so.
   bool anyIsWatched() const;
 
@@ -60,6 +66,7 @@ class FanLedger {
     bool owed = false;
     std::optional<Instant> unseenManualWrite;
     bool countermanded = false;
+    bool lacksMode = false;
   };
 
   const Entry* find(int fan) const;

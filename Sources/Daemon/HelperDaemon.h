@@ -132,7 +132,8 @@ class HelperDaemon : public FanControlHelperService, public std::enable_shared_f
   void note(const HandBackReport& report);
   /// Does what is due when nothing is under way: retries, releasing the lock, the idle timer, the end.
   void settle();
-  bool mustStay() const { return report_.owed && report_.mayBeManual; }
+  /// Ending now could leave a fan in manual mode. (Idle, a helper that watches stays, too.)
+  bool mustStay() const { return report_.owed && (report_.mayBeManual || (stopStatus_ && report_.isWatched)); }
   /// Starts the idle time anew.
   void touch();
   void idle();

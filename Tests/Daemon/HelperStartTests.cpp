@@ -93,6 +93,32 @@ TEST(HelperStartTests, ACommandOfADeadHelperThatIsStillPendingAtTheEndIsWrittenO
   }
 }
 
+TEST(HelperStartTests, AFanWhoseModeKeyIsMissingIsWaitedForAndAStopGivesUp) {
+  for (const bool isStopped : {false, true}) {
+    HelperHarness helper;
+    helper.fault("set-mode 0 1 4000");
+    helper.fault("vanish F0Md");
+    helper.start();
+    helper.run(60);
+    EXPECT_FALSE(helper.finished) << "nobody else would see the key come back";
+    EXPECT_TRUE(helper.writes.empty());
+    if (isStopped) {
+      helper.onMain([](HelperDaemon& daemon) { daemon.stop(0, "x"); });
+      helper.run(5);
+      EXPECT_FALSE(helper.finished);
+      helper.run(10);
+      EXPECT_EQ(helper.finished, 1) << "an exit status that says so";
+      continue;
+    }
+    helper.fault("clear");
+    helper.run(3);
+    EXPECT_EQ(helper.modes(), automatic);
+    helper.run(45);
+    EXPECT_EQ(helper.finished, 0);
+    helper.expectNothingButHandBacksSince(0);
+  }
+}
+
 TEST(HelperStartTests, ALiveOwnersFansAreNotTouched) {
   HelperHarness helper;
   helper.fault("set-mode 0 1 4000");
