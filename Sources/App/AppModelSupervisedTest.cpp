@@ -25,8 +25,9 @@ void AppModel::runSupervisedFan0Test() {
     return;
   }
   if (competingController_->has_value()) {
-    activeConflictMessage_ = conflictMessage(**competingController_);
-    lastError_ = activeConflictMessage_;
+    // Not the conflict's message: that one is left to a banner, which Apple Default does not have.
+    lastError_ = fmt::format("The write test did not run: {} may write to the fans as well. Close or remove it first.",
+                             **competingController_);
     return;
   }
   isBusy_ = true;

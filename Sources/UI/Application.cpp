@@ -210,6 +210,16 @@ MenuBarView* HalcyraApp::panelView() {
 }
 
 void HalcyraApp::activate() {
+  if (QWidget* const active = QApplication::activeWindow()) {
+    bringToFront(*active);
+    return;
+  }
+  for (const auto& [identifier, window] : windows_) {
+    if (window && window->isVisible()) {
+      bringToFront(*window);
+      return;
+    }
+  }
   openDashboard();
 }
 

@@ -204,6 +204,8 @@ void FanCurveEditor::refresh() {
 }
 
 void FanCurveEditor::makeBlocks(const std::vector<EditorBlock>& blocks) {
+  // A half-typed number is submitted when its field is hidden, and would ask for blocks while they are made.
+  for (FanCurveEditorBlock* const block : blocks_) block->blockSignals(true);
   for (QWidget* const box : boxes_) {
     box->hide();
     // A field of it may be telling of its change just now.

@@ -1,11 +1,13 @@
 #include "UI/FanCurveEditorField.h"
 
 #include <QLineEdit>
+#include <QRegularExpression>
 #include <QSignalBlocker>
 #include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <optional>
 
 namespace halcyra {
 
@@ -13,11 +15,27 @@ namespace {
 
 /// The spin box counts in thousandths, so that a stored fraction is shown and kept.
 constexpr double unit = 1000;
+constexpr int thousand = 1000 * 1000;
 constexpr int largestNumber = 2'000'000'000;
 constexpr int decimals = 3;
 
 int toUnits(double number) {
   return static_cast<int>(std::lround(std::clamp(number * unit, -double{largestNumber}, double{largestNumber})));
+}
+
+/// Nothing where it is no number. Either mark may part the fraction; in front of three digits it groups thousands
+/// where numbers are that large.
+std::optional<double> numberFrom(const QString& text, bool hasThousands) {
+  static const QRegularExpression grouped(QStringLiteral("^\\d{1,3}([.,]\\d{3})+$"));
+  QString plain = text.trimmed();
+  if (hasThousands && grouped.match(plain).hasMatch()) {
+    plain.remove(QLatin1Char('.')).remove(QLatin1Char(','));
+  } else {
+    plain.replace(QLatin1Char(','), QLatin1Char('.'));
+  }
+  bool isNumber = false;
+  const double number = plain.toDouble(&isNumber);
+  return isNumber ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace
@@ -59,11 +77,8 @@ QString FanCurveEditorField::textFromValue(int value) const {
 }
 
 int FanCurveEditorField::valueFromText(const QString& text) const {
-  QString plain = text.trimmed();
-  plain.replace(QLatin1Char(','), QLatin1Char('.'));
-  bool isNumber = false;
-  const double number = plain.toDouble(&isNumber);
-  return isNumber ? std::clamp(toUnits(number), lowest_, highest_) : value();
+  const auto number = numberFrom(text, lowest_ >= thousand);
+  return number ? std::clamp(toUnits(*number), lowest_, highest_) : value();
 }
 
 QValidator::State FanCurveEditorField::validate(QString& text, int&) const {
@@ -71,11 +86,7 @@ QValidator::State FanCurveEditorField::validate(QString& text, int&) const {
     return each.isDigit() || each == QLatin1Char('.') || each == QLatin1Char(',') || each == QLatin1Char('-');
   });
   if (!isWritable) return QValidator::Invalid;
-  QString plain = text;
-  plain.replace(QLatin1Char(','), QLatin1Char('.'));
-  bool isNumber = false;
-  static_cast<void>(plain.toDouble(&isNumber));
-  return isNumber ? QValidator::Acceptable : QValidator::Intermediate;
+  return numberFrom(text, lowest_ >= thousand) ? QValidator::Acceptable : QValidator::Intermediate;
 }
 
 void FanCurveEditorField::stepBy(int steps) {

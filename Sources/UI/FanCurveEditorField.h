@@ -4,9 +4,9 @@
 
 namespace halcyra {
 
-/// A number field with a stepper. Any number can be typed; submitting it (Return, or leaving the field) takes it into
-/// the limits. A number set by the program is shown as it is. The wheel changes nothing: it belongs to the pane that
-/// scrolls.
+/// A number field with a stepper. Any number can be typed, with point or comma; submitting it (Return, or leaving the
+/// field) takes it into the limits. A number set by the program is shown as it is. The wheel changes nothing: it
+/// belongs to the pane that scrolls.
 class FanCurveEditorField : public QSpinBox {
   Q_OBJECT
 

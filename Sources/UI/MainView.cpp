@@ -95,7 +95,8 @@ QWidget* MainView::makeSidebar() {
 QWidget* MainView::makeFooter(QWidget* parent) {
   auto* const footer = new QWidget(parent);
   auto* const row = new QHBoxLayout(footer);
-  row->setContentsMargins(sidebarInset, 6, sidebarInset, 8);
+  // Its text needs the rest of the inset where the sidebar is narrow.
+  row->setContentsMargins(sidebarInset, 6, sidebarInset / 2, 8);
   auto* const create = new SidebarButton(textOf(PresetListText::create), QStringLiteral("plus"), footer);
   create->setObjectName(QStringLiteral("newCustomPreset"));
   connect(create, &QAbstractButton::clicked, this, [this] { model_->createCustomPreset(); });

@@ -1,5 +1,6 @@
 #include "UI/PresetListDelegate.h"
 
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPainter>
 
@@ -89,6 +90,19 @@ void PresetListDelegate::setEditorData(QWidget* editor, const QModelIndex& index
   auto* const field = static_cast<QLineEdit*>(editor);
   field->setText(index.data(Qt::EditRole).toString());
   field->selectAll();
+}
+
+bool PresetListDelegate::eventFilter(QObject* object, QEvent* event) {
+  if (event->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Tab || key == Qt::Key_Backtab) {
+      auto* const field = static_cast<QWidget*>(object);
+      emit commitData(field);
+      emit closeEditor(field, QAbstractItemDelegate::NoHint);
+      return true;
+    }
+  }
+  return QStyledItemDelegate::eventFilter(object, event);
 }
 
 void PresetListDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,

@@ -23,6 +23,10 @@ class PresetListDelegate : public QStyledItemDelegate {
   void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
                             const QModelIndex& index) const override;
 
+ protected:
+  /// Tab leaves the field; the view would go on to rename the next preset.
+  bool eventFilter(QObject* object, QEvent* event) override;
+
  private:
   QRect rowRect(const QRect& item, const QModelIndex& index) const;
 

@@ -104,7 +104,7 @@ TEST(SupervisedTest, isRefusedWhereFansMayNotBeDriven) {
        "Monitoring remains available."},
       {"helper", [](ModelHarness& h) { h.doubles.serviceManagement.setDaemonStatus(2); }, ""},
       {"competitor", [](ModelHarness& h) { h.setCompetitor(ModelHarness::competitorPath); },
-       "TG Pro's privileged SMC helper is still running."},
+       "The write test did not run: TG Pro may write to the fans as well. Close or remove it first."},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -112,6 +112,7 @@ TEST(SupervisedTest, isRefusedWhereFansMayNotBeDriven) {
     row.obstacle(h);
     startUntested(h);
     runTest(h);
+    EXPECT_EQ(h.model().visibleError(), h.model().lastError()) << "no banner tells it on Apple Default";
     EXPECT_EQ(h.errorText().substr(0, row.message.size()), row.message);
     EXPECT_EQ(h.errorText().empty(), row.message.empty());
     EXPECT_EQ(h.transcript(), Lines{});

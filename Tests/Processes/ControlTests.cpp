@@ -89,6 +89,11 @@ TEST(ApprovalTests, AnOrdinaryUsersHelperNeedsApproval) {
   EXPECT_EQ(waiting.at("session"), false);
   end(*unapproved);
 
+  ChildProcess refresh(program("aerovane"), {"--refresh-helper-registration", "--runtime-dir", machineFolder},
+                       environment, nobody);
+  EXPECT_EQ(refresh.wait(), 0) << refresh.errors();
+  EXPECT_EQ(refresh.readLine(), "Aerovane helper registration refreshed: 2");
+
   const auto approved = run({"--approve-helper", "--supervised-test", "--preset", "Full Blast"});
   EXPECT_FALSE(readUntil(*approved, bothManual).is_null()) << approved->errors();
   end(*approved);
@@ -105,6 +110,7 @@ TEST_F(ControlTests, BadUsageSaysWhatIsWrong) {
       // Options that would be ignored.
       {{"--list-presets", "--preset", "Full Blast"}, "--console"},
       {{"--list-presets", "--record", "x.csv"}, "--console"},
+      {{"--refresh-helper-registration", "--console"}, "--refresh-helper-registration"},
   };
   for (const auto& [arguments, named] : rows) {
     ChildProcess process(program("aerovane"), arguments);

@@ -13,6 +13,7 @@
 #include "gtest/gtest.h"
 
 #include "UI/FanCurveEditor.h"
+#include "UI/FanCurveEditorBlock.h"
 #include "UI/FanCurveEditorField.h"
 #include "UI/Fonts.h"
 #include "UI/MainView.h"
@@ -136,7 +137,9 @@ TEST_F(MainViewTest, aNewPresetIsEditedSavedAndApplied) {
   EXPECT_FALSE(child<QPushButton>(view, "saveAndApply").isEnabled());
   type("targetRPM", "2000");
   EXPECT_EQ(view.editingPreset().constantRPM, 2000) << "the shown default counts once it is entered";
-  type("targetRPM", "4000");
+  type("targetRPM", "2,500");
+  EXPECT_EQ(view.editingPreset().constantRPM, 2500);
+  type("targetRPM", "4.000");
   click(view, "saveAndApply");
   ASSERT_TRUE(ui.runUntil([&] { return ui.target(0) == 4000 && ui.target(1) == 4000; }, 30));
   EXPECT_EQ(ui.model().activePreset().constantRPM, 4000);
@@ -165,6 +168,20 @@ TEST_F(MainViewTest, unlinkedFansAreEditedEachInItsBox) {
   EXPECT_EQ(view.editingPreset().hysteresis, 2.0);
   EXPECT_EQ(child<QLineEdit>(child<QWidget>(view, "editorBlock0"), "hysteresisValue").text(), "2.0")
       << "the hysteresis is shared";
+
+  // The fans go and come back while a number is half typed.
+  field.setFocus();
+  field.selectAll();
+  QTest::keyClicks(&field, "7");
+  auto& editor = child<FanCurveEditor>(view, "fanCurveEditor");
+  editor.setFanIndices({});
+  settle();
+  EXPECT_EQ(editor.findChildren<FanCurveEditorBlock*>().size(), 1);
+  QTest::keyClicks(&child<FanCurveEditorField>(editor, "rampStart"), "7");
+  editor.setFanIndices({0, 1});
+  settle();
+  EXPECT_EQ(editor.findChildren<FanCurveEditorBlock*>().size(), 2);
+  EXPECT_EQ(view.editingPreset().fan1Settings.value().lowTemperature, 31);
 }
 
 TEST_F(MainViewTest, renamingInPlace) {
@@ -187,6 +204,10 @@ TEST_F(MainViewTest, renamingInPlace) {
   EXPECT_EQ(rowName(5), "Quiet Desk");
   rename("Loud", Qt::Key_Escape);
   EXPECT_EQ(name(), "Quiet Desk");
+  ui.model().duplicatePreset(ui.model().customPresets().back());
+  UIHarness::pumpEvents();
+  rename("By Tab", Qt::Key_Tab);
+  EXPECT_EQ(rowName(5), "By Tab");
 
   doubleClickRow(5);
   ASSERT_NE(renameField(), nullptr);

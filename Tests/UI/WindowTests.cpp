@@ -127,6 +127,10 @@ TEST(Windows, sizesAreRememberedAndWithoutATrayDashboardAndPanelOpen) {
     EXPECT_EQ(shownWindow("sensors")->windowTitle(), "Temperature Sensors");
   }
   HalcyraApp scenes(ui.context());
+  scenes.openSettings();
+  scenes.activate();
+  EXPECT_EQ(shownWindow("dashboard"), nullptr) << "what is open comes to the front";
+  shownWindow("settings")->close();
   scenes.activate();
   ASSERT_NE(shownWindow("dashboard"), nullptr);
   EXPECT_EQ(shownWindow("dashboard")->size(), QSize(701, 602));

@@ -35,6 +35,8 @@ void describe(CLI::App& app, CommandLine& line) {
                  "Record time, temperatures and fan speeds in this new CSV file; "
                  "the simulated Mac replays it with --workload FILE")
       ->type_name("FILE");
+  app.add_flag("--refresh-helper-registration", line.refreshHelperRegistration,
+               "Register the privileged helper anew and end");
   constexpr const char* library = "Preset library (ends afterwards unless --console is given, too)";
   app.add_flag("--list-presets", line.listPresets, "Print the name of every preset")->group(library);
   app.add_option("--export-presets", line.exportPresets, "Write the custom presets to this file, replacing it")
@@ -47,8 +49,6 @@ void describe(CLI::App& app, CommandLine& line) {
 
 #ifdef AEROVANE_HAS_WINDOWS
 void describeWindows(CLI::App& app, CommandLine& line) {
-  app.add_flag("--refresh-helper-registration", line.refreshHelperRegistration,
-               "Register the privileged helper anew and end");
   app.add_option("--appearance", line.appearance, "Colours of the windows")
       ->check(CLI::IsMember({"system", "light", "dark"}))
       ->capture_default_str();
@@ -64,6 +64,12 @@ void check(const CommandLine& line) {
   if (line.usesLibrary() && runs && !line.console) {
     throw CLI::ValidationError("--list-presets, --export-presets, --import-presets",
                                "end the program; give --console as well to run with the other options afterwards");
+  }
+  const bool asksForMore = line.console || line.json || line.preset || line.seconds || line.record ||
+                           line.installHelper || line.approveHelper || line.supervisedTest || line.usesLibrary() ||
+                           line.screenshots;
+  if (line.refreshHelperRegistration && asksForMore) {
+    throw CLI::ValidationError("--refresh-helper-registration", "ends the program; nothing else goes with it");
   }
 }
 

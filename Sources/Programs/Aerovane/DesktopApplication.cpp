@@ -54,6 +54,15 @@ bool wakeOtherInstance(const QString& name) {
   return socket.waitForConnected(firstAnswerMilliseconds);
 }
 
+/// What the command line asks for beyond a window is not done by an application that runs already: the exit status.
+int answerForOtherInstance(const CommandLine& line) {
+  const bool asksForMore = line.preset || line.installHelper || line.approveHelper || line.supervisedTest ||
+                           line.seconds || line.screenshots;
+  if (!asksForMore) return 0;
+  std::cerr << "aerovane: Aerovane runs already; only its dashboard was opened" << std::endl;
+  return 1;
+}
+
 class FeedUpdater : public Updater {
  public:
   FeedUpdater(std::string address, std::string version) : address_(std::move(address)), version_(std::move(version)) {}
@@ -77,9 +86,7 @@ class Desktop {
  public:
   Desktop(const CommandLine& line, const RuntimeLayout& layout)
       : line_(line), linux_(platformOptions(layout)), updater_(feedAddress(), AEROVANE_VERSION) {
-    AppModelOptions options;
-    options.refreshHelperRegistration = line.refreshHelperRegistration;
-    model_ = AppModel::make(linux_.platform(), options);
+    model_ = AppModel::make(linux_.platform());
     AppDelegateSurroundings surroundings;
     surroundings.terminate = [] { QCoreApplication::exit(0); };
     surroundings.standardOutput = [](const std::string& text) { std::cout << text << std::flush; };
@@ -89,8 +96,7 @@ class Desktop {
         QtWorkspace::showWarning(warning.message, warning.informativeText, warning.button);
       });
     };
-    delegate_ = std::make_shared<AppDelegate>(linux_.platform(), model_,
-                                              LaunchFlags{line.refreshHelperRegistration, line.installHelper},
+    delegate_ = std::make_shared<AppDelegate>(linux_.platform(), model_, LaunchFlags{false, line.installHelper},
                                               std::move(surroundings));
   }
 
@@ -109,7 +115,7 @@ class Desktop {
     if (line_.preset && !rememberPreset()) return false;
     mainQueue_.async([this] {
       delegate_->applicationDidFinishLaunching();
-      if (!line_.refreshHelperRegistration) startScenes();
+      startScenes();
     });
     return true;
   }
@@ -210,12 +216,10 @@ int runDesktop(const CommandLine& line, const RuntimeLayout& layout, int& argc, 
   const QString name = instanceName(layout);
   QLocalServer server;
   server.setSocketOptions(QLocalServer::UserAccessOption);
-  if (!line.refreshHelperRegistration) {
-    if (wakeOtherInstance(name)) return 0;
-    // What an instance that was killed has left.
-    QLocalServer::removeServer(name);
-    server.listen(name);
-  }
+  if (wakeOtherInstance(name)) return answerForOtherInstance(line);
+  // What an instance that was killed has left.
+  QLocalServer::removeServer(name);
+  server.listen(name);
   const Appearance appearance = line.appearance == "light"  ? Appearance::light
                                 : line.appearance == "dark" ? Appearance::dark
                                                             : Appearance::system;

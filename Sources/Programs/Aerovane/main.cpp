@@ -10,6 +10,7 @@
 
 #include "fmt/format.h"
 
+#include "App/AppDelegate.h"
 #include "App/ConsoleLibrary.h"
 #include "App/ConsoleSession.h"
 #include "Helpers/FanCurveManager.h"
@@ -143,9 +144,33 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
   return runSession(linux, std::move(model), std::move(options), recording);
 }
 
+/// Registers the helper anew, without a look at the machine: the exit status.
+int refreshRegistration(const RuntimeLayout& layout) {
+  LinuxPlatformOptions platformOptions;
+  platformOptions.layout = layout;
+  LinuxPlatform linux(platformOptions);
+  AppModelOptions modelOptions;
+  modelOptions.refreshHelperRegistration = true;
+  int status = 1;
+  AppDelegateSurroundings surroundings;
+  surroundings.terminate = [&] { linux.mainQueue().stop(); };
+  surroundings.standardOutput = [&](const std::string& text) {
+    write(text);
+    status = 0;
+  };
+  surroundings.standardError = [](const std::string& text) { std::cerr << text << std::flush; };
+  const auto delegate =
+      std::make_shared<AppDelegate>(linux.platform(), AppModel::make(linux.platform(), modelOptions),
+                                    LaunchFlags{.refreshHelperRegistration = true}, std::move(surroundings));
+  linux.mainQueue().async([&] { delegate->applicationDidFinishLaunching(); });
+  linux.mainQueue().run();
+  return status;
+}
+
 /// In windows where there is a display and nothing asks for the console: the exit status.
 int runApplication(const CommandLine& line, const RuntimeLayout& layout, [[maybe_unused]] int& argc,
                    [[maybe_unused]] char** argv) {
+  if (line.refreshHelperRegistration) return refreshRegistration(layout);
 #ifdef AEROVANE_HAS_WINDOWS
   const bool wantsConsole = line.console || line.json || line.record || line.usesLibrary();
   if (!wantsConsole && hasDisplay()) return runDesktop(line, layout, argc, argv);
