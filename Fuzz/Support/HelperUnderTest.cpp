@@ -1,6 +1,8 @@
 #include "Support/HelperUnderTest.h"
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 #include <utility>
 
 #include "Support/Expect.h"
@@ -20,6 +22,9 @@ constexpr double step = 0.5;
 constexpr double silenceTime = 14;
 /// Until a daemon that nobody needs has ended: what is under way, a hand-back, the idle time.
 constexpr double endingTime = 120;
+
+/// Those by which a key's reading is wrong, not refused.
+constexpr std::array<std::string_view, 6> lyingFaults = {"garbage", "value", "nan", "inf", "freeze", "jump"};
 
 MachServiceCaller callerFor(char name) {
   switch (name) {
@@ -119,6 +124,15 @@ void HelperUnderTest::clientGone(char caller) {
 }
 
 void HelperUnderTest::applyFault(const std::string& command) {
+  const bool loses = command.starts_with("never-latch");
+  const bool lies = mentions(command, "Md") && std::ranges::any_of(lyingFaults, [&](std::string_view fault) {
+                      return command.starts_with(fault);
+                    });
+  if ((loses && modesLie_) || (lies && writesAreLost_)) {
+    return;
+  }
+  writesAreLost_ = writesAreLost_ || loses;
+  modesLie_ = modesLie_ || lies;
   const bool isForeign = mentions(command, "mode");
   try {
     observer_.applyFault(isForeign ? "clear" : command.starts_with("latch-delay") ? "latch-delay 9" : command);

@@ -28,7 +28,8 @@ class HelperUnderTest {
   void send(char caller, const std::string& selector, const PropertyList& arguments);
   void clientGone(char caller);
   /// A wrong command does nothing. What another party does to the fans is none of the helper's promises and is left
-  /// out, and so is a latch that takes longer than any machine's.
+  /// out, and so is a latch that takes longer than any machine's, and a mode key that lies where writes are lost:
+  /// nothing is left to go by.
   void applyFault(const std::string& command);
   /// The daemon ends as by SIGKILL and is started again.
   void restart();
@@ -65,6 +66,8 @@ class HelperUnderTest {
   bool hadFaults_ = false;
   bool callsAreSlow_ = false;
   bool limitsLie_ = false;
+  bool modesLie_ = false;
+  bool writesAreLost_ = false;
 
   std::shared_ptr<test::VirtualProcess> process_;
   std::unique_ptr<test::VirtualMacIOKit> iokit_;
