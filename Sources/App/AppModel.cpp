@@ -20,6 +20,8 @@ constexpr std::string_view unknownModel = "Unknown Mac";
 constexpr std::size_t sustainedDieSampleCount = 3;
 /// So many failed reads in a row make everything derived from telemetry worthless.
 constexpr int staleTelemetryFailures = 2;
+/// Every call may take 60 ms until then.
+constexpr Seconds lateRead{30};
 
 constexpr FanZoneThermalFilter::Parameters zoneFilterParameters{.initialValue = std::nullopt,
                                                                 .risingAlpha = 0.45,
@@ -124,6 +126,8 @@ void AppModel::restartPolling() {
     return;
   }
   platform_.userDefaults.setNumber("pollingInterval", *pollingInterval_);
+  // A read from before a sleep is not late by the sleep.
+  pollBegan_ = platform_.clock.steadyNow();
   const Seconds period{*pollingInterval_};
   timer_ = platform_.dispatch.mainQueue().startTimer(period, period, Seconds{0}, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) {
@@ -140,9 +144,11 @@ void AppModel::poll() {
   requestCompetingControllerRefresh();
   if (pollInFlight_) {
     pollRequested_ = true;
+    noteLateRead();
     return;
   }
   pollInFlight_ = true;
+  pollBegan_ = platform_.clock.steadyNow();
   telemetryPoller_->read(onMain([generation = powerLifecycle_.generation()](AppModel& self, TelemetryResult result) {
     self.finishPoll();
     if (!self.powerLifecycle_.accepts(generation)) {
@@ -155,6 +161,14 @@ void AppModel::poll() {
       self.handlePollError(std::get<Error>(result));
     }
   }));
+}
+
+// A driver that takes seconds for each call delivers neither a reading nor an error, and the fans would be driven by
+// what was read before.
+void AppModel::noteLateRead() {
+  if (platform_.clock.steadyNow() - pollBegan_ >= lateRead) {
+    handlePollError(SMCError::readFailed("the sensors have not been read for 30 seconds").asError());
+  }
 }
 
 void AppModel::finishPoll() {

@@ -213,6 +213,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // AppModel.cpp
   void start(AppModelOptions options);
+  void noteLateRead();
   void finishPoll();
   void applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& average, std::vector<SensorReading> readings);
   void publishAggregates(const CPUCoreAverage& average);
@@ -239,6 +240,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool deferActivation();
   void beginActivation(const FanPreset& preset, bool quietTransientRetry);
   void continueActivation(const FanPreset& preset, bool quietTransientRetry, std::optional<Error> error);
+  void enableActivePreset();
   void finishActivation(const FanPreset& preset, const std::optional<Error>& error);
   void enableFansSequentially(std::vector<int> indices, const FanPreset& preset, std::uint64_t generation,
                               const ErrorCompletion& completion);
@@ -385,6 +387,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   int consecutiveTelemetryFailures_ = 0;
   bool pollInFlight_ = false;
+  Instant pollBegan_{};
   bool pollRequested_ = false;
   PowerLifecycleState powerLifecycle_;
   bool isTerminating_ = false;

@@ -129,10 +129,16 @@ void AppModel::continueActivation(const FanPreset& preset, bool quietTransientRe
     }
     logger_.log(fmt::format("preset restore deferred ({}); retrying shortly", error->localizedDescription()));
     isBusy_ = false;
-    presetPendingRestore_ = preset;
+    // Not as it was when the session was asked for: it may have been edited since.
+    presetPendingRestore_ = *activePreset_;
     postponeRestore(restoreRetryDelay);
     return;
   }
+  enableActivePreset();
+}
+
+void AppModel::enableActivePreset() {
+  const FanPreset preset = *activePreset_;
   if (preset.kind == PresetKind::automatic) {
     smartAuto_.reset();
     logger_.log("smart auto engaged");

@@ -271,6 +271,29 @@ TEST(AppModelActivation, aSessionThatStartsTooLateIsEndedAndDrivesNothing) {
   EXPECT_EQ(h.helper.fans[0].target, 5000);
 }
 
+TEST(AppModelActivation, aPresetThatIsEditedWhileItsSessionStartsIsDrivenAsEdited) {
+  for (const bool isRefused : {false, true}) {
+    SCOPED_TRACE(isRefused);
+    ModelHarness h;
+    const FanPreset preset = constantPreset(2000);
+    h.startDriving(preset);
+    h.sleepMachine();
+    h.helper.hold("begin");
+    h.wakeMachine();
+    h.run(0.1);
+    ASSERT_EQ(h.transcript().back(), "begin S2");
+    FanPreset edited = preset;
+    edited.constantRPM = 4000;
+    h.onMain([&](AppModel& model) { model.savePreset(edited); });
+    if (isRefused) h.helper.failNext("begin", HelperXPCError::make(HelperXPCError::Code::busy, "busy"));
+    h.helper.release("begin");
+    h.run(20);
+    EXPECT_EQ(h.model().activePreset().constantRPM, 4000);
+    EXPECT_EQ(h.helper.fans[0].target, 4000);
+    EXPECT_EQ(h.model().lastError(), std::nullopt);
+  }
+}
+
 TEST(AppModelActivation, repliesUnderAChangedGenerationAreDropped) {
   for (const char* operation : {"mode", "target"}) {
     SCOPED_TRACE(operation);

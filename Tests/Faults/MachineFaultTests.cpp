@@ -199,5 +199,18 @@ TEST(MachineFaultTests, SlowDriver) {
   bench.expectUntouched(FanPreset::fullBlast(), before);
 }
 
+TEST(MachineFaultTests, ADriverThatNeverFinishesARead) {
+  FaultBench bench;
+  bench.startDriving(FanPreset::fullBlast());
+  const auto before = bench.mark();
+  bench.loop.fault("slow 1000");
+  bench.allowance = 60;
+  EXPECT_TRUE(bench.until([&] { return bench.loop.allAutomatic(); }, 75)) << "what is minutes old drives nothing";
+  EXPECT_EQ(bench.driveWritesSince(before), 0u);
+  EXPECT_TRUE(bench.loop.model().lastError());
+  bench.loop.fault("clear slow");
+  bench.expectRestored(FanPreset::fullBlast(), before, 1, 60);
+}
+
 }  // namespace
 }  // namespace halcyra::test
