@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "gtest/gtest.h"
@@ -66,6 +67,18 @@ TEST(SystemInformationTests, ProcessesAndTheModel) {
   EXPECT_EQ(std::count(processes.begin(), processes.end(), getpid()), 1);
   EXPECT_EQ(system.processPath(getpid()), std::filesystem::read_symlink("/proc/self/exe").string());
   EXPECT_FALSE(system.processPath(-1));
+  // Of another user's process only what it calls itself.
+  const pid_t stranger = fork();
+  if (stranger == 0) {
+    constexpr uid_t nobody = 65534;
+    const bool isOther = geteuid() != 0 || setuid(nobody) == 0;
+    const auto name = system.processPath(1);
+    const bool isHidden = !LinuxSystemInformation::executablePath(1);
+    _exit(isOther && isHidden && name && !name->empty() ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(stranger, &status, 0), stranger);
+  EXPECT_EQ(status, 0);
   EXPECT_FALSE(system.sysctlString("hw.ncpu"));
   writeContent(folder / "hw.model", "Mac15,11\nmore\n");
   EXPECT_EQ(system.sysctlString("hw.model"), "Mac15,11");

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <climits>
 #include <dirent.h>
+#include <fcntl.h>
 #include <memory>
 #include <string_view>
 #include <unistd.h>
@@ -28,6 +29,22 @@ std::optional<std::string> firstLine(const std::filesystem::path& path) {
   } catch (const FileError&) {
     return std::nullopt;
   }
+}
+
+/// What the process calls itself: the first of its arguments.
+std::optional<std::string> ownName(std::int32_t processID) {
+  const int descriptor = ::open(fmt::format("/proc/{}/cmdline", processID).c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) {
+    return std::nullopt;
+  }
+  std::array<char, PATH_MAX> arguments;
+  const ssize_t length = ::read(descriptor, arguments.data(), arguments.size());
+  ::close(descriptor);
+  if (length <= 0) {
+    return std::nullopt;
+  }
+  const std::string_view all(arguments.data(), static_cast<std::size_t>(length));
+  return std::string(all.substr(0, all.find('\0')));
 }
 
 struct FolderCloser {
@@ -63,6 +80,11 @@ std::vector<std::int32_t> LinuxSystemInformation::listAllProcessIDs() const {
 }
 
 std::optional<std::string> LinuxSystemInformation::processPath(std::int32_t processID) const {
+  const auto path = executablePath(processID);
+  return path ? path : ownName(processID);
+}
+
+std::optional<std::string> LinuxSystemInformation::executablePath(std::int32_t processID) {
   std::array<char, PATH_MAX> target;
   const ssize_t length = ::readlink(fmt::format("/proc/{}/exe", processID).c_str(), target.data(), target.size());
   if (length < 0) {

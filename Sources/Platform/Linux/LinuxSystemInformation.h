@@ -13,8 +13,11 @@ class LinuxSystemInformation : public SystemInformation {
 
   std::optional<std::string> sysctlString(const std::string& name) const override;
   std::vector<std::int32_t> listAllProcessIDs() const override;
-  /// The path as it was started: the mark of a file that has been deleted since is taken off.
+  /// The executable's path, or what the process calls itself: Linux tells an ordinary user no path of another user's
+  /// process, and a fan utility's helper is one. Nothing to grant rights by.
   std::optional<std::string> processPath(std::int32_t processID) const override;
+  /// The path as it was started: the mark of a file that has been deleted since is taken off.
+  static std::optional<std::string> executablePath(std::int32_t processID);
   std::int32_t processID() const override;
 
  private:

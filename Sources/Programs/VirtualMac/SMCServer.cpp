@@ -81,8 +81,8 @@ bool SMCServer::isPrivileged(int descriptor) const {
   if (peer.uid == 0) {
     return true;
   }
-  const LinuxSystemInformation system({});
-  return ::geteuid() != 0 && peer.uid == ::geteuid() && system.processPath(peer.pid) == helperProgram_.string();
+  return ::geteuid() != 0 && peer.uid == ::geteuid() &&
+         LinuxSystemInformation::executablePath(peer.pid) == helperProgram_.string();
 }
 
 void SMCServer::watchClient(int descriptor) {
