@@ -26,7 +26,7 @@ void AppModel::runSupervisedFan0Test() {
   }
   if (competingController_->has_value()) {
     // Not the conflict's message: that one is left to a banner, which Apple Default does not have.
-    lastError_ = fmt::format("The write test did not run: {} may write to the fans as well. Close or remove it first.",
+    lastError_ = fmt::format("{} may write to the fans as well. Close or remove it before running the write test.",
                              **competingController_);
     return;
   }

@@ -104,7 +104,7 @@ TEST(SupervisedTest, isRefusedWhereFansMayNotBeDriven) {
        "Monitoring remains available."},
       {"helper", [](ModelHarness& h) { h.doubles.serviceManagement.setDaemonStatus(2); }, ""},
       {"competitor", [](ModelHarness& h) { h.setCompetitor(ModelHarness::competitorPath); },
-       "The write test did not run: TG Pro may write to the fans as well. Close or remove it first."},
+       "TG Pro may write to the fans as well. Close or remove it before running the write test."},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
