@@ -42,6 +42,8 @@ class FakeLogind {
       object_ = sdbus::createObject(connection, "/org/freedesktop/login1");
       object_->registerMethod(interface, "Inhibit", "ssss", "h", [this](sdbus::MethodCall call) { inhibit(call); });
       object_->registerSignal(interface, "PrepareForSleep", "b");
+      object_->registerProperty(interface, "PreparingForSleep", "b",
+                                [this](sdbus::PropertyGetReply& reply) { reply << preparing_; });
       object_->finishRegistration();
       connection.requestName("org.freedesktop.login1");
       ready.put(true);
@@ -51,6 +53,7 @@ class FakeLogind {
 
   void announce(bool sleep) {
     bus_.post([this, sleep] {
+      preparing_ = sleep;
       auto signal = object_->createSignal(interface, "PrepareForSleep");
       signal << sleep;
       object_->emitSignal(signal);
@@ -76,6 +79,7 @@ class FakeLogind {
     inhibitors.put({what, mode, pipe[0]});
   }
 
+  bool preparing_ = false;
   std::shared_ptr<int> owner_ = std::make_shared<int>(0);
   std::unique_ptr<sdbus::IObject> object_;
   BusThread bus_;
@@ -147,6 +151,26 @@ TEST_F(PowerEventsTests, ALogindThatComesLaterOrAfterTheLossOfTheBusIsFound) {
   successor.announce(true);
   sleeps_.next()();
   inhibitor.awaitRelease();
+}
+
+TEST_F(PowerEventsTests, ALogindThatComesAnewDuringTheSleepDoesNotLoseTheWake) {
+  observe();
+  {
+    FakeLogind logind(bus_.address());
+    const auto inhibitor = logind.inhibitors.next();
+    logind.announce(true);
+    sleeps_.next()();
+    inhibitor.awaitRelease();
+  }
+  FakeLogind successor(bus_.address());
+  EXPECT_TRUE(wakes_.next());
+  bus_.kill();
+  bus_.start();
+  FakeLogind third(bus_.address());
+  third.inhibitors.next();
+  third.announce(true);
+  sleeps_.next()();
+  EXPECT_EQ(wakes_.size(), 0U) << "the machine was awake";
 }
 
 TEST_F(PowerEventsTests, AnActivityHoldsUpTheShutdownWhileItLasts) {

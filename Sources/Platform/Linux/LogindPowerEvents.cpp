@@ -39,6 +39,7 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
       connect();
     } else if (!observing_) {
       disconnect();
+      asleep_ = false;
     }
   }
 
@@ -63,6 +64,7 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
                       logindName),
           [this](sdbus::Message& message) { ownerChanged(message); });
       takeInhibitor();
+      catchUp();
     } catch (const sdbus::Error& error) {
       disconnect();
       reportMissing(error.getMessage());
@@ -108,6 +110,33 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
     // One that comes too late, when the machine is already on its way to sleep, would only hold it up.
     if (observing_ && !asleep_) {
       inhibitor_ = std::move(inhibitor);
+    }
+  }
+
+  /// Asks for what may have been announced while nobody listened, or forgotten by a logind that came anew.
+  void catchUp() {
+    sendBusCall(
+        bus_, {logindName, logindPath, "org.freedesktop.DBus.Properties", "Get"},
+        [](sdbus::Message& message) { message << std::string(logindInterface) << std::string("PreparingForSleep"); },
+        [weak = weak_from_this()](sdbus::MethodReply* reply, const sdbus::Error*) {
+          const auto self = weak.lock();
+          // One that does not answer speaks when it comes back.
+          if (self && reply != nullptr) {
+            sdbus::Variant preparing;
+            *reply >> preparing;
+            self->announceMissed(preparing.get<bool>());
+          }
+        });
+  }
+
+  void announceMissed(bool preparing) {
+    if (!observing_ || preparing == asleep_) {
+      return;
+    }
+    if (preparing) {
+      announceSleep();
+    } else {
+      announceWake();
     }
   }
 
@@ -176,8 +205,8 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
       message >> name >> before >> after;
       inhibitor_ = {};
       if (!after.empty()) {
-        asleep_ = false;
         takeInhibitor();
+        catchUp();
       }
     } catch (const sdbus::Error& error) {
       logger_.error(fmt::format("a change of owners could not be read: {}", error.getMessage()));
