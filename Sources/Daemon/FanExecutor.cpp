@@ -49,6 +49,10 @@ PropertyList FanExecutor::setMode(std::int64_t fan, bool manual) {
       handBack_.countermand(interruptible_, capability.index);
     }
     controller_->setFanMode(capability.index, manual ? FanMode::manual : FanMode::automatic);
+    if (manual) {
+      // Also where nothing had to be written: what an earlier hand-back owed must not take the fan back.
+      ledger_.manualWritten(capability.index, interruptible_.clock().steadyNow());
+    }
   } catch (const SMCError& error) {
     log_.write({"com.norwick.Halcyra.helper", "Fans", LogLevel::error, error.what()});
     throw HelperFailure(Code::controlUnavailable);

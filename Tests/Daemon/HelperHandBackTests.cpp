@@ -150,6 +150,25 @@ TEST_F(HelperHandBackTests, AFanThatTurnsManualAfterTheHandBackIsHandedBackAgain
   EXPECT_EQ(helper.modes(), automatic);
 }
 
+TEST_F(HelperHandBackTests, ASessionKeepsAFanThatWasOwedAndIsManualAlready) {
+  helper.await(helper.begin(helper.client, helper.id));
+  helper.fault("latch-delay 3");
+  helper.setMode(helper.client, 0, true, helper.id);
+  ASSERT_TRUE(helper.scheduler.runUntil([&] { return !helper.writes.empty(); }, Seconds{5}));
+  helper.await(helper.end(helper.client, helper.id));
+  helper.fault("clear latch-delay");
+  ASSERT_TRUE(helper.await(helper.begin(helper.client, helper.secondID))->succeeded());
+  helper.run(0.1);
+  helper.fault("set-mode 0 1 4000");
+  const double asked = helper.now();
+  ASSERT_TRUE(helper.await(helper.setMode(helper.client, 0, true, helper.secondID))->succeeded());
+  helper.run(5);
+  EXPECT_EQ(helper.modes(), (std::vector<int>{1, 0})) << "the session owns it now";
+  EXPECT_TRUE(helper.writesSince(asked, "F0Md").empty());
+  helper.await(helper.end(helper.client, helper.secondID));
+  EXPECT_EQ(helper.modes(), automatic);
+}
+
 TEST_F(HelperHandBackTests, AFailingFanStopsNoOtherAndIsTriedAgain) {
   helper.takeFans();
   helper.fault("never-latch F0Md");
