@@ -280,6 +280,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool isControllingFans() const { return hasHelperSession() && !*isBusy_; }
   bool isUnderControl(const FanInfo& fan);
   bool hasUsableLimits(const FanInfo& fan);
+  void noteMonitorOnlyFans();
   void takeFansThatReturned();
   void enqueueTargetWrite(int fan, std::int64_t target);
   void performTargetWrite(int fan, std::int64_t target, std::uint64_t generation);
@@ -382,6 +383,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   std::set<int> fansWithBadLimits_;
   /// Fans whose target could not be read in some poll since they were last seen under control.
   std::set<int> fansWithoutTarget_;
+  /// Fans that the helper did not offer although their target could be read: no new session would change that.
+  std::set<int> monitorOnlyFans_;
   bool supervisedTestRunning_ = false;
   bool observesPower_ = false;
 

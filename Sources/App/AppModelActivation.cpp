@@ -110,6 +110,7 @@ void AppModel::beginActivation(const FanPreset& preset, bool quietTransientRetry
         auto& controllable = self.control_.controllableFanIndices;
         if (status.is_object()) {
           controllable = helperControllableFans(status, *self.fans_);
+          self.noteMonitorOnlyFans();
         }
         if (!error && (!status.is_object() || !preflightIsClean(status) || controllable.empty())) {
           error = ClientFailure::error(ClientFailure::Case::noControllableFans);

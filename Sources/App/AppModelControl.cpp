@@ -165,6 +165,9 @@ bool AppModel::hasUsableLimits(const FanInfo& fan) {
 void AppModel::takeFansThatReturned() {
   std::optional<int> returned;
   for (const FanInfo& fan : *fans_) {
+    if (monitorOnlyFans_.contains(fan.index)) {
+      continue;
+    }
     if (!fan.targetRPM) {
       fansWithoutTarget_.insert(fan.index);
     } else if (isControllingFans() && fansWithoutTarget_.erase(fan.index) > 0 &&
@@ -174,6 +177,15 @@ void AppModel::takeFansThatReturned() {
   }
   if (returned) {
     resetToAutomatic(fmt::format("fan {} can be controlled again", *returned), true, true, {});
+  }
+}
+
+void AppModel::noteMonitorOnlyFans() {
+  monitorOnlyFans_.clear();
+  for (const FanInfo& fan : *fans_) {
+    if (fan.targetRPM && !control_.controllableFanIndices.contains(fan.index)) {
+      monitorOnlyFans_.insert(fan.index);
+    }
   }
 }
 

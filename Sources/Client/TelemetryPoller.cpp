@@ -20,7 +20,9 @@ void TelemetryPoller::open() {
   queue_->sync([this] { smc_.open(); });
 }
 
+// The application ends: it does not wait for the rest of a read whose calls may take a second each.
 void TelemetryPoller::close() {
+  smc_.abandon();
   queue_->sync([this] { smc_.close(); });
 }
 
@@ -32,11 +34,6 @@ TelemetryResult TelemetryPoller::performRead() {
   try {
     return readSnapshot();
   } catch (const std::exception&) {
-    if (!foundFans_) {
-      // A probe takes a key that it cannot read for one that is not there. Where nothing else could be read either,
-      // that the machine has no fans is not to be remembered.
-      controller_.reset();
-    }
     return currentExceptionAsError();
   }
 }
@@ -48,11 +45,11 @@ TelemetrySnapshot TelemetryPoller::readSnapshot() {
   if (!reader_) {
     reader_ = std::make_unique<SensorReader>(smc_);
   }
-  if (!controller_) {
+  // A fan that was not seen for want of an answer must not stay unseen.
+  if (!controller_ || !controller_->probeCapabilities().isComplete) {
     controller_ = std::make_unique<FanController>(smc_, platform_.log);
   }
   const std::vector<FanCapability>& expected = controller_->probeCapabilities().fans;
-  foundFans_ = !expected.empty();
   TelemetrySnapshot snapshot;
   for (const FanCapability& fan : expected) {
     try {

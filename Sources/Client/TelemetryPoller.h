@@ -36,7 +36,7 @@ class TelemetryPoller {
 
   /// Opens the SMC, on the queue, and waits for it; throws `SMCError`.
   void open();
-  /// Closes the SMC, on the queue, and waits for it.
+  /// Closes the SMC for good, on the queue, and waits for it; a read under way fails at its next call.
   void close();
   /// Reads everything, asynchronously. `completion` is called exactly once, on the poller's queue.
   void read(Completion completion);
@@ -49,7 +49,6 @@ class TelemetryPoller {
   IOKitSMCBridge smc_;
   std::unique_ptr<SensorReader> reader_;
   std::unique_ptr<FanController> controller_;
-  bool foundFans_ = false;
   /// Last: destroyed first, so that no read outlives what it uses.
   std::unique_ptr<Queue> queue_;
 };

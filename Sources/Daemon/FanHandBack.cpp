@@ -25,11 +25,6 @@ bool isTransportFailure(const SMCError& error) {
   }
 }
 
-bool isTransientRefusal(const SMCError& error) {
-  return error.kind() == SMCError::Case::firmwareFailed &&
-         (error.firmwareResult() == 0x82 || error.firmwareResult() == 0x83);
-}
-
 const SMCValue automaticMode = SMCValue::makeUInt8(static_cast<std::uint8_t>(FanMode::automatic));
 
 }  // namespace
@@ -124,7 +119,7 @@ bool FanHandBack::isCommanded(SMCInterface& smc, int fan) {
     return true;
   } catch (const SMCError& error) {
     // Any other failure is left to `verify`, which meets it again and reports it.
-    return !isTransientRefusal(error);
+    return !error.isTransient();
   }
 }
 
@@ -185,7 +180,7 @@ void FanHandBack::countermand(SMCInterface& smc, int fan) {
       ledger_.countermanded(fan);
       return;
     } catch (const SMCError& error) {
-      if (!isTransientRefusal(error) || clock.steadyNow() >= deadline) {
+      if (!error.isTransient() || clock.steadyNow() >= deadline) {
         throw;
       }
     }

@@ -7,13 +7,28 @@ namespace halcyra {
 
 namespace {
 
-/// Absent stands for every failure of the SMC. Anything else goes through: it must not pass for a missing fan.
+/// The firmware has answered, and not only that it is busy.
+bool isAnAnswer(const SMCError& error) {
+  return error.kind() == SMCError::Case::keyNotFound ||
+         (error.kind() == SMCError::Case::firmwareFailed && !error.isTransient());
+}
+
+/// What cannot be read is asked for once more: one call that goes wrong must not hide a fan. Absent stands for every
+/// failure of the SMC. Anything else goes through: it must not pass for a missing fan.
 template <typename Read>
-auto optionally(Read read) -> std::optional<decltype(read())> {
-  try {
-    return read();
-  } catch (const SMCError&) {
-    return std::nullopt;
+auto optionally(bool& isAnswered, Read read) -> std::optional<decltype(read())> {
+  for (bool isRepeated = false;; isRepeated = true) {
+    try {
+      return read();
+    } catch (const SMCError& error) {
+      if (isAnAnswer(error)) {
+        return std::nullopt;
+      }
+      if (isRepeated) {
+        isAnswered = false;
+        return std::nullopt;
+      }
+    }
   }
 }
 
@@ -23,7 +38,8 @@ bool isWritable(const SMCKeyInfo& info, std::uint32_t size, std::string_view typ
 }
 
 std::optional<std::int64_t> readBound(SMCInterface& smc, SMCKey key) {
-  const std::optional<std::int64_t> rpm = optionally([&] { return smc.readFanRPM(key); });
+  bool isAnswered = true;
+  const std::optional<std::int64_t> rpm = optionally(isAnswered, [&] { return smc.readFanRPM(key); });
   return rpm && *rpm > 0 ? rpm : std::nullopt;
 }
 
@@ -65,20 +81,26 @@ bool FanCapabilityProbe::isWritableFloat(const SMCKeyInfo& info) {
 
 HardwareCapabilities FanCapabilityProbe::probe() {
   HardwareCapabilities capabilities;
+  isComplete_ = true;
   for (int index = 0; index <= maxFanIndex; ++index) {
     if (const std::optional<FanCapability> capability = probeFan(index)) {
       capabilities.fans.push_back(*capability);
     }
   }
-  const auto testMode = optionally([&] { return smc_.getKeyInfo(SMCKey::fanTestMode); });
+  const auto testMode = keyInfo(SMCKey::fanTestMode);
   capabilities.hasDiagnosticLock = testMode && isWritableUInt8(*testMode);
+  capabilities.isComplete = isComplete_;
   return capabilities;
 }
 
+std::optional<SMCKeyInfo> FanCapabilityProbe::keyInfo(SMCKey key) {
+  return optionally(isComplete_, [&] { return smc_.getKeyInfo(key); });
+}
+
 std::optional<FanCapability> FanCapabilityProbe::probeFan(int index) {
-  const auto actual = optionally([&] { return smc_.getKeyInfo(SMCKey::fan(index, "Ac")); });
-  const auto mode = optionally([&] { return smc_.getKeyInfo(SMCKey::fan(index, "Md")); });
-  const auto target = optionally([&] { return smc_.getKeyInfo(SMCKey::fan(index, "Tg")); });
+  const auto actual = keyInfo(SMCKey::fan(index, "Ac"));
+  const auto mode = keyInfo(SMCKey::fan(index, "Md"));
+  const auto target = keyInfo(SMCKey::fan(index, "Tg"));
   if (!actual && !mode && !target) {
     return std::nullopt;
   }

@@ -32,6 +32,8 @@ struct HardwareCapabilities {
   std::vector<FanCapability> fans;
   /// The SMC has a writable fan test-mode flag.
   bool hasDiagnosticLock = false;
+  /// False when the SMC did not answer for some key, which may then hide a fan.
+  bool isComplete = true;
 
   std::vector<int> fanIndices() const;
   const FanCapability* fan(int index) const;
@@ -41,7 +43,7 @@ struct HardwareCapabilities {
   bool operator==(const HardwareCapabilities&) const = default;
 };
 
-/// Finds out which fans exist. Never fails: what cannot be read is absent.
+/// Finds out which fans exist. Never fails: what cannot be read, asked for twice, is absent.
 class FanCapabilityProbe {
  public:
   static constexpr int maxFanIndex = 9;
@@ -56,8 +58,10 @@ class FanCapabilityProbe {
 
  private:
   std::optional<FanCapability> probeFan(int index);
+  std::optional<SMCKeyInfo> keyInfo(SMCKey key);
 
   SMCInterface& smc_;
+  bool isComplete_ = true;
 };
 
 /// A running fan utility of another vendor.

@@ -6,12 +6,6 @@ namespace halcyra {
 
 namespace {
 
-/// The firmware answers so while it is still taking an earlier command in.
-bool isTransient(const SMCError& error) {
-  return error.kind() == SMCError::Case::firmwareFailed &&
-         (error.firmwareResult() == 0x82 || error.firmwareResult() == 0x83);
-}
-
 bool isUInt8(const SMCValue& value, std::uint8_t expected) {
   const std::uint8_t* actual = value.asUInt8();
   return actual != nullptr && *actual == expected;
@@ -157,7 +151,7 @@ void FanController::writeModeWithTransientRetry(SMCKey key, std::uint8_t expecte
     try {
       smc_.writeKeyUnverified(key, SMCValue::makeUInt8(expected));
     } catch (const SMCError& error) {
-      if (!isTransient(error)) {
+      if (!error.isTransient()) {
         throw;
       }
       lastTransientError = error;

@@ -132,7 +132,7 @@ void IOKitSMCBridge::close() {
 
 SMCParamStruct IOKitSMCBridge::call(const SMCParamStruct& input, std::string_view operation,
                                     std::optional<SMCKey> key) {
-  if (!isOpen_ || connection_ == 0) {
+  if (!isOpen_ || connection_ == 0 || isAbandoned_) {
     throw SMCError::notOpen();
   }
   SMCParamStruct output;

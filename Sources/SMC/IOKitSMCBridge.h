@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -56,6 +57,9 @@ class IOKitSMCBridge : public SMCInterface {
 
   void open() override;
   void close() override;
+  /// Ends what is under way: every call from now on fails with `notOpen` without asking the driver. For good; from any
+  /// thread.
+  void abandon() { isAbandoned_ = true; }
   SMCValue readKey(SMCKey key) override;
   void writeKey(SMCKey key, const SMCValue& value) override;
   void writeKeyUnverified(SMCKey key, const SMCValue& value) override;
@@ -68,7 +72,8 @@ class IOKitSMCBridge : public SMCInterface {
 
   bool isOpen() const { return isOpen_; }
 
-  /// The allowlist on its own: throws `writeFailed` when a bridge with `capability` would refuse this write.
+  /// The allowlist on its own, which knows `capability` only for "Ftst"; throws `writeFailed`. That a `disabled` bridge
+  /// writes nothing at all is for its gate.
   static void validateFanWrite(const std::string& keyName, const SMCValue& value, const SMCKeyInfo& info,
                                SMCWriteCapability capability);
   /// The encoder on its own: the bytes of `value` as the key's type wants them; throws `writeFailed`.
@@ -101,6 +106,7 @@ class IOKitSMCBridge : public SMCInterface {
   Clock& clock_;
   io_connect_t connection_ = 0;
   bool isOpen_ = false;
+  std::atomic<bool> isAbandoned_ = false;
   SMCWriteCapability writeCapability_;
   WriteAuditHandler writeAuditHandler_;
 };

@@ -45,6 +45,8 @@ class SMCError : public LocalizedError {
   Case kind() const { return case_; }
   /// The firmware's result byte; 0 unless `kind()` is `firmwareFailed`.
   std::uint8_t firmwareResult() const { return firmwareResult_; }
+  /// The firmware is still taking an earlier command in: the same call may succeed in a moment.
+  bool isTransient() const { return firmwareResult_ == 0x82 || firmwareResult_ == 0x83; }
 
   std::string_view domain() const override { return errorDomain; }
   std::int64_t code() const override { return static_cast<std::int64_t>(case_); }

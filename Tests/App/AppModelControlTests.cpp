@@ -57,6 +57,17 @@ TEST(AppModelControl, aFanWithoutAReportedTargetIsWrittenEveryPoll) {
   EXPECT_EQ(h.helper.count("target S1 1 5000"), 0u);
 }
 
+TEST(AppModelControl, aFanForMonitoringOnlyWhoseTargetComesAndGoesRestartsNothing) {
+  ModelHarness h;
+  h.helper.fans[1].controllable = false;
+  h.startDriving(FanPreset::fullBlast());
+  h.smc.remove("F1Tg");
+  h.run(2 * pollPeriod);
+  h.smc.clearFailures();
+  h.run(4 * pollPeriod);
+  EXPECT_TRUE(h.helper.transcript().empty()) << h.helper.transcript().front();
+}
+
 TEST(AppModelControl, aCurveFollowsItsZonesWithHysteresis) {
   ModelHarness h;
   FanPreset preset = curvePreset(30, 90);

@@ -209,6 +209,28 @@ TEST_F(TelemetryPollerTest, ADriverThatFailsAtFirstHidesNoFansForEver) {
   EXPECT_EQ(doubles_.log.count("probed hardware: 1 fan(s)"), 1U) << "what was found is kept";
 }
 
+TEST_F(TelemetryPollerTest, AFailureInTheMiddleOfTheFirstLookHidesNoFan) {
+  addFan(0);
+  addFan(1);
+  poller_->open();
+  const auto fansAfter = [&](int failures) {
+    iokit_.hook = [left = failures](const std::string& key) mutable {
+      if (key.starts_with("F1") && left-- > 0) throw SMCError::readFailed("not now");
+    };
+    const TelemetryResult result = readOnce();
+    const auto* snapshot = std::get_if<TelemetrySnapshot>(&result);
+    return snapshot != nullptr ? snapshot->fans.size() : 0;
+  };
+  constexpr int everyCallOfAProbe = 2 * (3 + 2);
+  EXPECT_EQ(fansAfter(everyCallOfAProbe), 1U) << "nothing can tell of the second";
+  EXPECT_EQ(fansAfter(0), 2U) << "asked for again";
+  poller_ = std::make_unique<TelemetryPoller>(doubles_.platform);
+  poller_->open();
+  EXPECT_EQ(fansAfter(1), 2U) << "a single failure hides nothing";
+  EXPECT_EQ(fansAfter(0), 2U);
+  EXPECT_EQ(doubles_.log.count("probed hardware: 2 fan(s)"), 2U) << "once by each";
+}
+
 TEST_F(TelemetryPollerTest, ReadsOnItsOwnQueueOneAfterAnother) {
   std::thread::id mainThread;
   process_->mainQueue().sync([&] { mainThread = std::this_thread::get_id(); });
@@ -238,6 +260,25 @@ TEST_F(TelemetryPollerTest, ReadsOnItsOwnQueueOneAfterAnother) {
     EXPECT_EQ(delivery.thread, readers.front());
   }
   EXPECT_EQ(std::count(readers.begin(), readers.end(), readers.front()), static_cast<long>(readers.size()));
+}
+
+TEST_F(TelemetryPollerTest, ClosingDoesNotWaitForTheRestOfASlowRead) {
+  addFan(0);
+  poller_->open();
+  iokit_.hook = [&](const std::string&) { process_->clock().sleep(Seconds{1}); };
+  read();
+  scheduler_.runFor(Seconds{4.5});
+  std::optional<double> closed;
+  process_->mainQueue().async([&] {
+    poller_->close();
+    closed = scheduler_.elapsed().count();
+  });
+  scheduler_.runFor(Seconds{10});
+  ASSERT_TRUE(closed) << "still reading";
+  EXPECT_LE(*closed, 5.5) << "no more than the call under way";
+  ASSERT_EQ(deliveries_.size(), 1U);
+  EXPECT_NE(failureText(deliveries_[0].result), "success");
+  EXPECT_EQ(iokit_.openConnections(), 0);
 }
 
 TEST_F(TelemetryPollerTest, ItsEndWaitsForTheReadUnderWay) {
