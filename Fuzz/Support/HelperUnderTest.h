@@ -68,6 +68,7 @@ class HelperUnderTest {
   bool limitsLie_ = false;
   bool modesLie_ = false;
   bool writesAreLost_ = false;
+  bool wasKilled_ = false;
 
   std::shared_ptr<test::VirtualProcess> process_;
   std::unique_ptr<test::VirtualMacIOKit> iokit_;

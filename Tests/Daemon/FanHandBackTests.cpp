@@ -23,6 +23,8 @@ class ReleaseAllTests : public testing::Test {
 };
 
 TEST_F(ReleaseAllTests, EveryFanIsCommandedAndReported) {
+  iokit.applyFault("value F0Md 0");
+  iokit.applyFault("set-mode 0 1 4000");
   iokit.applyFault("set-mode 1 1 4000");
   const HandBackReport report = releaseAllFans(*smc, harness.log);
   EXPECT_FALSE(report.failed());
