@@ -164,10 +164,14 @@ void AppModel::poll() {
 }
 
 // A driver that takes seconds for each call delivers neither a reading nor an error, and the fans would be driven by
-// what was read before.
+// what was read before. Nor are they driven by what such a read delivers in the end.
 void AppModel::noteLateRead() {
-  if (platform_.clock.steadyNow() - pollBegan_ >= lateRead) {
-    handlePollError(SMCError::readFailed("the sensors have not been read for 30 seconds").asError());
+  if (platform_.clock.steadyNow() - pollBegan_ < lateRead) {
+    return;
+  }
+  handlePollError(SMCError::readFailed("the sensors have not been read for 30 seconds").asError());
+  if (consecutiveTelemetryFailures_ >= staleTelemetryFailures) {
+    powerLifecycle_.invalidatePendingPolls();
   }
 }
 

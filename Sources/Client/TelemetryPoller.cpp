@@ -38,6 +38,18 @@ TelemetryResult TelemetryPoller::performRead() {
   }
 }
 
+// A fan that is not seen for want of an answer must not stay unseen; but a key that never answers, where others do, is
+// not waited for for ever.
+void TelemetryPoller::lookForFans() {
+  auto controller = std::make_unique<FanController>(smc_, platform_.log);
+  const HardwareCapabilities& found = controller->probeCapabilities();
+  if (!found.isComplete && (found.fans.empty() || found != doubtful_)) {
+    doubtful_ = found;
+    throw SMCError::readFailed("Fan telemetry is incomplete (a key of a fan could not be asked for)");
+  }
+  controller_ = std::move(controller);
+}
+
 TelemetrySnapshot TelemetryPoller::readSnapshot() {
   if (!smc_.isOpen()) {
     throw SMCError::notOpen();
@@ -45,9 +57,8 @@ TelemetrySnapshot TelemetryPoller::readSnapshot() {
   if (!reader_) {
     reader_ = std::make_unique<SensorReader>(smc_);
   }
-  // A fan that was not seen for want of an answer must not stay unseen.
-  if (!controller_ || !controller_->probeCapabilities().isComplete) {
-    controller_ = std::make_unique<FanController>(smc_, platform_.log);
+  if (!controller_) {
+    lookForFans();
   }
   const std::vector<FanCapability>& expected = controller_->probeCapabilities().fans;
   TelemetrySnapshot snapshot;

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <variant>
 #include <vector>
 
@@ -44,11 +45,15 @@ class TelemetryPoller {
  private:
   TelemetryResult performRead();
   TelemetrySnapshot readSnapshot();
+  void lookForFans();
 
   Platform& platform_;
   IOKitSMCBridge smc_;
   std::unique_ptr<SensorReader> reader_;
+  /// Null until the fans are known.
   std::unique_ptr<FanController> controller_;
+  /// What the last look found that had no answer for some key.
+  std::optional<HardwareCapabilities> doubtful_;
   /// Last: destroyed first, so that no read outlives what it uses.
   std::unique_ptr<Queue> queue_;
 };

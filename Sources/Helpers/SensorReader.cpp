@@ -6,6 +6,8 @@
 
 #include "fmt/format.h"
 
+#include "SMC/AskTwice.h"
+
 namespace halcyra {
 
 namespace {
@@ -57,16 +59,16 @@ std::vector<SMCKeyInfo> SensorReader::discoverTemperatureSensors() {
     throw SMCError::keyCountMismatch();
   }
   std::vector<SMCKeyInfo> found;
+  bool isComplete = true;
   for (std::uint32_t index = 0; index < count; ++index) {
-    try {
-      SMCKeyInfo info = smc_.getKeyInfo(smc_.getKeyFromIndex(index));
-      if (isTemperatureKey(info)) {
-        found.push_back(std::move(info));
-      }
-    } catch (const SMCError&) {
-      // One unreadable position must not hide the other sensors.
+    // One unreadable position must not hide the other sensors.
+    auto info = askTwice(isComplete, [&] { return smc_.getKeyInfo(smc_.getKeyFromIndex(index)); });
+    if (info && isTemperatureKey(*info)) {
+      found.push_back(*std::move(info));
     }
   }
+  // What never answers must not be looked for for ever.
+  isDiscoveryOver_ = isComplete || found == knownSensors_;
   knownSensors_ = std::move(found);
   return knownSensors_;
 }
@@ -122,7 +124,7 @@ CPUCoreAverage SensorReader::readCPUCoreAverage() {
 }
 
 void SensorReader::discoverIfNeeded() {
-  if (knownSensors_.empty()) {
+  if (knownSensors_.empty() || !isDiscoveryOver_) {
     discoverTemperatureSensors();
   }
 }
@@ -182,7 +184,7 @@ ThermalChannels SensorReader::readCPUChannels(bool hasTopology) {
   if (valid.size() < requiredChannels(candidates.size(), minimumCPUChannels)) {
     throw SMCError::readFailed(fmt::format("CPU Core Average has only {} valid channels", valid.size()));
   }
-  if (!cpuContributors_) {
+  if (!cpuContributors_ && isDiscoveryOver_) {
     cpuContributors_ = validCandidates(candidates, valid);
   }
   return valid;
@@ -197,7 +199,7 @@ ThermalChannels SensorReader::readGPUChannels() {
   if (valid.size() < requiredChannels(candidates.size(), minimumGPUChannels)) {
     throw SMCError::readFailed(fmt::format("GPU cluster average has only {} valid channels", valid.size()));
   }
-  if (!gpuContributors_) {
+  if (!gpuContributors_ && isDiscoveryOver_) {
     gpuContributors_ = validCandidates(candidates, valid);
   }
   return valid;

@@ -91,6 +91,8 @@ class SensorReader {
   SMCInterface& smc_;
   /// In the order of the key table; empty until discovery.
   std::vector<SMCKeyInfo> knownSensors_;
+  /// False while some key had no answer, which the next read asks for again; nothing is frozen before.
+  bool isDiscoveryOver_ = false;
   std::optional<std::vector<SMCKeyInfo>> cpuContributors_;
   std::optional<std::vector<SMCKeyInfo>> gpuContributors_;
 };

@@ -3,34 +3,11 @@
 #include <algorithm>
 #include <array>
 
+#include "SMC/AskTwice.h"
+
 namespace halcyra {
 
 namespace {
-
-/// The firmware has answered, and not only that it is busy.
-bool isAnAnswer(const SMCError& error) {
-  return error.kind() == SMCError::Case::keyNotFound ||
-         (error.kind() == SMCError::Case::firmwareFailed && !error.isTransient());
-}
-
-/// What cannot be read is asked for once more: one call that goes wrong must not hide a fan. Absent stands for every
-/// failure of the SMC. Anything else goes through: it must not pass for a missing fan.
-template <typename Read>
-auto optionally(bool& isAnswered, Read read) -> std::optional<decltype(read())> {
-  for (bool isRepeated = false;; isRepeated = true) {
-    try {
-      return read();
-    } catch (const SMCError& error) {
-      if (isAnAnswer(error)) {
-        return std::nullopt;
-      }
-      if (isRepeated) {
-        isAnswered = false;
-        return std::nullopt;
-      }
-    }
-  }
-}
 
 bool isWritable(const SMCKeyInfo& info, std::uint32_t size, std::string_view type) {
   return (info.dataAttributes & SMCKeyInfo::writableAttribute) != 0 && info.dataSize == size &&
@@ -39,7 +16,7 @@ bool isWritable(const SMCKeyInfo& info, std::uint32_t size, std::string_view typ
 
 std::optional<std::int64_t> readBound(SMCInterface& smc, SMCKey key) {
   bool isAnswered = true;
-  const std::optional<std::int64_t> rpm = optionally(isAnswered, [&] { return smc.readFanRPM(key); });
+  const std::optional<std::int64_t> rpm = askTwice(isAnswered, [&] { return smc.readFanRPM(key); });
   return rpm && *rpm > 0 ? rpm : std::nullopt;
 }
 
@@ -87,14 +64,14 @@ HardwareCapabilities FanCapabilityProbe::probe() {
       capabilities.fans.push_back(*capability);
     }
   }
+  capabilities.isComplete = isComplete_;
   const auto testMode = keyInfo(SMCKey::fanTestMode);
   capabilities.hasDiagnosticLock = testMode && isWritableUInt8(*testMode);
-  capabilities.isComplete = isComplete_;
   return capabilities;
 }
 
 std::optional<SMCKeyInfo> FanCapabilityProbe::keyInfo(SMCKey key) {
-  return optionally(isComplete_, [&] { return smc_.getKeyInfo(key); });
+  return askTwice(isComplete_, [&] { return smc_.getKeyInfo(key); });
 }
 
 std::optional<FanCapability> FanCapabilityProbe::probeFan(int index) {

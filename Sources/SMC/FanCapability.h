@@ -32,7 +32,7 @@ struct HardwareCapabilities {
   std::vector<FanCapability> fans;
   /// The SMC has a writable fan test-mode flag.
   bool hasDiagnosticLock = false;
-  /// False when the SMC did not answer for some key, which may then hide a fan.
+  /// False when the SMC did not answer for some key of a fan, which may then hide it.
   bool isComplete = true;
 
   std::vector<int> fanIndices() const;

@@ -45,6 +45,8 @@ class SMCError : public LocalizedError {
   Case kind() const { return case_; }
   /// The firmware's result byte; 0 unless `kind()` is `firmwareFailed`.
   std::uint8_t firmwareResult() const { return firmwareResult_; }
+  /// The firmware has answered, and not only that it is busy: asking again would bring the same.
+  bool isAnswer() const { return case_ == Case::keyNotFound || (case_ == Case::firmwareFailed && !isTransient()); }
   /// The firmware is still taking an earlier command in: the same call may succeed in a moment.
   bool isTransient() const { return firmwareResult_ == 0x82 || firmwareResult_ == 0x83; }
 

@@ -212,5 +212,20 @@ TEST(MachineFaultTests, ADriverThatNeverFinishesARead) {
   bench.expectRestored(FanPreset::fullBlast(), before, 1, 60);
 }
 
+TEST(MachineFaultTests, AReadThatEndsTooLateDrivesNothing) {
+  FaultBench bench;
+  bench.startDriving(FanPreset::fullBlast());
+  bench.loop.fault("slow 120");
+  bench.allowance = 60;
+  EXPECT_TRUE(bench.until([&] { return bench.loop.allAutomatic(); }, 75));
+  const auto stale = bench.mark();
+  bench.run(200);
+  EXPECT_TRUE(bench.loop.allAutomatic());
+  EXPECT_EQ(bench.driveWritesSince(stale), 0u) << "its temperatures are a minute old";
+  EXPECT_TRUE(bench.loop.model().lastError());
+  bench.loop.fault("clear slow");
+  EXPECT_TRUE(bench.until([&] { return bench.isUnderControl(FanPreset::fullBlast()); }, 60));
+}
+
 }  // namespace
 }  // namespace halcyra::test

@@ -79,6 +79,26 @@ TEST_F(SensorReaderTest, discoversOnceButRepeatsAnEmptyDiscovery) {
   EXPECT_EQ(smc.count("count"), 3);
 }
 
+TEST_F(SensorReaderTest, whatHadNoAnswerIsLookedForAgainBeforeAnythingIsFrozen) {
+  addCPU();
+  smc.setFloat("TCMz", 60);
+  for (const SMCKey key : SensorReader::m3PerformanceBankBKeys) {
+    smc.failInfo(stringFromKey(key), SMCError::readFailed("gone"));
+  }
+  smc.failInfo("TCMz", SMCError::readFailed("gone"));
+  EXPECT_EQ(reader.readCPUCoreAverage().contributingKeys.size(), 4U) << "no topology yet";
+  EXPECT_EQ(smc.count("info TCMz"), 2) << "asked twice";
+  for (const SMCKey key : SensorReader::m3PerformanceBankBKeys) {
+    smc.failInfo(stringFromKey(key), std::nullopt);
+  }
+  EXPECT_TRUE(reader.readCPUCoreAverage().hasValidatedFanZoneTopology);
+  EXPECT_EQ(reader.readCPUCoreAverage().contributingKeys.size(), 16U);
+  EXPECT_EQ(smc.count("count"), 3);
+  smc.failInfo("TCMz", std::nullopt);
+  EXPECT_EQ(reader.readCPUCoreAverage().hotspotTemperature, std::nullopt) << "two looks agreed without it";
+  EXPECT_EQ(smc.count("count"), 3) << "what never answers is given up";
+}
+
 TEST_F(SensorReaderTest, listsWhatIsPlausible) {
   const std::pair<const char*, double> sensors[] = {{"TX01", -40},   {"TX02", 125},       {"TX03", -40.1},
                                                     {"TX04", 125.1}, {"TX05", test::nan}, {"TX06", 50}};
