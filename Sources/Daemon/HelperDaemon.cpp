@@ -240,7 +240,7 @@ void HelperDaemon::touch() {
 }
 
 void HelperDaemon::idle() {
-  if (session_ || handBacksOut_ > 0 || workOut_ > 0 || mustStay() || report_.isWatched) {
+  if (session_ || handBacksOut_ > 0 || workOut_ > 0 || mustStay() || isWaiting()) {
     touch();
     return;
   }

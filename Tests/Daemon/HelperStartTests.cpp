@@ -93,20 +93,24 @@ TEST(HelperStartTests, ACommandOfADeadHelperThatIsStillPendingAtTheEndIsWrittenO
   }
 }
 
-TEST(HelperStartTests, AFanWhoseModeKeyIsMissingIsWaitedForAndAStopGivesUp) {
-  for (const bool isStopped : {false, true}) {
+TEST(HelperStartTests, AMissingModeKeyOrDriverIsWaitedForAndAStopGivesUp) {
+  struct Row {
+    const char* fault;
+    bool isStopped;
+  };
+  for (const Row row :
+       {Row{"vanish F0Md", false}, Row{"vanish F0Md", true}, Row{"driver-gone", false}, Row{"driver-gone", true}}) {
+    SCOPED_TRACE(row.fault);
     HelperHarness helper;
     helper.fault("set-mode 0 1 4000");
-    helper.fault("vanish F0Md");
+    helper.fault(row.fault);
     helper.start();
     helper.run(60);
-    EXPECT_FALSE(helper.finished) << "nobody else would see the key come back";
+    EXPECT_FALSE(helper.finished) << "nobody else would see it come back";
     EXPECT_TRUE(helper.writes.empty());
-    if (isStopped) {
+    if (row.isStopped) {
       helper.onMain([](HelperDaemon& daemon) { daemon.stop(0, "x"); });
-      helper.run(5);
-      EXPECT_FALSE(helper.finished);
-      helper.run(10);
+      helper.run(15);
       EXPECT_EQ(helper.finished, 1) << "an exit status that says so";
       continue;
     }
