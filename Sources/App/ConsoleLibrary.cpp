@@ -4,6 +4,7 @@
 #include "nlohmann/json.hpp"
 
 #include "App/AppModel.h"
+#include "Platform/UntrustedText.h"
 
 namespace halcyra {
 
@@ -16,7 +17,7 @@ std::string counted(std::size_t presets) {
 std::string listed(const std::vector<FanPreset>& presets) {
   std::string text;
   for (const FanPreset& preset : presets) {
-    text += preset.name + "\n";
+    text += onOneLine(preset.name) + "\n";
   }
   return text;
 }

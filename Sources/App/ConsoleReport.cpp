@@ -6,6 +6,7 @@
 #include "nlohmann/json.hpp"
 
 #include "App/AppModel.h"
+#include "Platform/UntrustedText.h"
 
 namespace halcyra {
 
@@ -59,7 +60,7 @@ std::string ConsoleReport::line() const {
   if (error) {
     text += fmt::format("  ! {}", *error);
   }
-  return text;
+  return onOneLine(text);
 }
 
 std::string ConsoleReport::json() const {
@@ -93,7 +94,8 @@ std::string ConsoleReport::json() const {
 }
 
 std::string ConsoleReport::table() const {
-  std::string text = fmt::format("Aerovane   {}   {}{}\n\n", iso8601String(time), preset, busy ? " (working)" : "");
+  std::string text =
+      fmt::format("Aerovane   {}   {}{}\n\n", iso8601String(time), onOneLine(preset), busy ? " (working)" : "");
   text += fmt::format("  Hottest die {:>10}      Control {:>10}{}\n\n", degrees(display), degrees(control),
                       critical ? "      CRITICAL: fans at maximum" : "");
   text += fmt::format("  {:<5}{:>10}  {:<22}{:>9}{:>9}  {:<10}{:>14}\n", "Fan", "Zone", "Driven by", "RPM", "Target",
@@ -110,7 +112,7 @@ std::string ConsoleReport::table() const {
   }
   text += fmt::format("\n  Helper: {}   Session: {}\n", helper, session ? "held" : "none");
   if (error) {
-    text += fmt::format("\n  {}\n", *error);
+    text += fmt::format("\n  {}\n", onOneLine(*error));
   }
   return text;
 }

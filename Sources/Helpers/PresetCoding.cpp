@@ -59,13 +59,13 @@ class Node {
     return Node(*found, child(key));
   }
 
-  std::vector<Node> elements() const {
+  /// Calls `use` with one element after another, so that the first bad one ends it.
+  template <typename Use>
+  void forEachElement(Use use) const {
     if (!value_->is_array()) failType("an array");
-    std::vector<Node> result;
     for (std::size_t i = 0; i < value_->size(); ++i) {
-      result.emplace_back((*value_)[i], fmt::format("{}[{}]", path_, i));
+      use(Node((*value_)[i], fmt::format("{}[{}]", path_, i)));
     }
-    return result;
   }
 
   const std::string& string() const {
@@ -172,9 +172,7 @@ FanPreset readPreset(const Node& node) {
 
 std::vector<FanPreset> readPresets(const Node& node) {
   std::vector<FanPreset> result;
-  for (const Node& element : node.elements()) {
-    result.push_back(readPreset(element));
-  }
+  node.forEachElement([&](const Node& element) { result.push_back(readPreset(element)); });
   return result;
 }
 

@@ -13,6 +13,20 @@ std::string quotedText(std::string_view text) {
   return shown + (text.size() > longest ? "...\"" : "\"");
 }
 
+std::string onOneLine(std::string_view text) {
+  std::string line(text);
+  unsigned char before = 0;
+  for (char& character : line) {
+    const auto byte = static_cast<unsigned char>(character);
+    // U+0080 to U+009F are two bytes, the first of which is 0xC2.
+    const bool isSecondary = before == 0xC2 && byte >= 0x80 && byte <= 0x9F;
+    if (isSecondary) *(&character - 1) = ' ';
+    if (isSecondary || byte < 0x20 || byte == 0x7F) character = ' ';
+    before = byte;
+  }
+  return line;
+}
+
 JSONTooDeep::JSONTooDeep()
     : std::runtime_error(fmt::format("The data is nested more than {} levels deep.", deepestJSON)) {}
 

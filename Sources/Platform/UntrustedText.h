@@ -13,6 +13,9 @@ namespace halcyra {
 /// "..." when it is long.
 std::string quotedText(std::string_view text);
 
+/// A text for a terminal or a log: control characters, which could end the line or command the terminal, are blanks.
+std::string onOneLine(std::string_view text);
+
 class JSONTooDeep : public std::runtime_error {
  public:
   JSONTooDeep();

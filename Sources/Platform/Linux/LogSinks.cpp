@@ -12,6 +12,7 @@
 #include "fmt/format.h"
 
 #include "Platform/Linux/UnixSocket.h"
+#include "Platform/UntrustedText.h"
 
 namespace halcyra {
 
@@ -56,10 +57,7 @@ bool isSocket(const char* path) {
 }  // namespace
 
 std::string StandardErrorLogSink::line(const LogRecord& record) {
-  std::string text = fmt::format("{} [{}] {}", levelName(record.level), record.category, record.message);
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, ' ');
-  return text + '\n';
+  return onOneLine(fmt::format("{} [{}] {}", levelName(record.level), record.category, record.message)) + '\n';
 }
 
 void StandardErrorLogSink::write(const LogRecord& record) {

@@ -180,8 +180,16 @@ class Desktop {
       }
       return;
     }
-    if (preset_) model_->activate(*preset_, false);
+    activatePreset();
     steps_->stop();
+  }
+
+  /// As the library holds it now: since the start it may have been edited, or deleted.
+  void activatePreset() {
+    if (!preset_) return;
+    for (const FanPreset& each : FanPreset::menuOrder(model_->customPresets())) {
+      if (each.id == preset_->id) return model_->activate(each, false);
+    }
   }
 
   CommandLine line_;

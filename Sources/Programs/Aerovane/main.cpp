@@ -18,6 +18,7 @@
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxServiceManagement.h"
 #include "Platform/Linux/SignalWatcher.h"
+#include "Platform/UntrustedText.h"
 #include "Programs/Aerovane/CommandLine.h"
 #include "Programs/Aerovane/DesktopApplication.h"
 #include "Programs/Aerovane/RecordingFile.h"
@@ -86,7 +87,7 @@ std::optional<FanPreset> presetNamed(const std::string& name, const AppModel& mo
   auto preset = findPreset(presets, name);
   if (!preset) {
     std::string names;
-    for (const FanPreset& each : presets) names += fmt::format("\n  {}", each.name);
+    for (const FanPreset& each : presets) names += fmt::format("\n  {}", onOneLine(each.name));
     complain(fmt::format("--preset: there is no preset named “{}”. There are:{}", name, names));
   }
   return preset;
