@@ -189,8 +189,22 @@ void JSONUserDefaults::setData(std::string_view key, std::string_view value) {
 
 void JSONUserDefaults::set(std::string_view key, nlohmann::json value) {
   const std::lock_guard lock(mutex_);
-  values_[std::string(key)] = std::move(value);
+  values_[std::string(key)] = value;
+  unsaved_[std::string(key)] = std::move(value);
   saveLocked();
+}
+
+// Another application, or a command, may have stored something since this one read the file.
+void JSONUserDefaults::takeOverLocked() {
+  try {
+    auto stored = parseUntrustedJSON(readFile(file_));
+    if (stored.is_object()) {
+      stored.update(unsaved_);
+      values_ = std::move(stored);
+    }
+  } catch (const std::exception&) {
+    // Gone or damaged meanwhile: what is known here is written anew.
+  }
 }
 
 void JSONUserDefaults::saveLocked() {
@@ -200,7 +214,9 @@ void JSONUserDefaults::saveLocked() {
   try {
     std::error_code error;
     std::filesystem::create_directories(file_.parent_path(), error);
+    takeOverLocked();
     writeFileAtomically(file_, values_.dump(2) + '\n', 0600);
+    unsaved_ = nlohmann::json::object();
     lastSaveFailed_ = false;
   } catch (const std::exception& failure) {
     if (!std::exchange(lastSaveFailed_, true)) {

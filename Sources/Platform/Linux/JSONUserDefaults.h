@@ -14,7 +14,8 @@
 namespace halcyra {
 
 /// Settings in one JSON file, an object of keys. Data is {"data": text} when it is UTF-8 text and {"bytes": […]}
-/// otherwise. Every change is written at once, as one step.
+/// otherwise. Every change is written at once, as one step; what another process has changed in the file since is kept
+/// and taken over.
 ///
 /// A file that cannot be understood is moved aside to "<name>.damaged-<n>"; one that cannot be read, or not be moved
 /// aside, is left alone, and the settings then live in memory only. A number with a fraction is no integer.
@@ -42,11 +43,14 @@ class JSONUserDefaults : public UserDefaults {
   std::optional<nlohmann::json> find(std::string_view key) const;
   void set(std::string_view key, nlohmann::json value);
   void saveLocked();
+  void takeOverLocked();
 
   std::filesystem::path file_;
   Logger logger_;
   mutable std::mutex mutex_;
   nlohmann::json values_ = nlohmann::json::object();
+  /// Changed here and not in the file yet.
+  nlohmann::json unsaved_ = nlohmann::json::object();
   bool writable_ = true;
   bool lastSaveFailed_ = false;
 };
