@@ -18,8 +18,6 @@ namespace {
 
 constexpr std::string_view unknownModel = "Unknown Mac";
 constexpr std::size_t sustainedDieSampleCount = 3;
-/// So many failed reads in a row make everything derived from telemetry worthless.
-constexpr int staleTelemetryFailures = 2;
 /// Every call may take 60 ms until then.
 constexpr Seconds lateRead{30};
 
@@ -109,6 +107,22 @@ std::optional<std::string> AppModel::visibleError() const {
   return *lastError_ == activeConflictMessage_ ? std::nullopt : *lastError_;
 }
 
+ControlStatus AppModel::controlStatus() const {
+  using Kind = ControlStatus::Kind;
+  const bool isSelected = activePreset_->kind != PresetKind::system;
+  if (*isBusy_) return {isSelected && !handBackIsOwed_ ? Kind::starting : Kind::handingBack, ""};
+  if (!isSelected) return {Kind::firmware, ""};
+  if (hasHelperSession()) return {Kind::driving, ""};
+  if (*fanControlOwnership_ == FanControlOwnership::anotherApp)
+    return {Kind::monitoringOnly, "another app controls the fans"};
+  if (competingController_->has_value()) return {Kind::paused, **competingController_};
+  if (!lastTemperatureSampleDate_->has_value()) return {Kind::waitingForTemperatures, ""};
+  if (!*thermalControlSupported_) return {Kind::monitoringOnly, "this Mac is not validated"};
+  if (*helperState_ != HelperInstallState::enabled) return {Kind::monitoringOnly, "the helper is not approved"};
+  if (!*supervisedTestPassed_) return {Kind::monitoringOnly, "the supervised fan test has not passed"};
+  return {Kind::starting, ""};
+}
+
 double AppModel::zoneTemperature(int fan, double fallback) const {
   const auto zone = fanControlTemperatures_->find(fan);
   return zone != fanControlTemperatures_->end() ? zone->second : controlTemperature_->value_or(fallback);
@@ -170,7 +184,7 @@ void AppModel::noteLateRead() {
     return;
   }
   handlePollError(SMCError::readFailed("the sensors have not been read for 30 seconds").asError());
-  if (consecutiveTelemetryFailures_ >= staleTelemetryFailures) {
+  if (isTelemetryStale()) {
     powerLifecycle_.invalidatePendingPolls();
   }
 }
@@ -305,14 +319,15 @@ void AppModel::controlFans() {
 void AppModel::handlePollError(const Error& error) {
   ++consecutiveTelemetryFailures_;
   showError(error);
-  if (consecutiveTelemetryFailures_ < staleTelemetryFailures) {
+  if (!isTelemetryStale()) {
     return;
   }
   clearDerivedThermalState();
   controlTemperature_ = std::nullopt;
   lastTemperatureSampleDate_ = std::nullopt;
   seeToOwedHandBack(false);
-  if (activePreset_->kind != PresetKind::system && hasHelperSession()) {
+  // Busy without a session: the start of one is out, and must not lead to driven fans any more.
+  if (activePreset_->kind != PresetKind::system && (hasHelperSession() || *isBusy_)) {
     resetToAutomatic("Thermal or fan telemetry became stale", true, true, {});
   }
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "App/AppModelState.h"
+#include "App/Control/ControlStatus.h"
 #include "App/HistorySample.h"
 #include "App/Published.h"
 #include "Client/HelperClient.h"
@@ -112,6 +113,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   const std::optional<std::string>& lastError() const { return *lastError_; }
   /// Fan control is being taken, tested or handed back.
   bool isBusy() const { return *isBusy_; }
+  /// What drives the fans now, and what is missing when the selected preset does not.
+  ControlStatus controlStatus() const;
   bool supervisedTestPassed() const { return *supervisedTestPassed_; }
   /// Seconds.
   double pollingInterval() const { return *pollingInterval_; }
@@ -214,6 +217,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   // AppModel.cpp
   void start(AppModelOptions options);
   void noteLateRead();
+  bool isTelemetryStale() const { return consecutiveTelemetryFailures_ >= staleTelemetryFailures; }
   void finishPoll();
   void applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& average, std::vector<SensorReading> readings);
   void publishAggregates(const CPUCoreAverage& average);
@@ -388,6 +392,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   bool supervisedTestRunning_ = false;
   bool observesPower_ = false;
 
+  /// So many failed reads in a row make everything derived from telemetry worthless.
+  static constexpr int staleTelemetryFailures = 2;
   int consecutiveTelemetryFailures_ = 0;
   bool pollInFlight_ = false;
   Instant pollBegan_{};

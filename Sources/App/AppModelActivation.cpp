@@ -88,7 +88,8 @@ bool AppModel::deferActivation() {
                          : !*supervisedTestPassed_ || *helperState_ != HelperInstallState::enabled ? notReadyMessage
                                                                                                    : nullptr;
   if (obstacle == nullptr) {
-    return false;
+    // Without a temperature to drive by it is put off, too; the error that is shown says why.
+    return isTelemetryStale();
   }
   lastError_ = obstacle;
   if (hasHelperSession()) {
@@ -168,6 +169,10 @@ void AppModel::finishActivation(const FanPreset& preset, const std::optional<Err
   if (error) {
     failSafe(*error);
     return;
+  }
+  if (preset != *activePreset_) {
+    // Edited meanwhile: the curves are made anew from what is shown.
+    control_.curves.clear();
   }
   presetPendingRestore_.reset();
   nextRestoreAttempt_ = restoreAtOnce;
