@@ -88,7 +88,7 @@ void historyOfTwelveHours(benchmark::State& state) {
   double longest = 0;
   double sum = 0;
   // The history fills, and is trimmed for the first time.
-  constexpr int polls = AppModel::historySampleLimit + AppModel::historyTrimBatchSize;
+  constexpr int polls = SessionHistory::sampleLimit + SessionHistory::trimBatchSize;
   for (auto _ : state) {
     IdleModel idle;
     for (int poll = 0; poll < polls; ++poll) {

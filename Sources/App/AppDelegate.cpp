@@ -34,7 +34,16 @@ TerminateReply AppDelegate::applicationShouldTerminate() {
   if (!terminationPending_) {
     terminationPending_ = true;
     platform_.dispatch.mainQueue().async([self = shared_from_this()] {
-      self->model_->prepareForTermination([self] { self->surroundings_.terminate(); });
+      self->model_->prepareForTermination(
+          [self] {
+            const auto failure = self->model_->handBackFailure();
+            if (failure && self->surroundings_.handBackFailed) {
+              self->surroundings_.handBackFailed(*failure);
+            } else {
+              self->surroundings_.terminate();
+            }
+          },
+          self->surroundings_.waitsForHandBack);
     });
   }
   return TerminateReply::terminateLater;

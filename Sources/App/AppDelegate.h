@@ -26,6 +26,10 @@ struct AppDelegateSurroundings {
   std::function<void(const std::string&)> standardError;
   /// Makes the update manager, which starts the updater.
   std::function<void()> startUpdates;
+  /// Quitting waits for the helper for so long that a person wonders.
+  std::function<void()> waitsForHandBack = [] {};
+  /// The hand-back could not be confirmed: shows which fans and why, and ends the process when that has been read.
+  std::function<void(const std::string&)> handBackFailed = {};
 };
 
 /// Launch and quit of the application. Main queue only.
@@ -39,7 +43,8 @@ class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
               AppDelegateSurroundings surroundings);
 
   void applicationDidFinishLaunching();
-  /// After `terminateLater` the process is ended once the fans have been handed back, however long that takes.
+  /// After `terminateLater` the process is ended once the fans have been handed back; what cannot be confirmed within
+  /// `HandBack::patience` is said first.
   TerminateReply applicationShouldTerminate();
 
  private:

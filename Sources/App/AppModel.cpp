@@ -4,44 +4,25 @@
 #include <cmath>
 #include <string_view>
 #include <utility>
-#include <variant>
 
 #include "fmt/format.h"
-#include "fmt/ranges.h"
 
-#include "App/AppModelReplies.h"
+#include "App/StoredNumber.h"
+#include "Helpers/PresetSelectionStore.h"
 #include "Helpers/ThermalControlCompatibility.h"
 
 namespace halcyra {
 
 namespace {
 
-constexpr std::string_view unknownModel = "Unknown Mac";
-constexpr std::size_t sustainedDieSampleCount = 3;
-/// Every call may take 60 ms until then.
-constexpr Seconds lateRead{30};
-
-constexpr FanZoneThermalFilter::Parameters zoneFilterParameters{.initialValue = std::nullopt,
-                                                                .risingAlpha = 0.45,
-                                                                .fallingAlpha = 0.18,
-                                                                .deadband = 0.35,
-                                                                .coolingThreshold = 1.0,
-                                                                .coolingHold = Seconds{8.0}};
-
-/// A stored 0 counts as absent.
-double storedNumber(const UserDefaults& defaults, std::string_view key, double fallback, double low, double high) {
-  const double stored = defaults.number(key).value_or(0.0);
-  return stored == 0.0 || !std::isfinite(stored) ? fallback : std::clamp(stored, low, high);
-}
-
 std::string readHardwareModelIdentifier(const SystemInformation& system) {
   const auto model = system.sysctlString("hw.model");
-  return model && !model->empty() ? *model : std::string(unknownModel);
+  return model && !model->empty() ? *model : std::string("Unknown Mac");
 }
 
 }  // namespace
 
-std::shared_ptr<AppModel> AppModel::make(Platform& platform, AppModelOptions options) {
+std::shared_ptr<AppModel> AppModel::make(Platform& platform, const AppModelOptions& options) {
   std::shared_ptr<AppModel> model(new AppModel(platform));
   model->start(options);
   return model;
@@ -50,83 +31,49 @@ std::shared_ptr<AppModel> AppModel::make(Platform& platform, AppModelOptions opt
 AppModel::AppModel(Platform& platform)
     : platform_(platform),
       logger_(platform.log, "com.norwick.Halcyra", "Setup"),
+      replies_(platform.dispatch.mainQueue()),
+      errors_(objectWillChange_),
       helper_(HelperClient::make(platform)),
-      curveManager_(platform.userDefaults),
-      selectionStore_(platform.userDefaults),
-      ownershipStore_(platform.userDefaults),
-      hardwareModelIdentifier_(readHardwareModelIdentifier(platform.system)),
-      helperState_(objectWillChange_, helper_->installState()),
-      fanControlOwnership_(objectWillChange_, ownershipStore_.load()),
-      activePreset_(objectWillChange_, FanPreset::systemDefault()),
-      customPresets_(objectWillChange_, curveManager_.loadCustomPresets()),
-      supervisedTestPassed_(objectWillChange_, platform.userDefaults.integer("supervisedFanTestProtocolVersion") ==
-                                                   supervisedTestProtocolVersion),
+      machine_(objectWillChange_, readHardwareModelIdentifier(platform.system), helper_->installState()),
+      thermal_(objectWillChange_, logger_),
+      history_(objectWillChange_),
+      alert_(platform, objectWillChange_, replies_, errors_, logger_),
+      library_(platform, objectWillChange_, errors_),
+      telemetry_(platform, replies_,
+                 {.polling = [this] { control_.polling(); },
+                  .received = [this](TelemetrySnapshot snapshot) { received(std::move(snapshot)); },
+                  .failed = [this](const Error& error, bool isStale) { telemetryFailed(error, isStale); }}),
+      control_({platform, objectWillChange_, replies_, logger_, errors_, telemetry_, thermal_, machine_}, helper_),
       pollingInterval_(objectWillChange_, storedNumber(platform.userDefaults, "pollingInterval", defaultPollingInterval,
                                                        minimumPollingInterval, maximumPollingInterval)),
-      launchAtLogin_(objectWillChange_, platform.serviceManagement.mainAppStatus() == ServiceManagement::enabled),
-      overheatAlertsEnabled_(objectWillChange_, platform.userDefaults.boolean("overheatAlertsEnabled").value_or(false)),
-      overheatThreshold_(objectWillChange_,
-                         storedNumber(platform.userDefaults, "overheatThreshold", defaultOverheatThreshold,
-                                      minimumOverheatThreshold, maximumOverheatThreshold)),
-      telemetryPoller_(std::make_unique<TelemetryPoller>(platform)),
-      competingControllerQueue_(
-          platform.dispatch.makeSerialQueue("com.norwick.Halcyra.controller-scan", QualityOfService::utility)) {}
+      launchAtLogin_(objectWillChange_, platform.serviceManagement.mainAppStatus() == ServiceManagement::enabled) {}
 
 AppModel::~AppModel() {
-  timer_.reset();
-  conflictTimer_.reset();
-  if (observesPower_) {
-    platform_.power.observe({}, {});
-  }
-  telemetryPoller_->close();
+  platform_.power.observe({}, {});
 }
 
-void AppModel::start(AppModelOptions options) {
-  activePreset_ = selectionStore_.load(FanPreset::menuOrder(*customPresets_));
-  if (activePreset_->kind != PresetKind::system) {
-    presetPendingRestore_ = *activePreset_;
-  }
-  helper_->setSessionErrorHandler([weak = weak_from_this()](const Error& error) {
-    if (const auto self = weak.lock()) {
-      self->handleSessionLoss(error);
-    }
-  });
+void AppModel::start(const AppModelOptions& options) {
+  replies_.bind(weak_from_this());
+  control_.remember(options.preset ? *options.preset
+                                   : PresetSelectionStore(platform_.userDefaults).load(library_.menuOrder()));
+  helper_->setSessionErrorHandler(replies_.whileAlive([this](const Error& error) { control_.sessionLost(error); }));
   if (options.refreshHelperRegistration) {
     return;
   }
   try {
-    telemetryPoller_->open();
+    telemetry_.open();
   } catch (const LocalizedError& error) {
-    lastError_ = error.errorDescription();
+    errors_.set(ErrorCause::telemetry, error.errorDescription());
   }
-  observePowerLifecycle();
+  observePower();
   restartPolling();
 }
 
 std::optional<std::string> AppModel::visibleError() const {
-  return *lastError_ == activeConflictMessage_ ? std::nullopt : *lastError_;
+  return errors_.last() == control_.conflictMessage() ? std::nullopt : errors_.last();
 }
 
-ControlStatus AppModel::controlStatus() const {
-  using Kind = ControlStatus::Kind;
-  const bool isSelected = activePreset_->kind != PresetKind::system;
-  if (*isBusy_) return {isSelected && !handBackIsOwed_ ? Kind::starting : Kind::handingBack, ""};
-  if (!isSelected) return {Kind::firmware, ""};
-  if (hasHelperSession()) return {Kind::driving, ""};
-  if (*fanControlOwnership_ == FanControlOwnership::anotherApp)
-    return {Kind::monitoringOnly, "another app controls the fans"};
-  if (competingController_->has_value()) return {Kind::paused, **competingController_};
-  if (!lastTemperatureSampleDate_->has_value()) return {Kind::waitingForTemperatures, ""};
-  if (!*thermalControlSupported_) return {Kind::monitoringOnly, "this Mac is not validated"};
-  if (*helperState_ != HelperInstallState::enabled) return {Kind::monitoringOnly, "the helper is not approved"};
-  if (!*supervisedTestPassed_) return {Kind::monitoringOnly, "the supervised fan test has not passed"};
-  return {Kind::starting, ""};
-}
-
-double AppModel::zoneTemperature(int fan, double fallback) const {
-  const auto zone = fanControlTemperatures_->find(fan);
-  return zone != fanControlTemperatures_->end() ? zone->second : controlTemperature_->value_or(fallback);
-}
+// --- Polling
 
 void AppModel::setPollingInterval(double seconds) {
   if (std::isfinite(seconds)) {
@@ -135,245 +82,168 @@ void AppModel::setPollingInterval(double seconds) {
 }
 
 void AppModel::restartPolling() {
-  timer_.reset();
-  if (powerLifecycle_.isSleeping() || isTerminating_) {
-    return;
+  if (telemetry_.isActive()) {
+    platform_.userDefaults.setNumber("pollingInterval", *pollingInterval_);
   }
-  platform_.userDefaults.setNumber("pollingInterval", *pollingInterval_);
-  // A read from before a sleep is not late by the sleep.
-  pollBegan_ = platform_.clock.steadyNow();
-  const Seconds period{*pollingInterval_};
-  timer_ = platform_.dispatch.mainQueue().startTimer(period, period, Seconds{0}, [weak = weak_from_this()] {
+  telemetry_.start(Seconds{*pollingInterval_});
+}
+
+void AppModel::received(TelemetrySnapshot snapshot) {
+  machine_.helperState = snapshot.helperState;
+  if (!snapshot.fans.empty()) {
+    machine_.fans = std::move(snapshot.fans);
+  }
+  machine_.thermalControlSupported = ThermalControlCompatibility::allowsControl(
+      machine_.modelIdentifier, snapshot.average.hasValidatedFanZoneTopology);
+  machine_.isKnown = true;
+  thermal_.apply(snapshot.average, platform_.clock.steadyNow());
+  const Date now = platform_.clock.now();
+  machine_.lastSampleDate = now;
+  if (telemetry_.hasFailed() && errors_.clearAllBut(ErrorCause::conflict)) {
+    logger_.log("cleared resolved error after telemetry recovery");
+  }
+  errors_.clear(ErrorCause::telemetry);
+  history_.record(fans(), snapshot.average, thermal(), snapshot.readings, now);
+  if (thermal_.isEstablished()) {
+    alert_.check(displayTemperature().value_or(snapshot.average.thermalDisplayTemperature()));
+  }
+  machine_.sensorReadings = std::move(snapshot.readings);
+  control_.received(snapshot.fansWithBadLimits);
+}
+
+void AppModel::telemetryFailed(const Error& error, bool isStale) {
+  errors_.set(ErrorCause::telemetry, error.localizedDescription());
+  if (isStale) {
+    thermal_.clear();
+    thermal_.clearControlTemperature();
+    machine_.lastSampleDate = std::nullopt;
+  }
+  control_.telemetryFailed(isStale);
+}
+
+void AppModel::observePower() {
+  platform_.power.observe(
+      [weak = weak_from_this()](std::function<void()> allowSleep) {
+        if (const auto self = weak.lock()) {
+          self->control_.willSleep(std::move(allowSleep));
+        } else {
+          allowSleep();
+        }
+      },
+      replies_.whileAlive([this] {
+        control_.didWake();
+        restartPolling();
+      }));
+}
+
+// --- Fan control and the end
+
+void AppModel::prepareForTermination(std::function<void()> completion, std::function<void()> notice) {
+  control_.terminate(std::move(notice), [weak = weak_from_this(), completion = std::move(completion)] {
     if (const auto self = weak.lock()) {
-      self->poll();
+      self->helper_->invalidate();
+      self->telemetry_.close();
+    }
+    if (completion) {
+      completion();
     }
   });
-  poll();
 }
 
-void AppModel::poll() {
-  if (powerLifecycle_.isSleeping() || isTerminating_) {
-    return;
+// --- The helper and the login item
+
+void AppModel::installHelper() {
+  logger_.log("installHelper invoked");
+  std::optional<std::string> failure;
+  try {
+    helper_->install();
+  } catch (const LocalizedError& error) {
+    failure = error.errorDescription();
   }
-  requestCompetingControllerRefresh();
-  if (pollInFlight_) {
-    pollRequested_ = true;
-    noteLateRead();
-    return;
+  refreshHelperState();
+  const std::string_view state = rawValue(helperState());
+  const bool requiresApproval = helperState() == HelperInstallState::requiresApproval;
+  if (failure) {
+    logger_.log(fmt::format("helper register threw {}; state={}", *failure, state));
+  } else {
+    logger_.log(fmt::format("helper register returned; state={}", state));
   }
-  pollInFlight_ = true;
-  pollBegan_ = platform_.clock.steadyNow();
-  telemetryPoller_->read(onMain([generation = powerLifecycle_.generation()](AppModel& self, TelemetryResult result) {
-    self.finishPoll();
-    if (!self.powerLifecycle_.accepts(generation)) {
-      return;
-    }
-    if (auto* snapshot = std::get_if<TelemetrySnapshot>(&result)) {
-      self.helperState_ = snapshot->helperState;
-      self.applySnapshot(std::move(snapshot->fans), snapshot->average, std::move(snapshot->readings));
+  if (failure && !requiresApproval) {
+    errors_.set(ErrorCause::helper, *failure);
+  } else {
+    errors_.clear(ErrorCause::helper);
+  }
+  if (requiresApproval) {
+    openLoginItemsSettings();
+  }
+}
+
+void AppModel::uninstallHelper() {
+  const auto uninstall = replies_.whileAlive([this] {
+    helper_->uninstall(replies_.onMain([this](const std::optional<Error>& error) {
+      refreshHelperState();
+      errors_.clearAll();
+      if (error) errors_.set(ErrorCause::helper, error->localizedDescription());
+    }));
+  });
+  control_.handBack({.reason = "helper uninstall", .selection = Selection::drop}, uninstall);
+}
+
+void AppModel::openLoginItemsSettings() {
+  platform_.serviceManagement.openSystemSettingsLoginItems();
+}
+
+void AppModel::setLaunchAtLogin(bool enabled) {
+  try {
+    if (enabled) {
+      platform_.serviceManagement.registerMainApp();
     } else {
-      self.handlePollError(std::get<Error>(result));
+      platform_.serviceManagement.unregisterMainApp();
     }
-  }));
+    errors_.clear(ErrorCause::loginItem);
+  } catch (const LocalizedError& error) {
+    errors_.set(ErrorCause::loginItem, error.errorDescription());
+  }
+  launchAtLogin_ = platform_.serviceManagement.mainAppStatus() == ServiceManagement::enabled;
 }
 
-// A driver that takes seconds for each call delivers neither a reading nor an error, and the fans would be driven by
-// what was read before. Nor are they driven by what such a read delivers in the end.
-void AppModel::noteLateRead() {
-  if (platform_.clock.steadyNow() - pollBegan_ < lateRead) {
+// --- The preset library
+
+void AppModel::createCustomPreset() {
+  const FanPreset preset = library_.makePreset();
+  savePreset(preset);
+  activate(preset);
+}
+
+void AppModel::savePreset(const FanPreset& preset) {
+  if (!library_.accepts(preset)) {
     return;
   }
-  handlePollError(SMCError::readFailed("the sensors have not been read for 30 seconds").asError());
-  if (isTelemetryStale()) {
-    powerLifecycle_.invalidatePendingPolls();
-  }
+  // A copy: the argument may be an element of the list.
+  const FanPreset saved = preset;
+  library_.put(saved);
+  control_.presetEdited(saved);
+  library_.persist();
 }
 
-void AppModel::finishPoll() {
-  pollInFlight_ = false;
-  if (std::exchange(pollRequested_, false) && !powerLifecycle_.isSleeping()) {
-    onMain([](AppModel& self) { self.poll(); })();
-  }
-}
-
-void AppModel::applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& average,
-                             std::vector<SensorReading> readings) {
-  if (!fans.empty()) {
-    fans_ = std::move(fans);
-  }
-  publishAggregates(average);
-  thermalControlSupported_ =
-      ThermalControlCompatibility::allowsControl(hardwareModelIdentifier_, average.hasValidatedFanZoneTopology);
-  const double rawTemperature = average.thermalDisplayTemperature();
-  thermal_.displayPipeline.update(rawTemperature);
-  displayTemperature_ = thermal_.displayPipeline.value();
-
-  const Instant instant = platform_.clock.steadyNow();
-  updateCriticalOverride(rawTemperature, instant);
-  updateSustainedDie(average, instant);
-  updateZones(average, instant);
-  lastTemperatureSampleDate_ = now();
-  noteTelemetryRecovery();
-
-  recordHistory(average, readings);
-  if (thermal_.displayPipeline.isEstablished()) {
-    checkOverheat(displayTemperature_->value_or(rawTemperature));
-  }
-  sensorReadings_ = std::move(readings);
-
-  if (activePreset_->kind != PresetKind::system && !hasHelperSession() && !presetPendingRestore_) {
-    presetPendingRestore_ = *activePreset_;
-  }
-  restoreRememberedPresetIfReady();
-  seeToOwedHandBack(true);
-  takeFansThatReturned();
-  controlFans();
-}
-
-void AppModel::publishAggregates(const CPUCoreAverage& average) {
-  cpuCoreAverage_ = average.temperature;
-  gpuCoreAverage_ = average.gpuAverageTemperature;
-  cpuCoreMaximum_ = average.cpuMaximumTemperature;
-  efficiencyCoreMaximum_ = average.efficiencyMaximumTemperature;
-  performanceCoreMaximum_ = average.performanceMaximumTemperature;
-  gpuCoreMaximum_ = average.gpuMaximumTemperature;
-  cpuDieHotspotTemperature_ = average.hotspotTemperature;
-  gpuDieHotspotTemperature_ = average.gpuHotspotTemperature;
-}
-
-void AppModel::updateCriticalOverride(double temperature, Instant now) {
-  const bool wasActive = *criticalThermalOverrideActive_;
-  criticalThermalOverrideActive_ = thermal_.criticalThermalOverride.update(temperature, now);
-  if (*criticalThermalOverrideActive_ && !wasActive) {
-    logger_.error(fmt::format(
-        "critical raw-die override engaged at {:f}°C; all manually controlled fans will run at maximum", temperature));
-  } else if (!*criticalThermalOverrideActive_ && wasActive) {
-    logger_.log("critical raw-die override cleared after sustained cooling");
-  }
-}
-
-void AppModel::updateSustainedDie(const CPUCoreAverage& average, Instant now) {
-  // An absent hotspot compares below every present one.
-  const std::optional<double> hottest = std::max(average.hotspotTemperature, average.gpuHotspotTemperature);
-  sustainedDieTemperature_ =
-      hottest ? thermal_.sustainedDieFilter.update(*hottest) : thermal_.sustainedDieFilter.noteMissingSample();
-  auto& samples = thermal_.sustainedDieSamples;
-  if (!sustainedDieTemperature_->has_value()) {
-    samples.clear();
+void AppModel::duplicatePreset(const FanPreset& preset) {
+  if (preset.kind != PresetKind::custom) {
     return;
   }
-  samples.emplace_back(now, **sustainedDieTemperature_);
-  if (samples.size() > sustainedDieSampleCount) {
-    samples.erase(samples.begin());
-  }
+  FanPreset copy = preset;
+  copy.id = UUID::random();
+  copy.name += " Copy";
+  savePreset(copy);
 }
 
-void AppModel::updateZones(const CPUCoreAverage& average, Instant now) {
-  thermal_.zoneReadings.clear();
-  std::map<int, double> temperatures;
-  std::map<int, std::string> drivers;
-  for (const FanZoneReading& reading : average.fanZoneReadings) {
-    // Of two readings for one fan the first is kept.
-    if (!thermal_.zoneReadings.emplace(reading.fanIndex, reading).second) {
-      continue;
-    }
-    auto& filter = thermal_.zoneFilters.try_emplace(reading.fanIndex, zoneFilterParameters).first->second;
-    temperatures[reading.fanIndex] = filter.update(reading.temperature, now);
-    drivers[reading.fanIndex] = reading.driver;
-  }
-  std::optional<double> hottest;
-  for (const auto& [fan, temperature] : temperatures) {
-    hottest = std::max(hottest, std::optional(temperature));
-  }
-  fanControlTemperatures_ = std::move(temperatures);
-  fanControlDrivers_ = std::move(drivers);
-  controlTemperature_ = hottest ? hottest : std::max(std::optional(average.temperature), average.gpuAverageTemperature);
-}
-
-void AppModel::noteTelemetryRecovery() {
-  if (consecutiveTelemetryFailures_ >= 1) {
-    clearErrorUnlessConflict("cleared resolved error after telemetry recovery");
-  }
-  consecutiveTelemetryFailures_ = 0;
-}
-
-void AppModel::controlFans() {
-  if (*fanControlOwnership_ != FanControlOwnership::aerovane) {
+void AppModel::deletePreset(const FanPreset& preset) {
+  if (preset.isLocked()) {
     return;
   }
-  switch (activePreset_->kind) {
-    case PresetKind::system:
-      return;
-    case PresetKind::automatic:
-      return applySmartAuto();
-    case PresetKind::fullBlast:
-      return followPreset();
-    case PresetKind::custom:
-      if (activePreset_->strategy) {
-        followPreset();
-      }
-      return;
-  }
-}
-
-void AppModel::handlePollError(const Error& error) {
-  ++consecutiveTelemetryFailures_;
-  showError(error);
-  if (!isTelemetryStale()) {
-    return;
-  }
-  clearDerivedThermalState();
-  controlTemperature_ = std::nullopt;
-  lastTemperatureSampleDate_ = std::nullopt;
-  seeToOwedHandBack(false);
-  // Busy without a session: the start of one is out, and must not lead to driven fans any more.
-  if (activePreset_->kind != PresetKind::system && (hasHelperSession() || *isBusy_)) {
-    resetToAutomatic("Thermal or fan telemetry became stale", true, true, {});
-  }
-}
-
-void AppModel::clearDerivedThermalState() {
-  thermal_.reset();
-  fanControlTemperatures_ = {};
-  fanControlDrivers_ = {};
-  sustainedDieTemperature_ = std::nullopt;
-  criticalThermalOverrideActive_ = false;
-  displayTemperature_ = std::nullopt;
-}
-
-void AppModel::clearErrorUnlessConflict(const char* logMessage) {
-  if (lastError_->has_value() && *lastError_ != activeConflictMessage_) {
-    logger_.log(logMessage);
-    lastError_ = std::nullopt;
-  }
-}
-
-void AppModel::logFanDecision(int fan, std::int64_t target, std::string_view reason) {
-  const auto found = thermal_.zoneReadings.find(fan);
-  if (found == thermal_.zoneReadings.end()) {
-    return;
-  }
-  const FanZoneReading& zone = found->second;
-  const auto filtered = fanControlTemperatures_->find(fan);
-  logger_.log(fmt::format(
-      "fan-zone decision fan={} zone={} driver={} keys={} raw={:f}°C filtered={:f}°C sustainedDie={}°C target={}RPM "
-      "reason={}",
-      fan, zone.zoneName, zone.driver, fmt::join(zone.contributingKeys, ","), zone.temperature,
-      filtered != fanControlTemperatures_->end() ? filtered->second : zone.temperature,
-      sustainedDieTemperature_->has_value() ? fmt::format("{:.2f}", **sustainedDieTemperature_) : "n/a", target,
-      reason));
-  smartAuto_.lastLoggedZoneDriver[fan] = zone.driver;
-}
-
-void AppModel::logDriverTransitionIfNeeded(int fan, std::int64_t target) {
-  const auto zone = thermal_.zoneReadings.find(fan);
-  if (zone == thermal_.zoneReadings.end()) {
-    return;
-  }
-  const auto logged = smartAuto_.lastLoggedZoneDriver.find(fan);
-  if (logged == smartAuto_.lastLoggedZoneDriver.end() || logged->second != zone->second.driver) {
-    logFanDecision(fan, target, "zone source changed");
-  }
+  const UUID id = preset.id;
+  control_.presetDeleted(id);
+  library_.remove(id);
+  library_.persist();
 }
 
 }  // namespace halcyra

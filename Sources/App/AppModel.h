@@ -1,73 +1,53 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "App/AppModelState.h"
-#include "App/Control/ControlStatus.h"
-#include "App/HistorySample.h"
+#include "App/Control/FanControl.h"
+#include "App/Machine.h"
 #include "App/ModelView.h"
+#include "App/OverheatAlert.h"
+#include "App/PresetLibrary.h"
 #include "App/Published.h"
+#include "App/Replies.h"
+#include "App/SessionHistory.h"
+#include "App/StandingErrors.h"
+#include "App/Telemetry.h"
+#include "App/ThermalState.h"
 #include "Client/HelperClient.h"
-#include "Client/TelemetryPoller.h"
-#include "Helpers/CoalescedRefreshState.h"
-#include "Helpers/FanControlOwnership.h"
-#include "Helpers/FanCurveManager.h"
-#include "Helpers/FanPreset.h"
-#include "Helpers/PowerLifecycleState.h"
-#include "Helpers/PresetSelectionStore.h"
-#include "Helpers/SensorReader.h"
 #include "Platform/Platform.h"
-#include "SMC/FanInfo.h"
 
 namespace halcyra {
 
 struct AppModelOptions {
   /// The process only refreshes the helper's registration: the model neither opens the SMC nor polls.
   bool refreshHelperRegistration = false;
+  /// Takes the place of the remembered preset.
+  std::optional<FanPreset> preset = std::nullopt;
 };
 
-/// The one observable model of the application: it polls the telemetry, decides what the fans should do, and has the
-/// privileged helper do it. Main queue only, destruction included. Held by `std::shared_ptr`; timers and replies hold
-/// it weakly. Commands report failure through `lastError()`.
-///
-/// Every asynchronous continuation of fan control carries the control generation of its request and is dropped when
-/// an activation, a hand-back or the loss of the session has opened a new one meanwhile.
+/// The one observable model of the application: it owns the parts, publishes what they hold, and takes the user's
+/// commands. Main queue only, destruction included. Held by `std::shared_ptr`; timers and replies hold it weakly.
+/// Commands report failure through `lastError()`.
 class AppModel : public std::enable_shared_from_this<AppModel> {
  public:
   using Subscription = ChangeSignal::Subscription;
-  using SensorHistory = std::map<std::string, std::vector<float>>;
+  using SensorHistory = SessionHistory::SensorSeries;
 
-  static constexpr std::int64_t supervisedTestProtocolVersion = 1;
   /// Seconds.
   static constexpr double minimumPollingInterval = 1.0;
   static constexpr double maximumPollingInterval = 5.0;
   static constexpr double defaultPollingInterval = 2.0;
-  /// °C.
-  static constexpr double minimumOverheatThreshold = 40.0;
-  static constexpr double maximumOverheatThreshold = 100.0;
-  static constexpr double defaultOverheatThreshold = 85.0;
-  static constexpr std::int64_t historySampleLimit = 21600;
-  static constexpr std::int64_t historyTrimBatchSize = 600;
-  static constexpr Seconds overheatCooldown{300.0};
-  /// How long a failed activation rests before the preset is restored.
-  static constexpr Seconds restoreRetryDelay{5.0};
-  static constexpr Seconds ownershipRestoreDelay{1.0};
-  static constexpr Seconds conflictScanPeriod{0.5};
-  /// RPM; a fan whose commanded and reported targets are both closer than this to the wanted one is left alone.
-  static constexpr std::int64_t targetToleranceRPM = 50;
-  /// °C that Smart Auto assumes where there is no temperature at all.
-  static constexpr double smartAutoFallbackTemperature = 55.0;
+  static constexpr double minimumOverheatThreshold = OverheatAlert::minimumThreshold;
+  static constexpr double maximumOverheatThreshold = OverheatAlert::maximumThreshold;
 
   /// Loads the settings and starts polling. `platform` outlives the model.
-  static std::shared_ptr<AppModel> make(Platform& platform, AppModelOptions options = {});
+  static std::shared_ptr<AppModel> make(Platform& platform, const AppModelOptions& options = {});
   ~AppModel();
   AppModel(const AppModel&) = delete;
   AppModel& operator=(const AppModel&) = delete;
@@ -77,76 +57,77 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   [[nodiscard]] Subscription observe(std::function<void()> willChange) {
     return objectWillChange_.observe(std::move(willChange));
   }
+  /// Everything that the windows show, as it is now.
+  ModelView view() const;
 
   // Published values. Temperatures in °C; absent where there is no trustworthy value.
 
   /// Those of the last poll that reported any.
-  const std::vector<FanInfo>& fans() const { return *fans_; }
-  const std::optional<double>& cpuCoreAverage() const { return *cpuCoreAverage_; }
-  const std::optional<double>& gpuCoreAverage() const { return *gpuCoreAverage_; }
-  const std::optional<double>& cpuCoreMaximum() const { return *cpuCoreMaximum_; }
-  const std::optional<double>& efficiencyCoreMaximum() const { return *efficiencyCoreMaximum_; }
-  const std::optional<double>& performanceCoreMaximum() const { return *performanceCoreMaximum_; }
-  const std::optional<double>& gpuCoreMaximum() const { return *gpuCoreMaximum_; }
-  const std::optional<double>& cpuDieHotspotTemperature() const { return *cpuDieHotspotTemperature_; }
-  const std::optional<double>& gpuDieHotspotTemperature() const { return *gpuDieHotspotTemperature_; }
+  const std::vector<FanInfo>& fans() const { return *machine_.fans; }
+  /// The temperatures that the readings have been turned into.
+  const ThermalReadings& thermal() const { return thermal_.readings(); }
+  const std::optional<double>& cpuCoreAverage() const { return thermal().cpuCoreAverage; }
+  const std::optional<double>& gpuCoreAverage() const { return thermal().gpuCoreAverage; }
+  const std::optional<double>& cpuCoreMaximum() const { return thermal().cpuCoreMaximum; }
+  const std::optional<double>& efficiencyCoreMaximum() const { return thermal().efficiencyCoreMaximum; }
+  const std::optional<double>& performanceCoreMaximum() const { return thermal().performanceCoreMaximum; }
+  const std::optional<double>& gpuCoreMaximum() const { return thermal().gpuCoreMaximum; }
+  const std::optional<double>& cpuDieHotspotTemperature() const { return thermal().cpuDieHotspot; }
+  const std::optional<double>& gpuDieHotspotTemperature() const { return thermal().gpuDieHotspot; }
   /// When the last poll was applied.
-  const std::optional<Date>& lastTemperatureSampleDate() const { return *lastTemperatureSampleDate_; }
-  /// The smoothed hottest live temperature.
-  const std::optional<double>& displayTemperature() const { return *displayTemperature_; }
-  /// The hottest zone.
-  const std::optional<double>& controlTemperature() const { return *controlTemperature_; }
-  /// The smoothed zone temperature of each fan, by fan index.
-  const std::map<int, double>& fanControlTemperatures() const { return *fanControlTemperatures_; }
-  /// What drives each zone, by fan index.
-  const std::map<int, std::string>& fanControlDrivers() const { return *fanControlDrivers_; }
-  const std::optional<double>& sustainedDieTemperature() const { return *sustainedDieTemperature_; }
-  bool criticalThermalOverrideActive() const { return *criticalThermalOverrideActive_; }
+  const std::optional<Date>& lastTemperatureSampleDate() const { return *machine_.lastSampleDate; }
+  const std::optional<double>& displayTemperature() const { return thermal().display; }
+  const std::optional<double>& controlTemperature() const { return thermal().control; }
+  const std::map<int, double>& fanControlTemperatures() const { return thermal().zones; }
+  const std::map<int, std::string>& fanControlDrivers() const { return thermal().zoneDrivers; }
+  const std::optional<double>& sustainedDieTemperature() const { return thermal().sustainedDie; }
+  bool criticalThermalOverrideActive() const { return thermal().criticalOverrideActive; }
   /// Whether this machine's sensors and fans are validated for control.
-  bool thermalControlSupported() const { return *thermalControlSupported_; }
-  HelperInstallState helperState() const { return *helperState_; }
+  bool thermalControlSupported() const { return *machine_.thermalControlSupported; }
+  HelperInstallState helperState() const { return *machine_.helperState; }
   /// The name of a fan utility of another vendor that is running.
-  const std::optional<std::string>& competingController() const { return *competingController_; }
-  FanControlOwnership fanControlOwnership() const { return *fanControlOwnership_; }
+  const std::optional<std::string>& competingController() const { return control_.competitor(); }
+  FanControlOwnership fanControlOwnership() const { return control_.ownership(); }
   /// The selected preset, whether or not it is driving the fans at the moment.
-  const FanPreset& activePreset() const { return *activePreset_; }
-  const std::vector<FanPreset>& customPresets() const { return *customPresets_; }
-  const std::optional<std::string>& lastError() const { return *lastError_; }
+  const FanPreset& activePreset() const { return control_.activePreset(); }
+  const std::vector<FanPreset>& customPresets() const { return library_.presets(); }
+  const std::optional<std::string>& lastError() const { return errors_.last(); }
   /// Fan control is being taken, tested or handed back.
-  bool isBusy() const { return *isBusy_; }
-  /// What the windows show of all this at this moment.
-  ModelView view() const;
+  bool isBusy() const { return control_.isBusy(); }
   /// What drives the fans now, and what is missing when the selected preset does not.
-  ControlStatus controlStatus() const;
-  bool supervisedTestPassed() const { return *supervisedTestPassed_; }
+  ControlStatus controlStatus() const { return control_.status(); }
+  bool supervisedTestPassed() const { return control_.supervisedTest().hasPassed(); }
+  bool supervisedTestRunning() const { return control_.supervisedTest().isRunning(); }
   /// Seconds.
   double pollingInterval() const { return *pollingInterval_; }
   bool launchAtLogin() const { return *launchAtLogin_; }
-  bool overheatAlertsEnabled() const { return *overheatAlertsEnabled_; }
-  double overheatThreshold() const { return *overheatThreshold_; }
+  bool overheatAlertsEnabled() const { return alert_.isEnabled(); }
+  double overheatThreshold() const { return alert_.threshold(); }
   /// Oldest first.
-  const std::vector<HistorySample>& history() const { return *history_; }
+  const std::vector<HistorySample>& history() const { return history_.samples(); }
   /// The temperature channels of the last poll.
-  const std::vector<SensorReading>& sensorReadings() const { return *sensorReadings_; }
+  const std::vector<SensorReading>& sensorReadings() const { return *machine_.sensorReadings; }
 
   // Derived values.
 
   /// `lastError`, unless the conflict banner says the same.
   std::optional<std::string> visibleError() const;
   /// One value per history sample for every sensor key, NaN where the sensor had none.
-  const SensorHistory& sensorHistory() const { return sensorHistory_; }
-  const std::optional<std::string>& activeConflictMessage() const { return activeConflictMessage_; }
+  const SensorHistory& sensorHistory() const { return history_.sensorSeries(); }
+  const std::optional<std::string>& activeConflictMessage() const { return control_.conflictMessage(); }
   /// The fans that the present session may drive.
-  const std::set<int>& controllableFanIndices() const { return control_.controllableFanIndices; }
-  const std::string& hardwareModelIdentifier() const { return hardwareModelIdentifier_; }
-  bool hasHelperSession() const { return helper_->sessionID().has_value(); }
+  const std::set<int>& controllableFanIndices() const { return control_.session().controllableFans(); }
+  const std::string& hardwareModelIdentifier() const { return machine_.modelIdentifier; }
+  bool hasHelperSession() const { return control_.session().hasSession(); }
   /// The temperature that drives the fan `fan`.
-  double zoneTemperature(int fan, double fallback) const;
+  double zoneTemperature(int fan, double fallback) const { return thermal_.zoneTemperature(fan, fallback); }
+  /// Which fans may still be under manual control, and why; none when they are known to be automatic.
+  std::optional<std::string> handBackFailure() const { return control_.handBackFailure(); }
 
   // Polling.
 
   /// Asks for one read now; requests made while one is out fold into one more.
-  void poll();
+  void poll() { telemetry_.poll(); }
   /// Starts the polling timer anew with the present interval, which is stored.
   void restartPolling();
   /// Seconds, limited to 1…5. Takes effect with `restartPolling`.
@@ -154,18 +135,22 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // Fan control.
 
-  /// Selects a preset and has it drive the fans. Ignored while busy. With `quietTransientRetry` a passing failure to
-  /// start the session is not shown and tried again later.
-  void activate(const FanPreset& preset, bool quietTransientRetry);
-  /// Hands every fan back to the system. `reason` goes to the log. With `preservingSelection` the preset stays
-  /// selected and is restored when conditions allow; without it Apple Default is selected. `completion` (may be
-  /// empty) is called exactly once, on the main queue: at once when there is no session, else after the helper's
-  /// answers.
-  void resetToAutomatic(const std::string& reason, bool preservingSelection, bool resumePolling,
-                        std::function<void()> completion);
-  void setFanControlOwnership(FanControlOwnership ownership);
+  /// Selects a preset and has it drive the fans as soon as everything that it needs is there. Ignored while busy, but
+  /// for Apple Default, which interrupts whatever is under way.
+  /// With `quietTransientRetry` a passing failure to start is not shown and tried again later.
+  void activate(const FanPreset& preset, bool quietTransientRetry = false) {
+    control_.activate(preset, quietTransientRetry);
+  }
+  /// Hands every fan back to the system. `completion` (may be empty) is called exactly once, on the main queue: at once
+  /// when there is no session, else after the helper's answers.
+  void resetToAutomatic(const HandBackRequest& request, std::function<void()> completion = {}) {
+    control_.handBack(request, std::move(completion));
+  }
+  void setFanControlOwnership(FanControlOwnership ownership) { control_.setOwnership(ownership); }
   /// Has the helper drive one fan once and hand it back, which must succeed before any preset may drive the fans.
-  void runSupervisedFan0Test();
+  void runSupervisedFan0Test() { control_.runSupervisedTest(); }
+  /// Takes the newest error off the screen.
+  void dismissError() { errors_.dismiss(); }
 
   // Helper, login item, end of the process.
 
@@ -173,15 +158,17 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void uninstallHelper();
   void openLoginItemsSettings();
   void setLaunchAtLogin(bool enabled);
-  /// Stops everything, hands the fans back, then calls `completion`, on the main queue. One-way.
-  void prepareForTermination(std::function<void()> completion);
+  /// Stops everything and hands the fans back; then calls `completion`, on the main queue, at the latest after
+  /// `HandBack::patience`: `handBackFailure` says then what could not be confirmed. `notice` (may be empty) is called
+  /// when it takes long enough for a person to wonder. One-way.
+  void prepareForTermination(std::function<void()> completion, std::function<void()> notice = {});
 
   // Overheat alerts.
 
-  void setOverheatAlertsEnabled(bool enabled);
+  void setOverheatAlertsEnabled(bool enabled) { alert_.setEnabled(enabled); }
   /// °C, limited to 40…100.
-  void setOverheatThreshold(double temperature);
-  void sendTestNotification();
+  void setOverheatThreshold(double temperature) { alert_.setThreshold(temperature); }
+  void sendTestNotification() { alert_.sendTestNotification(); }
 
   // Preset library.
 
@@ -190,223 +177,36 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void savePreset(const FanPreset& preset);
   void duplicatePreset(const FanPreset& preset);
   void deletePreset(const FanPreset& preset);
-  void exportCustomPresets();
-  void importCustomPresets();
+  void exportCustomPresets() { library_.exportPresets(); }
+  void importCustomPresets() { library_.importPresets(); }
 
  private:
   /// Hands polls to the model past the poller, for tests and measurements.
   friend struct AppModelAccess;
 
-  using ErrorCompletion = std::function<void(AppModel&, std::optional<Error>)>;
-  struct HandBack {
-    std::optional<Error> resetError;
-    std::optional<Error> endError;
-  };
-
   explicit AppModel(Platform& platform);
 
-  // AppModelReplies.h
-
-  /// A callback for any thread that runs `handler` on the main queue, with the model first, if it still lives.
-  template <typename Handler>
-  auto onMain(Handler handler);
-  /// The same for control: nothing happens when the control generation is no longer `generation`.
-  template <typename Handler>
-  auto onMainWithin(std::uint64_t generation, Handler handler);
-  /// The same for an answer to the start of a session. A session that is not wanted any more is ended at once.
-  template <typename Handler>
-  HelperClient::DictionaryCompletion onSessionStart(std::uint64_t generation, Handler handler);
-
-  // AppModel.cpp
-  void start(AppModelOptions options);
-  void noteLateRead();
-  bool isTelemetryStale() const { return consecutiveTelemetryFailures_ >= staleTelemetryFailures; }
-  void finishPoll();
-  void applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& average, std::vector<SensorReading> readings);
-  void publishAggregates(const CPUCoreAverage& average);
-  void updateCriticalOverride(double temperature, Instant now);
-  void updateSustainedDie(const CPUCoreAverage& average, Instant now);
-  void updateZones(const CPUCoreAverage& average, Instant now);
-  void noteTelemetryRecovery();
-  void controlFans();
-  void handlePollError(const Error& error);
-  void clearDerivedThermalState();
-  void logFanDecision(int fan, std::int64_t target, std::string_view reason);
-  void logDriverTransitionIfNeeded(int fan, std::int64_t target);
-  Date now() const { return platform_.clock.now(); }
-  void showError(const Error& error) { lastError_ = error.localizedDescription(); }
-  void clearErrorUnlessConflict(const char* logMessage);
-
-  // AppModelActivation.cpp
-  void activateAppleDefault();
-  bool refuseActivation();
-  void select(const FanPreset& preset);
-  bool deferActivation();
-  void beginActivation(const FanPreset& preset, bool quietTransientRetry);
-  void continueActivation(const FanPreset& preset, bool quietTransientRetry, std::optional<Error> error);
-  void enableActivePreset();
-  void finishActivation(const FanPreset& preset, const std::optional<Error>& error);
-  void enableFansSequentially(std::vector<int> indices, const FanPreset& preset, std::uint64_t generation,
-                              const ErrorCompletion& completion);
-  void enableFan(int index, const FanPreset& preset, std::uint64_t generation, const ErrorCompletion& completion);
-  void setInitialTarget(int index, const FanPreset& preset, std::uint64_t generation,
-                        const ErrorCompletion& completion);
-  /// The first target of an activation and, of every preset but Smart Auto, the target of each poll.
-  std::int64_t initialTarget(const FanInfo& fan, const FanPreset& preset);
-  void restoreRememberedPresetIfReady();
-  static bool isTransientBeginFailure(const Error& error);
-  const FanInfo* publishedFan(int index) const;
-
-  // AppModelHandBack.cpp
-  void failSafe(const Error& error);
-  void handleSessionLoss(const Error& error);
-  void handBack(std::function<void(const HandBack&)> finished);
-  void finishReset(std::uint64_t generation, bool preservingSelection, bool resumePolling, const HandBack& result);
-  std::string conflictMessage(const std::string& name) const;
-  void keepSelectionForRestore();
-  void askForManualMode(int fan, const HelperClient::DictionaryCompletion& completion);
-  void seeToOwedHandBack(bool fansWereRead);
-  void postponeRestore(Seconds delay) { nextRestoreAttempt_ = platform_.clock.steadyNow() + delay; }
-  void openControlGeneration();
-
-  // AppModelControl.cpp
-  /// Writes the targets of a curve or a fixed speed.
-  void followPreset();
-  void applySmartAuto();
-  void applySmartAuto(const FanInfo& fan, std::optional<double> dieTemperature, Instant now);
-  void commandSmartAuto(const FanInfo& fan, std::int64_t commanded, std::int64_t next, bool dieFloorDriven);
-  void noteSmartTier(int fan, double temperature);
-  static HysteresisCurve newCurve(int fan, const FanPreset& preset);
-  /// Evaluates the fan's curve, made anew when there is none.
-  std::int64_t curveTarget(const FanInfo& fan, const FanPreset& preset);
-  std::optional<std::int64_t> commandedTarget(int fan) const;
-  bool isNearTarget(const FanInfo& fan, std::int64_t target) const;
-  bool isControllingFans() const { return hasHelperSession() && !*isBusy_; }
-  bool isUnderControl(const FanInfo& fan);
-  bool hasUsableLimits(const FanInfo& fan);
-  void noteMonitorOnlyFans();
-  void takeFansThatReturned();
-  void enqueueTargetWrite(int fan, std::int64_t target);
-  void performTargetWrite(int fan, std::int64_t target, std::uint64_t generation);
-
-  // AppModelSafety.cpp
-  void observePowerLifecycle();
-  void willSleep(std::function<void()> allowSleep);
-  void didWake();
-  void requestCompetingControllerRefresh();
-  void runCompetingControllerRefresh();
-  void startConflictMonitor();
-  void applyCompetingController(const std::optional<std::string>& name);
-  void noteCompetingController(const std::string& name);
-  void noteCompetingControllerGone();
-  /// Forgets the conflict message, wherever it is shown.
-  void clearConflictMessage();
-
-  // AppModelInstallation.cpp
-  void refreshHelperState() { helperState_ = helper_->installState(); }
-
-  // AppModelSupervisedTest.cpp
-  void beginSupervisedTest(const PropertyList& status, std::uint64_t generation);
-  void writeSupervisedTarget(int fan, std::int64_t target, std::uint64_t generation);
-  void finishSupervisedTest(const std::optional<Error>& writeError, const PropertyList& resetReply,
-                            const std::optional<Error>& resetError);
-  void passSupervisedTest();
-  void finishFailedTest(const Error& error);
-  /// What a hand-back for `reason` means for a test that is running: it has failed.
-  void interruptSupervisedTest(const std::string& reason);
-
-  // AppModelHistory.cpp
-  void recordHistory(const CPUCoreAverage& average, const std::vector<SensorReading>& readings);
-  void recordSensors(const std::vector<SensorReading>& readings, std::size_t position);
-  void checkOverheat(double temperature);
-  void deliverNotification(const std::string& title, const std::string& body);
-  void queueNotification(const std::string& title, const std::string& body);
-
-  // AppModelLibrary.cpp
-  bool persistCustomPresets(const char* errorPrefix);
+  void start(const AppModelOptions& options);
+  void received(TelemetrySnapshot snapshot);
+  void telemetryFailed(const Error& error, bool isStale);
+  void observePower();
+  void refreshHelperState() { machine_.helperState = helper_->installState(); }
 
   Platform& platform_;
   Logger logger_;
-  std::shared_ptr<HelperClient> helper_;
-  FanCurveManager curveManager_;
-  PresetSelectionStore selectionStore_;
-  FanControlOwnershipStore ownershipStore_;
-  const std::string hardwareModelIdentifier_;
-
   ChangeSignal objectWillChange_;
-  Published<std::vector<FanInfo>> fans_{objectWillChange_, {}};
-  Published<std::optional<double>> cpuCoreAverage_{objectWillChange_, {}};
-  Published<std::optional<double>> gpuCoreAverage_{objectWillChange_, {}};
-  Published<std::optional<double>> cpuCoreMaximum_{objectWillChange_, {}};
-  Published<std::optional<double>> efficiencyCoreMaximum_{objectWillChange_, {}};
-  Published<std::optional<double>> performanceCoreMaximum_{objectWillChange_, {}};
-  Published<std::optional<double>> gpuCoreMaximum_{objectWillChange_, {}};
-  Published<std::optional<double>> cpuDieHotspotTemperature_{objectWillChange_, {}};
-  Published<std::optional<double>> gpuDieHotspotTemperature_{objectWillChange_, {}};
-  Published<std::optional<Date>> lastTemperatureSampleDate_{objectWillChange_, {}};
-  Published<std::optional<double>> displayTemperature_{objectWillChange_, {}};
-  Published<std::optional<double>> controlTemperature_{objectWillChange_, {}};
-  Published<std::map<int, double>> fanControlTemperatures_{objectWillChange_, {}};
-  Published<std::map<int, std::string>> fanControlDrivers_{objectWillChange_, {}};
-  Published<std::optional<double>> sustainedDieTemperature_{objectWillChange_, {}};
-  Published<bool> criticalThermalOverrideActive_{objectWillChange_, false};
-  Published<bool> thermalControlSupported_{objectWillChange_, false};
-  Published<HelperInstallState> helperState_;
-  Published<std::optional<std::string>> competingController_{objectWillChange_, {}};
-  Published<FanControlOwnership> fanControlOwnership_;
-  Published<FanPreset> activePreset_;
-  Published<std::vector<FanPreset>> customPresets_;
-  Published<std::optional<std::string>> lastError_{objectWillChange_, {}};
-  Published<bool> isBusy_{objectWillChange_, false};
-  Published<bool> supervisedTestPassed_;
+  Replies replies_;
+  StandingErrors errors_;
+  std::shared_ptr<HelperClient> helper_;
+  Machine machine_;
+  ThermalState thermal_;
+  SessionHistory history_;
+  OverheatAlert alert_;
+  PresetLibrary library_;
+  Telemetry telemetry_;
+  FanControl control_;
   Published<double> pollingInterval_;
   Published<bool> launchAtLogin_;
-  Published<bool> overheatAlertsEnabled_;
-  Published<double> overheatThreshold_;
-  Published<std::vector<HistorySample>> history_{objectWillChange_, {}};
-  Published<std::vector<SensorReading>> sensorReadings_{objectWillChange_, {}};
-
-  SensorHistory sensorHistory_;
-  /// The series of each reading of the last poll, by position; entries of `sensorHistory_` are never removed.
-  std::vector<SensorHistory::value_type*> seriesOfReading_;
-  std::optional<Instant> lastOverheatAlert_;
-
-  /// To be activated again once every precondition holds.
-  std::optional<FanPreset> presetPendingRestore_;
-  Instant nextRestoreAttempt_ = restoreAtOnce;
-  std::uint64_t controlGeneration_ = 0;
-  ControlState control_;
-  /// A fan was asked to be manual, and nothing has said since that all are automatic.
-  bool handBackIsOwed_ = false;
-  /// Until then it is left to the helper.
-  Instant nextOwedHandBack_ = restoreAtOnce;
-  SmartAutoState smartAuto_;
-  FanTargetWriteCoalescer targetWriteCoalescer_;
-  DerivedThermalState thermal_;
-  /// Fans whose impossible limits have been logged.
-  std::set<int> fansWithBadLimits_;
-  /// Fans whose target could not be read in some poll since they were last seen under control.
-  std::set<int> fansWithoutTarget_;
-  /// Fans that the helper did not offer although their target could be read: no new session would change that.
-  std::set<int> monitorOnlyFans_;
-  bool supervisedTestRunning_ = false;
-  bool observesPower_ = false;
-
-  /// So many failed reads in a row make everything derived from telemetry worthless.
-  static constexpr int staleTelemetryFailures = 2;
-  int consecutiveTelemetryFailures_ = 0;
-  bool pollInFlight_ = false;
-  Instant pollBegan_{};
-  bool pollRequested_ = false;
-  PowerLifecycleState powerLifecycle_;
-  bool isTerminating_ = false;
-  std::optional<std::string> activeConflictMessage_;
-  CoalescedRefreshState competingControllerRefresh_;
-
-  std::unique_ptr<TelemetryPoller> telemetryPoller_;
-  std::unique_ptr<Queue> competingControllerQueue_;
-  std::unique_ptr<Timer> timer_;
-  std::unique_ptr<Timer> conflictTimer_;
 };
 
 }  // namespace halcyra

@@ -6,6 +6,7 @@
 #include "fmt/format.h"
 
 #include "App/ConsoleReport.h"
+#include "Platform/UntrustedText.h"
 
 namespace halcyra {
 
@@ -45,7 +46,7 @@ void ConsoleSession::start() {
   if (options_.duration) {
     end_ = platform_.dispatch.mainQueue().startTimer(*options_.duration, Seconds{0}, Seconds{0},
                                                      [weak = weak_from_this()] {
-                                                       if (const auto self = weak.lock()) self->stop(0);
+                                                       if (const auto self = weak.lock()) self->endAfterDuration();
                                                      });
   }
   scheduleRefresh();
@@ -58,7 +59,23 @@ void ConsoleSession::stop(int status) {
   stopping_ = true;
   end_.reset();
   const int result = status == 0 && recordingFailed_ ? 1 : status;
-  model_->prepareForTermination([self = shared_from_this(), result] { self->surroundings_.finished(result); });
+  model_->prepareForTermination(
+      [self = shared_from_this(), result] {
+        const auto failure = self->model_->handBackFailure();
+        if (failure) self->surroundings_.complain(*failure);
+        self->surroundings_.finished(failure && result == 0 ? 1 : result);
+      },
+      [self = shared_from_this()] { self->surroundings_.complain("waiting for the helper to hand the fans back…"); });
+}
+
+// A script that asked for a preset is told when it got none.
+void ConsoleSession::endAfterDuration() {
+  const bool isMissed = options_.preset && options_.preset->kind != PresetKind::system && !presetDrove_;
+  if (!stopping_ && isMissed) {
+    surroundings_.complain(fmt::format("“{}” never drove a fan: {}", onOneLine(options_.preset->name),
+                                       model_->lastError().value_or(model_->controlStatus().line())));
+  }
+  stop(isMissed ? 1 : 0);
 }
 
 void ConsoleSession::scheduleRefresh() {
@@ -86,6 +103,8 @@ void ConsoleSession::refresh() {
     record();
   }
   polls_ += polled ? 1 : 0;
+  presetDrove_ = presetDrove_ || (options_.preset && model_->activePreset().id == options_.preset->id &&
+                                  model_->controlStatus().kind == ControlStatus::Kind::driving);
   while (!stopping_ && advance()) {
   }
 }
@@ -138,7 +157,7 @@ bool ConsoleSession::advance() {
     case Step::preset:
       if (polls_ == 0 || model_->isBusy()) return false;
       step_ = Step::running;
-      if (options_.preset) model_->activate(*options_.preset, false);
+      if (options_.preset && !presetDrove_) model_->activate(*options_.preset);
       return true;
     case Step::running:
       return false;

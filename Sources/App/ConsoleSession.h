@@ -14,7 +14,8 @@ namespace halcyra {
 enum class ConsoleStyle { lines, json, table };
 
 struct ConsoleOptions {
-  /// To be activated once the set-up steps are done; without one the remembered preset comes back by itself.
+  /// To be activated once the set-up steps are done, unless the model was made with it and it drives already; without
+  /// one the remembered preset comes back by itself. One that never drives in the whole `duration` is a failure.
   std::optional<FanPreset> preset;
   bool installHelper = false;
   bool approveHelper = false;
@@ -47,12 +48,14 @@ class ConsoleSession : public std::enable_shared_from_this<ConsoleSession> {
                  ConsoleSurroundings surroundings);
 
   void start();
-  /// Hands the fans back, then reports `status`. A second call changes nothing.
+  /// Hands the fans back, then reports `status`, or 1 when the hand-back could not be confirmed. A second call changes
+  /// nothing.
   void stop(int status);
 
  private:
   enum class Step { helper, test, awaitingTest, preset, running };
 
+  void endAfterDuration();
   void scheduleRefresh();
   void refresh();
   void print();
@@ -72,6 +75,7 @@ class ConsoleSession : public std::enable_shared_from_this<ConsoleSession> {
   bool stopping_ = false;
   TelemetryRecorder recorder_;
   bool recordingFailed_ = false;
+  bool presetDrove_ = false;
   /// Polls applied so far.
   int polls_ = 0;
   std::optional<Date> lastSample_;

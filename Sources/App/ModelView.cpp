@@ -33,7 +33,7 @@ ModelView AppModel::view() const {
   view.controlStatus = controlStatus();
   view.isBusy = isBusy();
   view.hasHelperSession = hasHelperSession();
-  view.supervisedTestRunning = supervisedTestRunning_;
+  view.supervisedTestRunning = supervisedTestRunning();
   view.supervisedTestPassed = supervisedTestPassed();
   view.controllableFanIndices = controllableFanIndices();
   view.hardwareModelIdentifier = hardwareModelIdentifier();

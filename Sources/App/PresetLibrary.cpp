@@ -13,8 +13,7 @@ namespace {
 
 constexpr const char* exportFailed = "Export failed: ";
 constexpr const char* importFailed = "Import failed: ";
-constexpr const char* invalidPreset =
-    "That preset has an invalid name, temperature range, hysteresis, or RPM target.";
+constexpr const char* invalidPreset = "That preset has an invalid name, temperature range, hysteresis, or RPM target.";
 
 }  // namespace
 

@@ -68,16 +68,15 @@ void Telemetry::fail(const Error& error, bool isStale) {
 // what was read before.
 void Telemetry::watchAge() {
   const Seconds left = *reading_ + Confidence::limit - platform_.clock.steadyNow();
-  age_ = replies_.mainQueue().startTimer(std::max(left, Seconds{0}), Seconds{0}, Seconds{0},
-                                         replies_.whileAlive([this] {
-                                           ++failures_;
-                                           fail(SMCError::readFailed(fmt::format(
-                                                                         "the sensors have not been read for {:.0f} "
-                                                                         "seconds",
-                                                                         Confidence::limit.count()))
-                                                    .asError(),
-                                                true);
-                                         }));
+  age_ =
+      replies_.mainQueue().startTimer(std::max(left, Seconds{0}), Seconds{0}, Seconds{0}, replies_.whileAlive([this] {
+        ++failures_;
+        fail(SMCError::readFailed(fmt::format("the sensors have not been read for {:.0f} "
+                                              "seconds",
+                                              Confidence::limit.count()))
+                 .asError(),
+             true);
+      }));
 }
 
 std::optional<Confidence> Telemetry::confidence() const {

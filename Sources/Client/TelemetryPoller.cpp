@@ -1,5 +1,6 @@
 #include "Client/TelemetryPoller.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -11,6 +12,7 @@ namespace halcyra {
 
 TelemetryPoller::TelemetryPoller(Platform& platform)
     : platform_(platform),
+      logger_(platform.log, "com.norwick.Halcyra.core", "TelemetryPoller"),
       smc_(platform.iokit, platform.clock, SMCWriteCapability::disabled, {}),
       queue_(platform.dispatch.makeSerialQueue("com.norwick.Halcyra.smc-poll", QualityOfService::standard)) {}
 
@@ -23,7 +25,10 @@ void TelemetryPoller::open() {
 // The application ends: it does not wait for the rest of a read whose calls may take a second each.
 void TelemetryPoller::close() {
   smc_.abandon();
-  queue_->sync([this] { smc_.close(); });
+  queue_->sync([this] {
+    isClosed_ = true;
+    smc_.close();
+  });
 }
 
 void TelemetryPoller::read(Completion completion) {
@@ -50,9 +55,25 @@ void TelemetryPoller::lookForFans() {
   controller_ = std::move(controller);
 }
 
+void TelemetryPoller::readFan(int index, TelemetrySnapshot& snapshot) {
+  try {
+    if (auto fan = controller_->readFan(index)) {
+      snapshot.fans.push_back(*fan);
+      return;
+    }
+    snapshot.fansWithBadLimits.push_back(index);
+    if (std::find(fansWithBadLimits_.begin(), fansWithBadLimits_.end(), index) == fansWithBadLimits_.end()) {
+      logger_.error(fmt::format("fan {} is left alone: it reports impossible RPM bounds", index));
+    }
+  } catch (const std::exception&) {
+    // Counted by the caller: a partial snapshot is never delivered.
+  }
+}
+
 TelemetrySnapshot TelemetryPoller::readSnapshot() {
   if (!smc_.isOpen()) {
-    throw SMCError::notOpen();
+    if (isClosed_) throw SMCError::notOpen();
+    smc_.open();
   }
   if (!reader_) {
     reader_ = std::make_unique<SensorReader>(smc_);
@@ -63,13 +84,10 @@ TelemetrySnapshot TelemetryPoller::readSnapshot() {
   const std::vector<FanCapability>& expected = controller_->probeCapabilities().fans;
   TelemetrySnapshot snapshot;
   for (const FanCapability& fan : expected) {
-    try {
-      snapshot.fans.push_back(controller_->getFanInfo(fan.index));
-    } catch (const std::exception&) {
-      // Counted below: a partial snapshot is never delivered.
-    }
+    readFan(fan.index, snapshot);
   }
-  if (snapshot.fans.size() != expected.size()) {
+  fansWithBadLimits_ = snapshot.fansWithBadLimits;
+  if (snapshot.fans.size() + snapshot.fansWithBadLimits.size() != expected.size()) {
     throw SMCError::readFailed(
         fmt::format("Fan telemetry is incomplete ({} of {} fans)", snapshot.fans.size(), expected.size()));
   }

@@ -17,8 +17,10 @@ namespace halcyra {
 
 /// The result of one read.
 struct TelemetrySnapshot {
-  /// One entry per fan that the machine reports; always complete.
+  /// One entry per fan that the machine reports, but for those with impossible limits; otherwise complete.
   std::vector<FanInfo> fans;
+  /// Fans left out because no range of speeds can be formed of their limits.
+  std::vector<int> fansWithBadLimits;
   CPUCoreAverage average;
   /// Every temperature channel; empty when that read failed.
   std::vector<SensorReading> readings;
@@ -35,7 +37,7 @@ class TelemetryPoller {
   explicit TelemetryPoller(Platform& platform);
   ~TelemetryPoller();
 
-  /// Opens the SMC, on the queue, and waits for it; throws `SMCError`.
+  /// Opens the SMC, on the queue, and waits for it; throws `SMCError`. When it fails, each read tries again.
   void open();
   /// Closes the SMC for good, on the queue, and waits for it; a read under way fails at its next call.
   void close();
@@ -46,12 +48,17 @@ class TelemetryPoller {
   TelemetryResult performRead();
   TelemetrySnapshot readSnapshot();
   void lookForFans();
+  void readFan(int index, TelemetrySnapshot& snapshot);
 
   Platform& platform_;
+  Logger logger_;
+  bool isClosed_ = false;
   IOKitSMCBridge smc_;
   std::unique_ptr<SensorReader> reader_;
   /// Null until the fans are known.
   std::unique_ptr<FanController> controller_;
+  /// Those of the last read: said once.
+  std::vector<int> fansWithBadLimits_;
   /// What the last look found that had no answer for some key.
   std::optional<HardwareCapabilities> doubtful_;
   /// Last: destroyed first, so that no read outlives what it uses.

@@ -61,13 +61,32 @@ class FanLedger {
   bool anyIsWatched() const;
 
  private:
-  struct Entry {
-    bool mayBeManual = false;
-    bool owed = false;
-    std::optional<Instant> unseenManualWrite;
-    bool countermanded = false;
-    bool lacksMode = false;
+  enum class State {
+    /// The firmware has it, as far as anybody knows.
+    automatic,
+    /// An earlier process may have written manual mode, and it may still become effective.
+    unattended,
+    /// The same, and the fan has no mode key at the moment.
+    unattendedWithoutMode,
+    /// Manual mode was written and has not been seen to take effect yet.
+    manualWritten,
+    /// The mode key read as manual, or as nothing that is the firmware's.
+    manual,
+    /// Automatic mode was written over one that had not been seen to take effect; over one that had.
+    overwrittenUnseen,
+    overwritten,
   };
+
+  struct Entry {
+    State state = State::automatic;
+    /// A hand-back owes it to the firmware.
+    bool isOwed = false;
+    /// When the write was made that may still become effective.
+    Instant since{};
+  };
+
+  static bool mayBeManual(State state);
+  static bool isWatched(State state);
 
   const Entry* find(int fan) const;
 

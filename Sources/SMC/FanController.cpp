@@ -34,6 +34,14 @@ std::int64_t FanController::discoverFans() {
 }
 
 FanInfo FanController::getFanInfo(int index) {
+  const std::optional<FanInfo> info = readFan(index);
+  if (!info) {
+    throw SMCError::readFailed(fmt::format("fan {} reported invalid RPM bounds", index));
+  }
+  return *info;
+}
+
+std::optional<FanInfo> FanController::readFan(int index) {
   requireKnown(index);
   FanInfo info{.index = index,
                .actualRPM = smc_.readFanRPM(SMCKey::fan(index, "Ac")),
@@ -47,7 +55,7 @@ FanInfo FanController::getFanInfo(int index) {
     // The reading is of use without its target.
   }
   if (info.minRPM < 1 || info.maxRPM < info.minRPM) {
-    throw SMCError::readFailed(fmt::format("fan {} reported invalid RPM bounds", index));
+    return std::nullopt;
   }
   return info;
 }

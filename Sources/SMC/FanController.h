@@ -28,6 +28,8 @@ class FanController {
   /// The number of fans.
   std::int64_t discoverFans();
   FanInfo getFanInfo(int index);
+  /// The same; nothing when no range of speeds can be formed of the fan's limits.
+  std::optional<FanInfo> readFan(int index);
   void setFanMode(int index, FanMode mode);
   /// The fan must be in manual mode and `rpm` within its live limits (inclusive).
   void setFanRPM(int index, std::int64_t rpm);

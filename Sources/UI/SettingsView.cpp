@@ -195,7 +195,7 @@ SettingsSection* SettingsView::makeSafetySection() {
   reset->setToolTip(keys.toString(QKeySequence::NativeText));
   section->addButtons({reset});
   const auto handBack = [this] {
-    model_->resetToAutomatic(std::string(SettingsText::emergencyReason), false, true, {});
+    model_->resetToAutomatic({.reason = std::string(SettingsText::emergencyReason), .selection = Selection::drop});
   };
   connect(reset, &QPushButton::clicked, this, handBack);
   // The button's own shortcut would be out of reach while it is scrolled away.
@@ -247,11 +247,12 @@ void SettingsView::connectSliders() {
 }
 
 void SettingsView::uninstallHelper() {
-  model_->resetToAutomatic(std::string(SettingsText::uninstallReason), false, true, [weak = std::weak_ptr(model_)] {
-    if (const auto model = weak.lock()) {
-      model->uninstallHelper();
-    }
-  });
+  model_->resetToAutomatic({.reason = std::string(SettingsText::uninstallReason), .selection = Selection::drop},
+                           [weak = std::weak_ptr(model_)] {
+                             if (const auto model = weak.lock()) {
+                               model->uninstallHelper();
+                             }
+                           });
 }
 
 void SettingsView::refresh() {

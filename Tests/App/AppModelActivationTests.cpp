@@ -301,7 +301,7 @@ TEST(AppModelActivation, repliesUnderAChangedGenerationAreDropped) {
     h.helper.hold(operation);
     h.activate(FanPreset::fullBlast());
     const std::size_t sent = h.transcript().size();
-    h.onMain([](AppModel& model) { model.resetToAutomatic("settings emergency reset", false, true, {}); });
+    h.onMain([](AppModel& model) { model.resetToAutomatic({.reason = "settings emergency reset", .selection = Selection::drop}); });
     EXPECT_FALSE(h.model().isBusy());
     h.helper.release(operation);
     h.run(6);

@@ -12,7 +12,7 @@ TEST(AppModelHandBack, resetsThenEndsTheSessionThenTellsItsCaller) {
     int completed = 0;
     int modeAtCompletion = -1;
     h.onMain([&](AppModel& model) {
-      model.resetToAutomatic("settings emergency reset", preserving, true, [&] {
+      model.resetToAutomatic({.reason = "settings emergency reset", .selection = preserving ? Selection::keep : Selection::drop}, [&] {
         ++completed;
         modeAtCompletion = h.helper.fans[0].mode;
       });
@@ -35,7 +35,7 @@ TEST(AppModelHandBack, withoutASessionItCompletesAtOnceAndAsksNobody) {
   StartedModel h;
   bool completed = false;
   h.onMain([&](AppModel& model) {
-    model.resetToAutomatic("settings emergency reset", false, true, [&] { completed = true; });
+    model.resetToAutomatic({.reason = "settings emergency reset", .selection = Selection::drop}, [&] { completed = true; });
     EXPECT_TRUE(completed);
     EXPECT_FALSE(model.isBusy());
   });
@@ -54,7 +54,7 @@ TEST(AppModelHandBack, failuresAreShownUnlessTheSessionWasGone) {
     ModelHarness h(FanPreset::fullBlast());
     h.helper.failNext(row.operation, helperError(row.code));
     int completed = 0;
-    h.onMain([&](AppModel& model) { model.resetToAutomatic("a reason", false, true, [&] { ++completed; }); });
+    h.onMain([&](AppModel& model) { model.resetToAutomatic({.reason = "a reason", .selection = Selection::drop}, [&] { ++completed; }); });
     EXPECT_EQ(h.errorText(), row.message);
     EXPECT_EQ(completed, 1);
     EXPECT_FALSE(h.model().isBusy());
@@ -67,8 +67,8 @@ TEST(AppModelHandBack, twoAtOnceBothComplete) {
   h.helper.hold("reset");
   int first = 0, second = 0;
   h.onMain([&](AppModel& model) {
-    model.resetToAutomatic("first", true, true, [&] { ++first; });
-    model.resetToAutomatic("second", false, true, [&] { ++second; });
+    model.resetToAutomatic({.reason = "first", .selection = Selection::keep}, [&] { ++first; });
+    model.resetToAutomatic({.reason = "second", .selection = Selection::drop}, [&] { ++second; });
   });
   EXPECT_EQ(first + second, 0);
   EXPECT_TRUE(h.model().isBusy());
@@ -86,7 +86,7 @@ TEST(AppModelHandBack, leavesANewerSessionAlone) {
   ModelHarness h(FanPreset::fullBlast());
   h.helper.hold("reset");
   int completed = 0;
-  h.onMain([&](AppModel& model) { model.resetToAutomatic("slow", true, true, [&] { ++completed; }); });
+  h.onMain([&](AppModel& model) { model.resetToAutomatic({.reason = "slow", .selection = Selection::keep}, [&] { ++completed; }); });
   h.helper.dropSession();
   h.helper.hold("mode");
   // The next heartbeat finds the session gone; the poll after it opens another one.
@@ -110,7 +110,7 @@ TEST(AppModelHandBack, reachesTheHelperAndItsCallerWithoutTheModel) {
   ModelHarness h(FanPreset::fullBlast());
   h.helper.hold("reset");
   int completed = 0;
-  h.onMain([&](AppModel& model) { model.resetToAutomatic("last act", true, true, [&] { ++completed; }); });
+  h.onMain([&](AppModel& model) { model.resetToAutomatic({.reason = "last act", .selection = Selection::keep}, [&] { ++completed; }); });
   h.destroyModel();
   h.helper.release("reset");
   h.run(0.1);

@@ -57,7 +57,7 @@ std::vector<ReasonRow> reasonRows() {
       {"deletion", "deleted active preset", false, true,
        model([](AppModel& m) { m.deletePreset(FanPreset(m.activePreset())); })},
       {"emergency", "settings emergency reset", false, true,
-       model([](AppModel& m) { m.resetToAutomatic("settings emergency reset", false, true, {}); })},
+       model([](AppModel& m) { m.resetToAutomatic({.reason = "settings emergency reset", .selection = Selection::drop}); })},
   };
 }
 

@@ -22,6 +22,7 @@ ModelHarness::ModelHarness()
       doubles(process, smc, helper) {
   doubles.serviceManagement.setDaemonStatus(ServiceManagement::enabled);
   doubles.userDefaults.setInteger("supervisedFanTestProtocolVersion", 1);
+  doubles.userDefaults.setString("supervisedFanTestHardwareModel", "Mac15,11");
   helper.onFanChange = [this](int index, const ScriptedHelper::Fan& fan) {
     smc.setFanMode(index, fan.mode);
     smc.setFanTarget(index, static_cast<double>(fan.target));

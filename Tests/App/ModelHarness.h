@@ -18,7 +18,7 @@ namespace halcyra {
 /// The model's way in past its poller.
 struct AppModelAccess {
   static void apply(AppModel& model, TelemetrySnapshot snapshot) {
-    model.applySnapshot(std::move(snapshot.fans), snapshot.average, std::move(snapshot.readings));
+    model.received(std::move(snapshot));
   }
 };
 

@@ -54,7 +54,8 @@ std::unique_ptr<ClosedLoop::Application> ClosedLoop::makeApplication(const std::
   MachServices& services = bus.client(made->process, {userID, made->processID});
   made->doubles = std::make_unique<TestPlatform>(made->process, driver, services);
   made->doubles->serviceManagement.setDaemonStatus(ServiceManagement::enabled);
-  made->doubles->userDefaults.setInteger("supervisedFanTestProtocolVersion", AppModel::supervisedTestProtocolVersion);
+  made->doubles->userDefaults.setInteger(SupervisedTest::versionKey, SupervisedTest::protocolVersion);
+  made->doubles->userDefaults.setString(SupervisedTest::modelKey, "Mac15,11");
   if (prepareApplication) prepareApplication(*made->doubles);
   made->process->mainQueue().async([each = made.get()] { each->model = AppModel::make(each->doubles->platform); });
   scheduler.runPending();

@@ -114,7 +114,7 @@ bool ScriptRunner::performUser(const Words& words) {
   } else if (verb == "edit") {
     asUser([edited = presetNamed(words.at(1), std::stoll(words.at(2)))](AppModel& model) { model.savePreset(edited); });
   } else if (verb == "emergency-reset") {
-    asUser([](AppModel& model) { model.resetToAutomatic("settings emergency reset", false, true, {}); });
+    asUser([](AppModel& model) { model.resetToAutomatic({.reason = "settings emergency reset", .selection = Selection::drop}); });
   } else if (verb == "other-owner") {
     ++otherOwners_;
     asUser([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::anotherApp); });

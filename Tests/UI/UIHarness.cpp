@@ -104,7 +104,8 @@ UIHarness::UIHarness(const Options& options) : loop(options.workload, options.se
   doubles_ = std::make_unique<TestPlatform>(process_, *iokit_, loop.bus.client(process_->inner()));
   if (options.isSetUp) {
     doubles_->serviceManagement.setDaemonStatus(ServiceManagement::enabled);
-    doubles_->userDefaults.setInteger("supervisedFanTestProtocolVersion", AppModel::supervisedTestProtocolVersion);
+    doubles_->userDefaults.setInteger(SupervisedTest::versionKey, SupervisedTest::protocolVersion);
+    doubles_->userDefaults.setString(SupervisedTest::modelKey, "Mac15,11");
   }
   if (options.prepare) options.prepare(*doubles_);
   model_ = AppModel::make(doubles_->platform);

@@ -8,14 +8,13 @@ namespace halcyra {
 /// good reading since the machine last woke that is not older than `limit`; beginning a session, taking a fan and every
 /// target need one. What has no fresh reading behind it cannot be asked for.
 ///
-/// Why 12 s: it covers two polls at the longest interval (5 s), the first of which may fail, and leaves 2 s for the
-/// reading itself; and a driver that takes 17 ms for each of some 340 calls, many times what the controller needs,
-/// still delivers each reading before the one before it is too old. It is also the time after which the helper gives up
-/// an application that is silent: sensors that hang are trusted no longer than a program that hangs.
+/// Why 15 s: a driver that takes 20 ms for each of some 340 calls, many times what the controller needs, delivers a
+/// reading in 7 s, and the one before it is 14 s old by then. A slower one is not driven by, and nothing shorter would
+/// keep this one. It also covers two polls at the longest interval (5 s), the first of which may fail.
 class Confidence {
  public:
   /// The age of a reading, from its first call on.
-  static constexpr Seconds limit{12.0};
+  static constexpr Seconds limit{15.0};
 
   bool holds(Instant now) const { return now < end_; }
   /// Enough is left of it to begin with: a driver that is too slow to keep it up does not begin again and again.

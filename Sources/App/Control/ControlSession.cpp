@@ -24,12 +24,18 @@ auto ControlSession::within(Handler handler) const {
 }
 
 ControlEffect ControlSession::raise(ControlEvent event) {
+  if (event == ControlEvent::presetSelected) isPresetSelected_ = true;
+  if (event == ControlEvent::systemSelected) isPresetSelected_ = false;
   const ControlTransition* transition = controlTransition(*phase_, event);
   if (transition == nullptr) {
     ++ignoredEvents_;
     return ControlEffect::none;
   }
-  phase_ = transition->to;
+  ControlPhase next = transition->to;
+  if (next == ControlPhase::firmware && isPresetSelected_) {
+    next = controlTransition(next, ControlEvent::presetSelected)->to;
+  }
+  phase_ = next;
   return transition->effect;
 }
 
@@ -119,8 +125,7 @@ void ControlSession::send(int fan, std::int64_t rpm) {
     commandFailed_(staleReading());
     return;
   }
-  helper_->setTarget(fan, rpm,
-                     within([this, fan, rpm](const PropertyList&, const std::optional<Error>& error) {
+  helper_->setTarget(fan, rpm, within([this, fan, rpm](const PropertyList&, const std::optional<Error>& error) {
                        const auto next = coalescer_.complete(fan, !error.has_value());
                        // A fan that was released meanwhile is not the session's any more, whatever became of it.
                        if (!controllable_.contains(fan)) return;
@@ -156,8 +161,8 @@ void ControlSession::endSession(const std::function<void(const std::optional<Err
 void ControlSession::handBack(std::function<void(const HandBackResult&)> finished) {
   const auto sessionID = helper_->sessionID();
   // Holds the client, not the model: fans are handed back even when the model goes away meanwhile.
-  helper_->resetAll([helper = helper_, sessionID, &queue = replies_.mainQueue(),
-                     finished = std::move(finished)](const PropertyList&, const std::optional<Error>& resetError) {
+  helper_->resetAll([helper = helper_, sessionID, &queue = replies_.mainQueue(), finished = std::move(finished)](
+                        const PropertyList&, const std::optional<Error>& resetError) {
     const auto end = [&queue, finished, resetError](std::optional<Error> endError) {
       queue.async([finished, result = HandBackResult{resetError, std::move(endError)}] { finished(result); });
     };

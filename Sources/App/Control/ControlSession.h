@@ -45,7 +45,8 @@ class ControlSession {
   bool isBusy() const { return halcyra::isBusy(*phase_); }
   bool hasSession() const { return helper_->sessionID().has_value(); }
   bool isDriving() const { return *phase_ == ControlPhase::driving && hasSession(); }
-  /// Moves on by the table and says what is to be done; `none` too when the phase ignores the event.
+  /// Moves on by the table and says what is to be done; `none` too when the phase ignores the event. Whether a preset
+  /// is selected is remembered in every phase: back at `firmware`, `presetSelected` is raised again.
   ControlEffect raise(ControlEvent event);
   /// Events that found no transition.
   std::uint64_t ignoredEvents() const { return ignoredEvents_; }
@@ -97,6 +98,7 @@ class ControlSession {
   const Replies& replies_;
   std::function<void(const Error&)> commandFailed_;
   Published<ControlPhase> phase_;
+  bool isPresetSelected_ = false;
   std::uint64_t ignoredEvents_ = 0;
   std::uint64_t generation_ = 0;
   std::set<int> controllable_;

@@ -68,9 +68,12 @@ void HandBack::ask(const std::function<void(const std::optional<Error>&)>& answe
 
 void HandBack::settle(const std::function<void(std::function<void()>)>& first, std::function<void()> notice,
                       std::function<void()> done) {
-  stopSettling();
   const auto settling = std::make_shared<Settling>();
-  settling->done = std::move(done);
+  if (settling_) {
+    settling->done = std::exchange(settling_->done, {});
+    stopSettling();
+  }
+  settling->done.push_back(std::move(done));
   settling_ = settling;
   if (notice) {
     settling->notice = replies_.mainQueue().startTimer(noticeAfter, Seconds{0}, Seconds{0}, std::move(notice));
@@ -106,7 +109,7 @@ void HandBack::stopSettling() {
     return;
   }
   replies_.mainQueue().async([settling] {});
-  settling->done();
+  for (const auto& done : settling->done) done();
 }
 
 std::optional<std::string> HandBack::failure() const {

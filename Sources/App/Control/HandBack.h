@@ -39,7 +39,7 @@ class HandBack {
 
   /// Carries out `first`, which calls its argument when it is through, then asks again every second until nothing is
   /// owed or `patience` is over; then `done`. `notice` (may be empty) is called when that takes longer than
-  /// `noticeAfter`. One at a time: a second one finishes the first.
+  /// `noticeAfter`. Asked for a second time meanwhile, it begins anew, and both are told at its end.
   void settle(const std::function<void(std::function<void()>)>& first, std::function<void()> notice,
               std::function<void()> done);
   void stopSettling();
@@ -49,7 +49,7 @@ class HandBack {
 
  private:
   struct Settling {
-    std::function<void()> done;
+    std::vector<std::function<void()>> done;
     std::unique_ptr<Timer> notice, end, retry;
   };
 

@@ -21,10 +21,12 @@ std::int64_t curveTarget(const FanPreset& preset, const FanInfo& fan, const Targ
 }
 
 PresetTarget smartAutoAtActivation(const FanInfo& fan, const TargetReadings& readings) {
-  return {.rpm = SmartAutoDecision::targetRPM(readings.zone.value_or(smartAutoFallbackTemperature),
-                                              readings.sustainedDie, readings.isCritical, fan.minRPM, fan.maxRPM),
-          .isDue = true,
-          .reason = "preset activation"};
+  PresetTarget target;
+  target.rpm = SmartAutoDecision::targetRPM(readings.zone.value_or(smartAutoFallbackTemperature),
+                                            readings.sustainedDie, readings.isCritical, fan.minRPM, fan.maxRPM);
+  target.isDue = true;
+  target.reason = "preset activation";
+  return target;
 }
 
 PresetTarget smartAutoAtPoll(const FanInfo& fan, const TargetReadings& readings, std::optional<std::int64_t> told,
@@ -37,8 +39,8 @@ PresetTarget smartAutoAtPoll(const FanInfo& fan, const TargetReadings& readings,
   const std::int64_t commanded = told.value_or(fan.minRPM);
 
   PresetTarget target;
-  target.isDieFloorDriven = !readings.isCritical &&
-                            SmartAutoDecision::floorDrivesDecision(temperature, die, fan.minRPM, fan.maxRPM);
+  target.isDieFloorDriven =
+      !readings.isCritical && SmartAutoDecision::floorDrivesDecision(temperature, die, fan.minRPM, fan.maxRPM);
   target.rpm = memory.rampDown[fan.index].nextTarget(desired, commanded, now, SmartAutoCurve::stepDownDelay,
                                                      SmartAutoCurve::stepDownRPM);
   if (target.rpm != commanded) {
@@ -70,9 +72,10 @@ PresetTarget presetTarget(const FanPreset& preset, const FanInfo& fan, const Tar
     return occasion == TargetOccasion::activation ? smartAutoAtActivation(fan, readings)
                                                   : smartAutoAtPoll(fan, readings, commanded, memory, now);
   }
-  PresetTarget target{.rpm = steadyTarget(preset, fan, readings, memory)};
-  target.isDue = occasion == TargetOccasion::activation ||
-                 !(isNear(commanded, target.rpm) && isNear(fan.targetRPM, target.rpm));
+  PresetTarget target;
+  target.rpm = steadyTarget(preset, fan, readings, memory);
+  target.isDue =
+      occasion == TargetOccasion::activation || !(isNear(commanded, target.rpm) && isNear(fan.targetRPM, target.rpm));
   if (preset.strategy == ControlStrategy::cpuCoreAverage) {
     target.reason = occasion == TargetOccasion::activation ? "preset activation" : "custom curve";
   }
