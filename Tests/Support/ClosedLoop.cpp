@@ -56,7 +56,8 @@ std::unique_ptr<ClosedLoop::Application> ClosedLoop::makeApplication(const std::
   made->doubles->serviceManagement.setDaemonStatus(ServiceManagement::enabled);
   made->doubles->userDefaults.setInteger("supervisedFanTestProtocolVersion", AppModel::supervisedTestProtocolVersion);
   if (prepareApplication) prepareApplication(*made->doubles);
-  made->process->mainQueue().async([each = made.get()] { each->model = AppModel::make(each->doubles->platform); });
+  made->process->mainQueue().async(
+      [each = made.get(), options = modelOptions] { each->model = AppModel::make(each->doubles->platform, options); });
   scheduler.runPending();
   return made;
 }

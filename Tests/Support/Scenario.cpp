@@ -114,8 +114,8 @@ void Scenario::start() {
       } else if (words[0] == "helper-status") {
         platform.serviceManagement.setDaemonStatus(std::stoi(words.at(1)));
       } else if (words[0] == "store") {
-        const bool isNumber = words.at(2).find_first_not_of("0123456789.") == std::string::npos;
-        isNumber ? platform.userDefaults.setNumber(words[1], numberAt(words, 2))
+        const bool isNumber = words.at(2).find_first_not_of("0123456789") == std::string::npos;
+        isNumber ? platform.userDefaults.setInteger(words[1], std::stoi(words[2]))
                  : platform.userDefaults.setString(words[1], words[2]);
       }
     }
@@ -201,7 +201,6 @@ bool Scenario::command(const Words& words) {
     loop_.scheduler.runPending();
   } else if (verb == "wake") {
     loop_.application->doubles->power.wake();
-    loop_.scheduler.runPending();
   } else if (verb == "launch") {
     startApplication();
   } else if (verb == "helper-status") {
