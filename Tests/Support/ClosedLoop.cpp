@@ -57,7 +57,8 @@ std::unique_ptr<ClosedLoop::Application> ClosedLoop::makeApplication(const std::
   made->doubles->userDefaults.setInteger(SupervisedTest::versionKey, SupervisedTest::protocolVersion);
   made->doubles->userDefaults.setString(SupervisedTest::modelKey, "Mac15,11");
   if (prepareApplication) prepareApplication(*made->doubles);
-  made->process->mainQueue().async([each = made.get()] { each->model = AppModel::make(each->doubles->platform); });
+  made->process->mainQueue().async(
+      [each = made.get(), options = modelOptions] { each->model = AppModel::make(each->doubles->platform, options); });
   scheduler.runPending();
   return made;
 }

@@ -100,6 +100,8 @@ class ClosedLoop {
 
   /// Called with the platform of each application before its model is made, to lay down what it will find.
   std::function<void(TestPlatform&)> prepareApplication;
+  /// Those that the next application is started with.
+  AppModelOptions modelOptions;
 
   VirtualScheduler scheduler;
   VirtualMac machine;

@@ -116,7 +116,8 @@ void InvariantObserver::look(ClosedLoop& loop, Circumstances& circumstances) {
 void InvariantObserver::checkWrites(ClosedLoop& loop, Circumstances& circumstances, const VirtualMacState& state) {
   // A write that has begun when the end comes is taken back by the hand-back that waits behind it.
   const double grace = 0.01 + callsOfOneWrite * circumstances.slowCall;
-  for (const ClosedLoop::Write& write : loop.writes) {
+  for (; judged_ < loop.writes.size(); ++judged_) {
+    const ClosedLoop::Write& write = loop.writes[judged_];
     const auto index = static_cast<std::size_t>(write.key[1] - '0');
     const bool isMode = write.key.ends_with("Md");
     const bool isTarget = write.key.ends_with("Tg");
@@ -131,7 +132,6 @@ void InvariantObserver::checkWrites(ClosedLoop& loop, Circumstances& circumstanc
     });
     if (!isOwned) report(Rule::writes, write.time, fmt::format("{} = {} without a session", write.key, write.value));
   }
-  loop.writes.clear();
 }
 
 void InvariantObserver::checkTarget(const ClosedLoop::Write& write, const VirtualFanState& fan) {
@@ -158,7 +158,7 @@ void InvariantObserver::checkOwnership(ClosedLoop& loop, Circumstances& circumst
     return;
   }
   ownerless += step;
-  if (ownerless > latchSeconds + step) {
+  if (ownerless > allowance_ + step) {
     report(Rule::ownership, now_, fmt::format("fan {} in manual mode without a live session", fan.index));
     ownerless = 0;
   }

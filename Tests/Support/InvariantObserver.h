@@ -96,6 +96,9 @@ class InvariantObserver {
   void look(ClosedLoop& loop, Circumstances& circumstances);
 
   const std::vector<Violation>& violations() const { return violations_; }
+  const SessionRecord& record() const { return *sessions_; }
+  /// Seconds for which a fan may be manual without a session; by default as long as a latch may take.
+  void setAllowance(double seconds) { allowance_ = seconds; }
 
  private:
   /// A reading that calls for full speed and has not been answered yet.
@@ -127,6 +130,9 @@ class InvariantObserver {
   void report(Rule rule, double time, std::string text);
 
   double now_ = 0;
+  double allowance_ = 10;
+  /// How many of the loop's writes have been judged.
+  std::size_t judged_ = 0;
   bool messagesAreReliable_ = true;
   std::unique_ptr<SessionRecord> sessions_;
   std::map<std::int32_t, Watched> watched_;

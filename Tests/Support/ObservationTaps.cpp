@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <span>
 #include <utility>
+
+#include "fmt/format.h"
 
 #include "Helpers/SensorReader.h"
 #include "SMC/SMCParamStruct.h"
@@ -103,6 +106,7 @@ void SessionRecord::update() {
 void SessionRecord::received(const MachServiceCaller& caller, const std::string& selector,
                              const PropertyList& arguments) {
   namespace Selector = FanControlHelperSelector;
+  note(selector, arguments);
   if (selector == Selector::prepareForUninstall) {
     endWhere([&](const ObservedSession& session) { return session.connection == caller.connectionName; });
     return;
@@ -121,6 +125,7 @@ void SessionRecord::answered(const std::shared_ptr<VirtualProcess>& helper, cons
   const std::string id = sessionOf(selector, arguments);
   if (selector == Selector::beginSession && succeeded) {
     endWhere([&](const ObservedSession& session) { return session.helper == helper; });
+    ++begun_;
     sessions_.push_back({id, caller.connectionName, caller.processID, helper, now_(), now_(), std::nullopt, 0});
     return;
   }
@@ -128,6 +133,33 @@ void SessionRecord::answered(const std::shared_ptr<VirtualProcess>& helper, cons
   if (session == nullptr) return;
   if (isCommand(selector)) --session->commandsOut;
   if (selector == Selector::heartbeat && succeeded && !session->ended) session->lastHeartbeat = receivedAt;
+}
+
+void SessionRecord::note(const std::string& selector, const PropertyList& arguments) {
+  namespace Selector = FanControlHelperSelector;
+  if (selector == Selector::heartbeat) {
+    ++heartbeats_;
+    return;
+  }
+  const std::string id = sessionOf(selector, arguments);
+  if (selector == Selector::beginSession) askedFor_.push_back(id);
+  const auto number = std::find(askedFor_.begin(), askedFor_.end(), id) - askedFor_.begin() + 1;
+  static const std::map<std::string, const char*, std::less<>> names = {
+      {std::string(Selector::status), "status"},
+      {std::string(Selector::beginSession), "begin"},
+      {std::string(Selector::setFanMode), "mode"},
+      {std::string(Selector::setFanTargetRPM), "target"},
+      {std::string(Selector::resetAll), "reset"},
+      {std::string(Selector::endSession), "end"},
+      {std::string(Selector::prepareForUninstall), "prepare"}};
+  std::string line = names.at(selector);
+  if (!id.empty()) line += fmt::format(" S{}", number);
+  if (selector == Selector::setFanMode) {
+    line += fmt::format(" {} {}", arguments[0].get<int>(), arguments[1].get<bool>() ? "manual" : "automatic");
+  } else if (selector == Selector::setFanTargetRPM) {
+    line += fmt::format(" {} {}", arguments[0].get<int>(), arguments[1].get<std::int64_t>());
+  }
+  carried_.push_back(std::move(line));
 }
 
 ObservedSession* SessionRecord::find(const std::string& id) {

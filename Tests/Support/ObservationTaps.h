@@ -46,17 +46,29 @@ class SessionRecord {
   /// Notes helpers that have been killed, and forgets what is long past.
   void update();
 
+  /// What helpers have received, in order and without heartbeats: "begin S1", "mode S1 0 manual", "target S1 0 2530",
+  /// "reset S1", "end S1", "prepare", "status". Sessions are numbered in the order in which they were asked for.
+  const std::vector<std::string>& carried() const { return carried_; }
+  /// Sessions that have begun, and heartbeats received, since the start.
+  std::size_t begun() const { return begun_; }
+  std::size_t heartbeats() const { return heartbeats_; }
+
  private:
   class Tap;
   void received(const MachServiceCaller& caller, const std::string& selector, const PropertyList& arguments);
   void answered(const std::shared_ptr<VirtualProcess>& helper, const MachServiceCaller& caller,
                 const std::string& selector, const PropertyList& arguments, double receivedAt, bool succeeded);
   ObservedSession* find(const std::string& id);
+  void note(const std::string& selector, const PropertyList& arguments);
   template <typename Condition>
   void endWhere(Condition condition);
 
   std::function<double()> now_;
   std::vector<ObservedSession> sessions_;
+  std::vector<std::string> carried_;
+  std::vector<std::string> askedFor_;
+  std::size_t begun_ = 0;
+  std::size_t heartbeats_ = 0;
 };
 
 /// What one application has made of its machine, told from the answers of its driver.

@@ -11,6 +11,7 @@
 #include "Support/ScriptWords.h"
 #include "XPC/FanControlHelperSelector.h"
 #include "XPC/FanControlXPC.h"
+#include "XPC/HelperXPCError.h"
 
 namespace halcyra::test {
 
@@ -35,6 +36,7 @@ std::string selectorNamed(const std::string& name) {
   if (name == "target") return std::string(Selector::setFanTargetRPM);
   if (name == "reset") return std::string(Selector::resetAll);
   if (name == "end") return std::string(Selector::endSession);
+  if (name == "prepare") return std::string(Selector::prepareForUninstall);
   throw std::invalid_argument("no message " + name);
 }
 
@@ -62,16 +64,22 @@ bool ScriptRunner::performMachine(const Words& words, const std::string& command
   if (words[0] == "fault") {
     applyFault(command.substr(words[0].size() + words.at(1).size() + 2), std::stod(words[1]));
   } else if (words[0] == "blind") {
-    blindDies(words.at(2), std::stod(words[1]));
+    blindDies(words.at(2), words.size() > 3 ? words[3] : "", std::stod(words[1]));
   } else if (words[0] == "spike") {
     loop_.fault(command);
   } else if (words[0] == "other-party") {
     const auto fan = static_cast<std::size_t>(std::stoi(words.at(1)));
     const bool wasAutomatic = loop_.truth().fans.at(fan).mode == 0;
-    loop_.fault(fmt::format("set-mode {} {}", words[1], words.at(2)));
+    loop_.fault(fmt::format("set-mode {} {} {}", words[1], words.at(2), words.size() > 3 ? words[3] : ""));
     if (wasAutomatic) circumstances_.isForeign.at(fan) = words[2] == "1";
     circumstances_.isTaken.at(fan) |= !wasAutomatic && words[2] == "0";
-  } else if (words[0] == "message") {
+  } else if (words[0] == "clear") {
+    loop_.fault(command);
+  } else if (words[0] == "dies") {
+    atEveryDie([&](const std::string& key) { loop_.fault(fmt::format("value {} {}", key, words.at(1))); });
+  } else if (words[0] == "workload") {
+    loop_.machine.setWorkload(makeWorkload(words.at(1), 1));
+  } else if (words[0] == "message" || words[0] == "messages") {
     layMessageFault(words);
   } else {
     return false;
@@ -114,7 +122,11 @@ bool ScriptRunner::performUser(const Words& words) {
   } else if (verb == "edit") {
     asUser([edited = presetNamed(words.at(1), std::stoll(words.at(2)))](AppModel& model) { model.savePreset(edited); });
   } else if (verb == "emergency-reset") {
-    asUser([](AppModel& model) { model.resetToAutomatic({.reason = "settings emergency reset", .selection = Selection::drop}); });
+    asUser([](AppModel& model) {
+      model.resetToAutomatic({.reason = "settings emergency reset", .selection = Selection::drop});
+    });
+  } else if (verb == "supervised-test") {
+    asUser([](AppModel& model) { model.runSupervisedFan0Test(); });
   } else if (verb == "other-owner") {
     ++otherOwners_;
     asUser([](AppModel& model) { model.setFanControlOwnership(FanControlOwnership::anotherApp); });
@@ -185,10 +197,23 @@ void ScriptRunner::layMessageFault(const Words& words) {
   } else if (what == "fail") {
     fault.kind = Kind::fail;
     fault.error = Error(cocoaErrorDomain, std::stoll(words.at(3)), "The message failed.");
-  } else {
+  } else if (what == "refuse") {
+    fault.kind = Kind::fail;
+    const std::string text = words.size() > 4 ? fmt::format("{}", fmt::join(words.begin() + 4, words.end(), " ")) : "";
+    fault.error = Error(HelperXPCError::domain, std::stoll(words.at(3)), text);
+  } else if (what != "pass") {
     throw std::invalid_argument("no message fault " + what);
   }
-  if (now_ < FaultScript::messagesEnd) loop_.bus.addFault(selectorNamed(words.at(1)), fault);
+  const std::string selector = selectorNamed(words.at(1));
+  if (words[0] == "messages") {
+    loop_.bus.setStandingFault(selector, what == "pass" ? std::nullopt : std::optional(fault));
+  } else if (now_ < FaultScript::messagesEnd) {
+    loop_.bus.addFault(selector, fault);
+  }
+}
+
+std::size_t ScriptRunner::sent(const std::string& kind) const {
+  return loop_.bus.sentCount(selectorNamed(kind));
 }
 
 }  // namespace halcyra::test

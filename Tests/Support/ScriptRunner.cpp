@@ -34,12 +34,12 @@ std::string clearingOf(const std::string& command) {
 }  // namespace
 
 std::vector<Violation> ScriptRunner::run(const FaultScript& script, const Defect& defect) {
-  ScriptRunner runner(script, defect);
-  return runner.run();
+  ScriptRunner runner(script.workload, script.seed, defect);
+  return runner.play(script);
 }
 
-ScriptRunner::ScriptRunner(const FaultScript& script, const Defect& defect)
-    : script_(script), loop_(script.workload, script.seed) {
+ScriptRunner::ScriptRunner(const std::string& workload, std::uint64_t seed, const Defect& defect)
+    : loop_(workload, seed) {
   if (defect) defect(loop_);
   observer_.attach(loop_);
   loop_.prepareApplication = [this](TestPlatform& platform) { prepare(platform); };
@@ -48,24 +48,28 @@ ScriptRunner::ScriptRunner(const FaultScript& script, const Defect& defect)
            loop_.application->doubles->serviceManagement.daemonStatus({}) == ServiceManagement::enabled;
   });
   circumstances_.wantedPreset = FanPreset::systemDefault().id.string();
-  loop_.startApplication();
 }
 
-std::vector<Violation> ScriptRunner::run() {
-  auto next = script_.events.begin();
+std::vector<Violation> ScriptRunner::play(const FaultScript& script) {
+  loop_.startApplication();
+  auto next = script.events.begin();
   for (int count = 1; stepSeconds * count <= FaultScript::duration && observer_.violations().empty(); ++count) {
-    for (; next != script_.events.end() && next->time <= now_; ++next) {
+    for (; next != script.events.end() && next->time <= now_; ++next) {
       if (now_ < FaultScript::faultsEnd) perform(next->command);
     }
     step();
-    loop_.run(stepSeconds * count - loop_.now());
-    now_ = stepSeconds * count;
-    updateCircumstances();
-    observer_.look(loop_, circumstances_);
+    advanceTo(stepSeconds * count);
   }
   // Its process is the loop's.
   endSecond();
   return observer_.violations();
+}
+
+void ScriptRunner::advanceTo(double time) {
+  loop_.run(time - loop_.now());
+  now_ = time;
+  updateCircumstances();
+  observer_.look(loop_, circumstances_);
 }
 
 void ScriptRunner::step() {
@@ -81,8 +85,8 @@ void ScriptRunner::step() {
     isGoingToSleep_ = false;
     circumstances_.isAsleep = true;
   }
-  if (std::abs(now_ - FaultScript::messagesEnd) < stepSeconds / 2) loop_.bus.clearFaults();
-  if (std::abs(now_ - FaultScript::faultsEnd) < stepSeconds / 2) makeWhole();
+  if (endsWhole_ && std::abs(now_ - FaultScript::messagesEnd) < stepSeconds / 2) loop_.bus.clearFaults();
+  if (endsWhole_ && std::abs(now_ - FaultScript::faultsEnd) < stepSeconds / 2) makeWhole();
   holdProcesses();
 }
 
@@ -125,12 +129,15 @@ void ScriptRunner::applyFault(const std::string& command, double seconds) {
   later(seconds, [this, clearing = clearingOf(command)] { loop_.fault(clearing); });
 }
 
-void ScriptRunner::blindDies(const std::string& fault, double seconds) {
-  const auto each = [&](SMCKey key) { applyFault(fault + " " + stringFromKey(key), seconds); };
-  for (const SMCKey key : SensorReader::m3CPUCoreKeys) each(key);
-  for (const SMCKey key : SensorReader::m3GPUClusterKeys) each(key);
-  each(SensorReader::cpuHotspotKey);
-  each(SensorReader::gpuHotspotKey);
+void ScriptRunner::atEveryDie(const std::function<void(const std::string& key)>& work) {
+  for (const SMCKey key : SensorReader::m3CPUCoreKeys) work(stringFromKey(key));
+  for (const SMCKey key : SensorReader::m3GPUClusterKeys) work(stringFromKey(key));
+  work(stringFromKey(SensorReader::cpuHotspotKey));
+  work(stringFromKey(SensorReader::gpuHotspotKey));
+}
+
+void ScriptRunner::blindDies(const std::string& fault, const std::string& argument, double seconds) {
+  atEveryDie([&](const std::string& key) { applyFault(fault + " " + key + " " + argument, seconds); });
 }
 
 void ScriptRunner::holdApplication(double seconds, bool hangs) {
@@ -255,7 +262,8 @@ void ScriptRunner::updateCircumstances() {
     const FanPreset& active = loop_.model().activePreset();
     circumstances_.selectedPreset = active.id.string();
     circumstances_.appleDefaultIsSelected = active.kind == PresetKind::system;
-    circumstances_.mustHaveRecovered = now_ >= std::max(FaultScript::faultsEnd, hungUntil_) + recoverySeconds;
+    circumstances_.mustHaveRecovered =
+        endsWhole_ && now_ >= std::max(FaultScript::faultsEnd, hungUntil_) + recoverySeconds;
   }
   noteObstacles();
 }

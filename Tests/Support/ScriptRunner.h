@@ -21,15 +21,22 @@ namespace halcyra::test {
 ///                                   battery-saver, steady, mine); one that is not in the list cannot be selected
 ///   edit NAME RPM, delete NAME      of the user's own presets, steady and mine
 ///   emergency-reset                 the settings' button
+///   supervised-test                 the same
 ///   other-owner SECONDS             another application owns the fans
 ///   interval SECONDS                the polling interval
 ///   uninstall SECONDS               the helper is removed, and installed again after that time
 ///   fault SECONDS COMMAND           a fault of the machine
 ///   blind SECONDS nan|vanish|…      that fault at every die sensor
 ///   spike CELSIUS SECONDS           every die is that hot
-///   other-party FAN MODE            another program sets the fan's mode
+///   other-party FAN MODE [RPM]      another program sets the fan's mode
+///   clear [KIND]                    takes back every fault of that kind
+///   dies CELSIUS                    every die reads that
+///   workload NAME
 ///   competitor SECONDS              another fan utility runs
-///   message WHICH lose-request | lose-reply | late SECONDS | twice | fail CODE      the next message of that kind
+///   message WHICH lose-request | lose-reply | late SECONDS | twice | fail CODE | refuse CODE [TEXT]
+///                                   the next message of that kind (begin, heartbeat, mode, target, reset, end,
+///                                   prepare); CODE is Cocoa's or the helper's
+///   messages WHICH …                all of them from now on; `messages WHICH pass` ends it
 ///   invalidate                      the connections to the helper
 ///   lose-bus SECONDS
 ///   kill-helper; stop-helper SECONDS
@@ -46,7 +53,7 @@ class ScriptRunner {
   /// The violations of the script, none when all is well. Throws `std::invalid_argument` for an unknown command.
   static std::vector<Violation> run(const FaultScript& script, const Defect& defect = {});
 
- private:
+ protected:
   using Words = std::vector<std::string>;
   /// What an application's settings leave to its next run.
   struct Settings {
@@ -55,21 +62,24 @@ class ScriptRunner {
     std::optional<std::string> ownership;
   };
 
-  ScriptRunner(const FaultScript& script, const Defect& defect);
-  std::vector<Violation> run();
+  ScriptRunner(const std::string& workload, std::uint64_t seed, const Defect& defect);
+  std::vector<Violation> play(const FaultScript& script);
   void step();
+  /// Lets time go on to `time`, at most 100 ms, and looks.
+  void advanceTo(double time);
   void perform(const std::string& command);
   bool performUser(const Words& words);
   bool performMachine(const Words& words, const std::string& command);
   bool performProcess(const Words& words);
   bool performSystem(const Words& words);
   void layMessageFault(const Words& words);
+  void atEveryDie(const std::function<void(const std::string& key)>& work);
   void prepare(TestPlatform& platform);
 
   /// Has the user's command carried out on the application's main queue, and notes what is selected then.
   void asUser(std::function<void(AppModel&)> command);
   void applyFault(const std::string& command, double seconds);
-  void blindDies(const std::string& fault, double seconds);
+  void blindDies(const std::string& fault, const std::string& argument, double seconds);
   void holdApplication(double seconds, bool hangs);
   void startApplication();
   void endApplication(std::int32_t processID);
@@ -88,7 +98,9 @@ class ScriptRunner {
   bool isAwake() const { return !isGoingToSleep_ && !circumstances_.isAsleep; }
   std::vector<ClosedLoop::Application*> applications();
 
-  const FaultScript& script_;
+  /// How many messages of this kind have been sent.
+  std::size_t sent(const std::string& kind) const;
+
   /// Before the loop: its taps are used until the loop's end.
   InvariantObserver observer_;
   ClosedLoop loop_;
@@ -106,6 +118,8 @@ class ScriptRunner {
   double helperStoppedUntil_ = 0;
   double interval_ = AppModel::defaultPollingInterval;
   double now_ = 0;
+  /// Nothing is made whole at the end of a scenario.
+  bool endsWhole_ = true;
 };
 
 }  // namespace halcyra::test
