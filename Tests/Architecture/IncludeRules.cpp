@@ -17,7 +17,7 @@ using Prefixes = std::vector<std::string_view>;
 const std::map<std::string_view, Prefixes>& allowedPrefixes() {
   static const std::map<std::string_view, Prefixes> table{
       {"Platform", {"Platform/"}},
-      {"Platform/Linux", {"Platform/", "Platform/Linux/", "sdbus-c++/"}},
+      {"Platform/Linux", {"Platform/", "Platform/Linux/", "XPC/", "sdbus-c++/"}},
       {"Platform/Qt", {"Platform/", "Platform/Qt/"}},
       {"SMC", {"Platform/", "SMC/", "Helpers/FanCurve.h"}},
       {"Helpers", {"Platform/", "SMC/", "Helpers/"}},
