@@ -14,7 +14,7 @@ namespace halcyra {
 
 /// The application's single connection to the privileged helper: registration, the one session with its heartbeat and
 /// activity, the fan commands. Safe from any thread; completions come exactly once, on a thread of the connection or
-/// on the caller's, never promised to be the main one. What is under way does not keep the client alive.
+/// on the caller's; do not count on the main one. What is under way does not keep the client alive.
 ///
 /// No heartbeat is sent while the main queue hangs (`MainQueueProbe`): the helper then takes the fans back.
 class HelperClient {

@@ -43,8 +43,8 @@ TelemetryResult TelemetryPoller::performRead() {
   }
 }
 
-// A fan that is not seen for want of an answer must not stay unseen; but a key that never answers, where others do, is
-// not waited for for ever.
+// A fan that was missed because a key did not answer must not stay missing; but a key that never answers while others
+// do is not waited for indefinitely.
 void TelemetryPoller::lookForFans() {
   auto controller = std::make_unique<FanController>(smc_, platform_.log);
   const HardwareCapabilities& found = controller->probeCapabilities();

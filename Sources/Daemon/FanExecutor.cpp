@@ -74,7 +74,8 @@ PropertyList FanExecutor::setTarget(std::int64_t fan, std::int64_t rpm) {
   return fanDictionary(interruptible_, capability);
 }
 
-// The controller is kept only when no hand-back came in between: to the probe an interrupted read is an absent fan.
+// The controller is kept only when no hand-back came in between: the probe would take an interrupted read for an
+// absent fan.
 void FanExecutor::probe() {
   interruptible_.open();
   auto controller = std::make_unique<FanController>(interruptible_, log_);

@@ -57,7 +57,7 @@ HandBackReport FanHandBack::all(SMCInterface& smc) {
 
 HandBackReport FanHandBack::again(SMCInterface& smc) {
   HandBackReport report;
-  // Also where the SMC cannot be reached: then there is something to stay for.
+  // Even when the SMC cannot be reached: the process then stays until it can.
   if (isLeaving_) {
     ledger_.distrustUnattended();
   }
@@ -135,7 +135,7 @@ void FanHandBack::probe(SMCInterface& smc, HandBackReport& report) {
     ledger_.distrustUnattended();
   }
   command(smc, std::move(found));
-  // The probe takes what it cannot read for absent; only an SMC that answers can have no more fans.
+  // The probe takes a key that it cannot read for an absent one, so its list is complete only if the SMC answers.
   try {
     smc.getKeyCount();
   } catch (const SMCError& error) {
@@ -205,7 +205,7 @@ HandBackReport releaseAllFans(SMCInterface& smc, LogSink& log) {
       }
     }
   } catch (const SMCError&) {
-    // The hand-back meets the same and reports it.
+    // The hand-back meets the same error and reports it.
   }
   return FanHandBack(ledger, log).all(smc);
 }

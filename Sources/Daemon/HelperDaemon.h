@@ -130,7 +130,7 @@ class HelperDaemon : public FanControlHelperService, public std::enable_shared_f
   void note(const HandBackReport& report);
   /// Does what is due when nothing is under way: retries, releasing the lock, the idle timer, the end.
   void settle();
-  /// Ending now could leave a fan in manual mode. (Idle, a helper that waits stays, too.)
+  /// Ending now could leave a fan in manual mode. A helper that waits for one does not end when it is idle.
   bool mustStay() const { return report_.owed && (report_.mayBeManual || (stopStatus_ && isWaiting())); }
   /// For fans that an earlier process may have left in manual mode: for their keys, or for the driver.
   bool isWaiting() const { return report_.isWatched || (startupHandBackDue_ && report_.owed); }

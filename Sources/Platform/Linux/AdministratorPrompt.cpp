@@ -24,7 +24,7 @@ constexpr int refusedStatus = 127;
 
 std::string outcome(int status) {
   if (!WIFEXITED(status)) {
-    return "the question was taken back";
+    return "the authentication dialog was dismissed";
   }
   switch (WEXITSTATUS(status)) {
     case 0:

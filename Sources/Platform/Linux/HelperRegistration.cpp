@@ -31,7 +31,7 @@ std::string mistrust(const std::filesystem::path& path) {
     return std::generic_category().message(errno);
   }
   if (!S_ISREG(status.st_mode)) {
-    return "it is no regular file";
+    return "it is not a regular file";
   }
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     return "others may write it";
