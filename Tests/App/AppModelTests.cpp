@@ -229,10 +229,11 @@ INSTANTIATE_TEST_SUITE_P(
              "message target refuse 2; other-party 0 1 2000; until 12: sessions 1; until 10: driven; now: carried "
              "end S1 / begin S2 / *, logged 1 control session lost (, not error, selected steady"},
         {"AFailedResetIsShownAndTheSessionEnded", underControl +
-                                                      "message reset refuse 99 stuck; emergency-reset; until 2: error "
-                                                      "stuck; until 3: automatic; now: carried end S1, not busy"},
-        {"AFailedEndIsShown",
-         underControl + "message end refuse 99 stuck; emergency-reset; until 2: error stuck; now: not busy"},
+                                                      "allow 9; fault 6 refuse-writes; message reset refuse 99 stuck; "
+                                                      "emergency-reset; until 2: error stuck; until 20: automatic; "
+                                                      "wait 3; now: not error, not busy"},
+        {"AFailedEndIsForgottenOnceTheFansAreSeen",
+         underControl + "message end refuse 99 stuck; emergency-reset; wait 3; now: automatic, not error, not busy"},
         {"ASessionThatWasGoneIsNoFailure",
          underControl + "message end refuse 2; emergency-reset; wait 2; now: not error, not busy"},
         {"TwoAtOnce", underControl + "message reset late 2; emergency-reset; preset apple-default; until 4: not busy; "

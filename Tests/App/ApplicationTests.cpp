@@ -73,7 +73,7 @@ TEST_F(AppDelegateTest, RefreshingRegistersAnewAndEndsWithoutAHandBack) {
   EXPECT_EQ(updateStarts, 0);
   EXPECT_TRUE(rig->model().history().empty()) << "no telemetry is read";
   EXPECT_EQ(delegate->applicationShouldTerminate(), TerminateReply::terminateNow);
-  EXPECT_EQ(menuBarTitle(rig->model()), "Fan") << "without fans and temperature it is a word";
+  EXPECT_EQ(menuBarTitle(rig->model().view()), "Fan") << "without fans and temperature it is a word";
 }
 
 TEST_F(AppDelegateTest, RefreshingEndsWhenTheOldRegistrationStays) {
@@ -182,7 +182,7 @@ TEST(ModelPolls, PublishWhatTheyReadAndFoldRequestsIntoOneMore) {
   EXPECT_EQ(model.fanControlDrivers().size(), 2U);
   EXPECT_EQ(model.sustainedDieTemperature(), std::nullopt) << "needs three samples";
   EXPECT_NEAR(model.zoneTemperature(7, 1), *model.controlTemperature(), 1e-9) << "a fan without a zone has the hottest";
-  const std::string title = menuBarTitle(model);
+  const std::string title = menuBarTitle(model.view());
   EXPECT_TRUE(title.starts_with("L") && title.find("° R") != std::string::npos && title.ends_with("k")) << title;
   rig.run(4);
   EXPECT_TRUE(model.sustainedDieTemperature());

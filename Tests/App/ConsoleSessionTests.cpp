@@ -82,8 +82,10 @@ TEST_F(ConsoleSessionTests, AFailedTestEndsTheRun) {
   rig->loop.fault("result F0Md 0x86");
   rig->run(30);
   EXPECT_EQ(status, 1);
-  ASSERT_EQ(complaints.size(), 1U);
+  ASSERT_EQ(complaints.size(), 3U);
   EXPECT_TRUE(complaints[0].starts_with("The supervised fan test failed: ")) << complaints[0];
+  EXPECT_EQ(complaints[1], "waiting for the helper to hand the fans back…");
+  EXPECT_TRUE(complaints[2].starts_with("fan 0 may still be under manual control: ")) << complaints[2];
   EXPECT_TRUE(rig->loop.allAutomatic());
 }
 

@@ -72,9 +72,9 @@ TEST(ControlPhaseTests, EveryPhaseWithManualFansHasItsWaysOutAndNoOther) {
     EXPECT_TRUE(seen.emplace(each.from, each.event).second) << "two ways for one event";
     // Fans are taken only from a clean preflight or from a session that drives already.
     EXPECT_EQ(each.to == Phase::enabling, each.effect == Effect::enableFans);
-    if (each.to == Phase::enabling) EXPECT_TRUE(each.from == Phase::preflight || each.from == Phase::driving);
-    if (each.to == Phase::driving) EXPECT_EQ(each.from, Phase::enabling);
-    if (each.from == Phase::handingBack) EXPECT_TRUE(each.to == Phase::handingBack || each.to == Phase::firmware);
+    EXPECT_TRUE(each.to != Phase::enabling || each.from == Phase::preflight || each.from == Phase::driving);
+    EXPECT_TRUE(each.to != Phase::driving || each.from == Phase::enabling);
+    EXPECT_TRUE(each.from != Phase::handingBack || each.to == Phase::handingBack || each.to == Phase::firmware);
     // Nobody leaves manual fans behind without a command, or a session that is over for the helper.
     if (each.from == Phase::enabling || each.from == Phase::driving) {
       const bool keepsDriving = each.to == Phase::driving || each.to == Phase::enabling;

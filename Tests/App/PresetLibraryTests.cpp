@@ -48,7 +48,7 @@ class PresetLibraryTests : public testing::Test {
     std::optional<std::string> failure;
     Platform& own = doubles().platform;
     Platform platform{
-        own.clock,        own.dispatch, own.log,        own.iokit, own.machServices,  own.serviceManagement,
+        own.clock,        own.dispatch, own.log,        own.iokit, own.helper,        own.serviceManagement,
         own.userDefaults, own.system,   own.activities, own.power, own.notifications, workspace,
         own.files};
     rig.onMain([&](AppModel&) {

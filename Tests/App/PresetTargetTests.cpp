@@ -31,65 +31,78 @@ FanPreset constant(std::int64_t rpm) {
   return preset;
 }
 
-TargetReadings at(double zone, std::optional<double> die = std::nullopt) {
-  return {.zone = zone, .sustainedDie = die};
+TargetReadings zoneAt(double zone, std::optional<double> die = std::nullopt) {
+  return {.zone = zone, .sustainedDie = die, .isCritical = false, .isBoosting = false};
 }
 
-constexpr auto first = TargetOccasion::activation;
-constexpr auto poll = TargetOccasion::poll;
+constexpr auto activating = TargetOccasion::activation;
+constexpr auto polling = TargetOccasion::poll;
 
 std::vector<TargetRow> targetRows() {
-  const TargetReadings critical{.zone = 50.0, .isCritical = true};
+  TargetReadings critical = zoneAt(50);
+  critical.isCritical = true;
+  TargetReadings boosting = zoneAt(57, 70);
+  boosting.isBoosting = true;
   const TargetReadings unknown;
   // 1000…5000 RPM. The curve runs from 30 to 50 °C; Smart Auto's tiers are 55, 60, 75, 85, 90 °C.
   return {
-      {"full blast at activation", FanPreset::fullBlast(), first, {}, {}, at(40), 5000, true, ""},
-      {"full blast that is told and reported", FanPreset::fullBlast(), poll, 5000, 5000, at(40), 5000, false, ""},
-      {"told 30 off, reported 49 off", constant(3000), poll, 2970, 3049, at(40), 3000, false, ""},
-      {"reported 50 off", constant(3000), poll, 2970, 3050, at(40), 3000, true, ""},
-      {"told 50 off", constant(3000), poll, 2950, 3000, at(40), 3000, true, ""},
-      {"never told", constant(3000), poll, {}, 3000, at(40), 3000, true, ""},
-      {"never reported", constant(3000), poll, 3000, {}, at(40), 3000, true, ""},
-      {"a constant above the fan's maximum", constant(9000), first, {}, {}, at(40), 5000, true, ""},
-      {"the curve at activation", curve(), first, {}, {}, at(40), 3000, true, "preset activation"},
-      {"the curve at a poll", curve(), poll, 1000, 1000, at(40), 3000, true, "custom curve"},
-      {"the curve without a temperature", curve(), poll, 3000, 3000, unknown, 1000, true, "custom curve"},
-      {"a critical die under a curve", curve(), poll, 1000, 1000, critical, 5000, true, "custom curve"},
+      {"full blast at activation", FanPreset::fullBlast(), activating, {}, {}, zoneAt(40), 5000, true, ""},
+      {"full blast that is told and reported", FanPreset::fullBlast(), polling, 5000, 5000, zoneAt(40), 5000, false,
+       ""},
+      {"told 30 off, reported 49 off", constant(3000), polling, 2970, 3049, zoneAt(40), 3000, false, ""},
+      {"reported 50 off", constant(3000), polling, 2970, 3050, zoneAt(40), 3000, true, ""},
+      {"told 50 off", constant(3000), polling, 2950, 3000, zoneAt(40), 3000, true, ""},
+      {"never told", constant(3000), polling, {}, 3000, zoneAt(40), 3000, true, ""},
+      {"never reported", constant(3000), polling, 3000, {}, zoneAt(40), 3000, true, ""},
+      {"a constant above the fan's maximum", constant(9000), activating, {}, {}, zoneAt(40), 5000, true, ""},
+      {"the curve at activation", curve(), activating, {}, {}, zoneAt(40), 3000, true, "preset activation"},
+      {"the curve at a poll", curve(), polling, 1000, 1000, zoneAt(40), 3000, true, "custom curve"},
+      {"the curve without a temperature", curve(), polling, 3000, 3000, unknown, 1000, true, "custom curve"},
+      {"a critical die under a curve", curve(), polling, 1000, 1000, critical, 5000, true, "custom curve"},
       {"a critical die at activation",
        FanPreset::automatic(),
-       first,
+       activating,
        {},
        {},
        critical,
        5000,
        true,
        "preset activation"},
-      {"smart auto at activation", FanPreset::automatic(), first, {}, {}, at(60), 2400, true, "preset activation"},
-      {"smart auto assumes 55 °C", FanPreset::automatic(), first, {}, {}, unknown, 1000, true, "preset activation"},
+      {"smart auto at activation",
+       FanPreset::automatic(),
+       activating,
+       {},
+       {},
+       zoneAt(60),
+       2400,
+       true,
+       "preset activation"},
+      {"smart auto assumes 55 °C",
+       FanPreset::automatic(),
+       activating,
+       {},
+       {},
+       unknown,
+       1000,
+       true,
+       "preset activation"},
       {"smart auto, die floor at activation",
        FanPreset::automatic(),
-       first,
+       activating,
        {},
        {},
-       at(50, 88),
+       zoneAt(50, 88),
        2600,
        true,
        "preset activation"},
-      {"smart auto rises at once", FanPreset::automatic(), poll, 1000, 1000, at(60), 2400, true, "smart auto"},
-      {"smart auto, die floor", FanPreset::automatic(), poll, 1000, 1000, at(50, 88), 2600, true,
+      {"smart auto rises at once", FanPreset::automatic(), polling, 1000, 1000, zoneAt(60), 2400, true, "smart auto"},
+      {"smart auto, die floor", FanPreset::automatic(), polling, 1000, 1000, zoneAt(50, 88), 2600, true,
        "smart auto (die-heat floor)"},
-      {"smart auto looks a tier ahead",
-       FanPreset::automatic(),
-       poll,
-       1000,
-       1000,
-       {.zone = 57.0, .sustainedDie = 70.0, .isBoosting = true},
-       2400,
-       true,
+      {"smart auto looks a tier ahead", FanPreset::automatic(), polling, 1000, 1000, boosting, 2400, true,
        "smart auto"},
-      {"smart auto holds before it falls", FanPreset::automatic(), poll, 4000, 4000, at(50), 4000, false, ""},
-      {"smart auto, readback 49 off", FanPreset::automatic(), poll, 2400, 2449, at(60), 2400, false, ""},
-      {"smart auto, readback 60 off", FanPreset::automatic(), poll, 2400, 2460, at(60), 2400, true,
+      {"smart auto holds before it falls", FanPreset::automatic(), polling, 4000, 4000, zoneAt(50), 4000, false, ""},
+      {"smart auto, readback 49 off", FanPreset::automatic(), polling, 2400, 2449, zoneAt(60), 2400, false, ""},
+      {"smart auto, readback 60 off", FanPreset::automatic(), polling, 2400, 2460, zoneAt(60), 2400, true,
        "target readback reassertion"},
   };
 }
@@ -99,7 +112,12 @@ std::vector<TargetRow> targetRows() {
 TEST(PresetTargetTests, WhatEachPresetAsks) {
   for (const TargetRow& row : targetRows()) {
     SCOPED_TRACE(row.name);
-    const FanInfo fan{.index = 0, .actualRPM = 1500, .minRPM = 1000, .maxRPM = 5000, .targetRPM = row.reported};
+    const FanInfo fan{.index = 0,
+                      .actualRPM = 1500,
+                      .minRPM = 1000,
+                      .maxRPM = 5000,
+                      .mode = FanMode::manual,
+                      .targetRPM = row.reported};
     PresetMemory memory;
     const PresetTarget target =
         presetTarget(row.preset, fan, row.readings, row.commanded, row.occasion, memory, Instant{});
@@ -111,10 +129,11 @@ TEST(PresetTargetTests, WhatEachPresetAsks) {
 }
 
 TEST(PresetTargetTests, SmartAutoStepsDownAndTheCurveKeepsItsBand) {
-  const FanInfo fan{.index = 1, .actualRPM = 4000, .minRPM = 1000, .maxRPM = 5000, .targetRPM = 4000};
+  const FanInfo fan{
+      .index = 1, .actualRPM = 4000, .minRPM = 1000, .maxRPM = 5000, .mode = FanMode::manual, .targetRPM = 4000};
   PresetMemory memory;
   const auto smart = [&](double zone, std::int64_t told, double seconds) {
-    return presetTarget(FanPreset::automatic(), fan, at(zone), told, poll, memory, Instant{Seconds{seconds}});
+    return presetTarget(FanPreset::automatic(), fan, zoneAt(zone), told, polling, memory, Instant{Seconds{seconds}});
   };
   EXPECT_EQ(smart(50, 4000, 0).rpm, 4000);
   EXPECT_EQ(smart(50, 4000, 29.9).rpm, 4000);
@@ -124,7 +143,7 @@ TEST(PresetTargetTests, SmartAutoStepsDownAndTheCurveKeepsItsBand) {
   EXPECT_EQ(smart(90, 3500, 31).rpm, 5000);
 
   const auto follow = [&](double zone) {
-    return presetTarget(curve(), fan, at(zone), 1000, poll, memory, Instant{}).rpm;
+    return presetTarget(curve(), fan, zoneAt(zone), 1000, polling, memory, Instant{}).rpm;
   };
   EXPECT_EQ(follow(40), 3000);
   EXPECT_EQ(follow(39), 3000);

@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, WriteFaults,
     testing::ValuesIn(Rows{
         lasting("TargetRefused", "result F0Tg 0x86", "result"),
-        lasting("ModeRefused", "result F0Md 0x86", "could not"),
+        lasting("ModeRefused", "result F0Md 0x86", "macOS rejected manual fan control"),
         lasting("TargetNeverLatches", "never-latch F0Tg", "did not latch within 10.0s"),
         lasting("ModeNeverLatches", "never-latch F0Md", "macOS rejected manual fan control"),
         lasting("TargetReadbackDiffersForEver", "value F0Tg 2000", "did not latch within 10.0s"),

@@ -50,10 +50,7 @@ void PresetActivation::activate(const FanPreset& preset, Manner manner) {
   }
   retryAtOnce();
   if (isWayOut) {
-    pending_.reset();
-    store_.save(FanPreset::systemDefault());
-    with_.errors.clear(ErrorCause::conflict);
-    orders_.handBack({.reason = "apple default selected", .selection = Selection::drop}, {});
+    selectSystem();
     return;
   }
   const Refusal refusal = this->refusal();
@@ -71,6 +68,18 @@ void PresetActivation::activate(const FanPreset& preset, Manner manner) {
   if (!postpone()) {
     begin(selected, manner);
   }
+}
+
+void PresetActivation::selectSystem() {
+  with_.errors.clear(ErrorCause::conflict);
+  if (session_.phase() == ControlPhase::handingBack) {
+    // What is to be done is under way already.
+    dropSelection();
+    return;
+  }
+  pending_.reset();
+  store_.save(FanPreset::systemDefault());
+  orders_.handBack({.reason = "apple default selected", .selection = Selection::drop}, {});
 }
 
 PresetActivation::Refusal PresetActivation::refusal() const {

@@ -72,6 +72,7 @@ class PresetActivation {
   /// Why a choice was refused or put off.
   enum class Refusal { none, monitoringOnly, unsupported, noFans, notReady };
 
+  void selectSystem();
   Refusal refusal() const;
   void say(Refusal refusal);
   void select(const FanPreset& preset);
