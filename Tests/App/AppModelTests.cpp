@@ -164,7 +164,7 @@ INSTANTIATE_TEST_SUITE_P(
          "before dies 35; edit mine 6000; preset mine; until 30: driven; wait 20; now: target 0 1500 2000, target 1 "
          "2000 2800; fault 999 value Tf04 60; fault 999 value Tf09 60; "
          "fault 999 value Tf0A 60; fault 999 value Tf0B 60; fault 999 value Tf0D 60; fault 999 value Tf0E 60; wait 60; "
-         "now: target 0 3000 3600, target 1 2000 2800"},
+         "now: target 0 2700 3100, target 1 3200 3700"},
         {"SmartAutoRisesAtOnceAndStepsDownSlowly",
          "before dies 95; preset smart-auto; until 30: driven; now: target 0 5700; mark; dies 45; wait 500; now: "
          "gentle 0, "
