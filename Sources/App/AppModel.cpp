@@ -208,10 +208,10 @@ void AppModel::applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& av
   thermal_.displayPipeline.update(rawTemperature);
   displayTemperature_ = thermal_.displayPipeline.value();
 
-  const Date date = filterDate();
-  updateCriticalOverride(rawTemperature, date);
-  updateSustainedDie(average, date);
-  updateZones(average, date);
+  const Instant instant = platform_.clock.steadyNow();
+  updateCriticalOverride(rawTemperature, instant);
+  updateSustainedDie(average, instant);
+  updateZones(average, instant);
   lastTemperatureSampleDate_ = now();
   noteTelemetryRecovery();
 
@@ -241,7 +241,7 @@ void AppModel::publishAggregates(const CPUCoreAverage& average) {
   gpuDieHotspotTemperature_ = average.gpuHotspotTemperature;
 }
 
-void AppModel::updateCriticalOverride(double temperature, Date now) {
+void AppModel::updateCriticalOverride(double temperature, Instant now) {
   const bool wasActive = *criticalThermalOverrideActive_;
   criticalThermalOverrideActive_ = thermal_.criticalThermalOverride.update(temperature, now);
   if (*criticalThermalOverrideActive_ && !wasActive) {
@@ -252,7 +252,7 @@ void AppModel::updateCriticalOverride(double temperature, Date now) {
   }
 }
 
-void AppModel::updateSustainedDie(const CPUCoreAverage& average, Date now) {
+void AppModel::updateSustainedDie(const CPUCoreAverage& average, Instant now) {
   // An absent hotspot compares below every present one.
   const std::optional<double> hottest = std::max(average.hotspotTemperature, average.gpuHotspotTemperature);
   sustainedDieTemperature_ =
@@ -268,7 +268,7 @@ void AppModel::updateSustainedDie(const CPUCoreAverage& average, Date now) {
   }
 }
 
-void AppModel::updateZones(const CPUCoreAverage& average, Date now) {
+void AppModel::updateZones(const CPUCoreAverage& average, Instant now) {
   thermal_.zoneReadings.clear();
   std::map<int, double> temperatures;
   std::map<int, std::string> drivers;

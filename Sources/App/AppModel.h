@@ -221,9 +221,9 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void finishPoll();
   void applySnapshot(std::vector<FanInfo> fans, const CPUCoreAverage& average, std::vector<SensorReading> readings);
   void publishAggregates(const CPUCoreAverage& average);
-  void updateCriticalOverride(double temperature, Date now);
-  void updateSustainedDie(const CPUCoreAverage& average, Date now);
-  void updateZones(const CPUCoreAverage& average, Date now);
+  void updateCriticalOverride(double temperature, Instant now);
+  void updateSustainedDie(const CPUCoreAverage& average, Instant now);
+  void updateZones(const CPUCoreAverage& average, Instant now);
   void noteTelemetryRecovery();
   void controlFans();
   void handlePollError(const Error& error);
@@ -231,9 +231,6 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   void logFanDecision(int fan, std::int64_t target, std::string_view reason);
   void logDriverTransitionIfNeeded(int fan, std::int64_t target);
   Date now() const { return platform_.clock.now(); }
-  /// For the filters, which look at differences only: goes on evenly when the wall clock is stepped. A clock set back
-  /// an hour would otherwise hold the critical override, and every step down, for that hour.
-  Date filterDate() const { return Date(platform_.clock.steadyNow().time_since_epoch()); }
   void showError(const Error& error) { lastError_ = error.localizedDescription(); }
   void clearErrorUnlessConflict(const char* logMessage);
 
@@ -273,7 +270,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   /// Writes the targets of a curve or a fixed speed.
   void followPreset();
   void applySmartAuto();
-  void applySmartAuto(const FanInfo& fan, std::optional<double> dieTemperature, Date date);
+  void applySmartAuto(const FanInfo& fan, std::optional<double> dieTemperature, Instant now);
   void commandSmartAuto(const FanInfo& fan, std::int64_t commanded, std::int64_t next, bool dieFloorDriven);
   void noteSmartTier(int fan, double temperature);
   static HysteresisCurve newCurve(int fan, const FanPreset& preset);

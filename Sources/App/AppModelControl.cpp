@@ -38,7 +38,7 @@ void AppModel::applySmartAuto() {
   if (!isControllingFans()) {
     return;
   }
-  const Date date = filterDate();
+  const Instant now = platform_.clock.steadyNow();
   const std::optional<double>& sustained = *sustainedDieTemperature_;
   const bool boosting = SmartAutoCurve::isBoosting(thermal_.sustainedDieSamples);
   if (boosting && !smartAuto_.boostActive && sustained) {
@@ -49,12 +49,12 @@ void AppModel::applySmartAuto() {
   const auto dieTemperature = SmartAutoDecision::effectiveSustainedDieTemperature(sustained, boosting);
   for (const FanInfo& fan : *fans_) {
     if (isUnderControl(fan)) {
-      applySmartAuto(fan, dieTemperature, date);
+      applySmartAuto(fan, dieTemperature, now);
     }
   }
 }
 
-void AppModel::applySmartAuto(const FanInfo& fan, std::optional<double> dieTemperature, Date date) {
+void AppModel::applySmartAuto(const FanInfo& fan, std::optional<double> dieTemperature, Instant now) {
   const double temperature = zoneTemperature(fan.index, smartAutoFallbackTemperature);
   noteSmartTier(fan.index, temperature);
 
@@ -71,7 +71,7 @@ void AppModel::applySmartAuto(const FanInfo& fan, std::optional<double> dieTempe
 
   const std::int64_t commanded = commandedTarget(fan.index).value_or(fan.minRPM);
   const std::int64_t next = smartAuto_.rampDown[fan.index].nextTarget(
-      desired, commanded, date, SmartAutoCurve::stepDownDelay, SmartAutoCurve::stepDownRPM);
+      desired, commanded, now, SmartAutoCurve::stepDownDelay, SmartAutoCurve::stepDownRPM);
   commandSmartAuto(fan, commanded, next, dieFloorDriven);
 }
 

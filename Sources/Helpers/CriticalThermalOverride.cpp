@@ -4,7 +4,7 @@
 
 namespace halcyra {
 
-bool CriticalThermalOverride::update(double temperature, Date now) {
+bool CriticalThermalOverride::update(double temperature, Instant now) {
   if (!std::isfinite(temperature)) {
     return isActive_;
   }

@@ -17,15 +17,15 @@ class CriticalThermalOverride {
 
   bool isActive() const { return isActive_; }
   /// When the temperature first fell below the release level.
-  std::optional<Date> releaseSince() const { return releaseSince_; }
+  std::optional<Instant> releaseSince() const { return releaseSince_; }
 
   /// Takes one raw temperature in °C and returns the new `isActive()`. One that is not finite changes nothing.
-  bool update(double temperature, Date now);
+  bool update(double temperature, Instant now);
   void reset();
 
  private:
   bool isActive_ = false;
-  std::optional<Date> releaseSince_;
+  std::optional<Instant> releaseSince_;
 };
 
 }  // namespace halcyra

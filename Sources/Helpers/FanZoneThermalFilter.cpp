@@ -12,7 +12,7 @@ FanZoneThermalFilter::FanZoneThermalFilter(const Parameters& parameters)
       coolingThreshold_(parameters.coolingThreshold),
       coolingHold_(parameters.coolingHold) {}
 
-double FanZoneThermalFilter::update(double sample, Date now) {
+double FanZoneThermalFilter::update(double sample, Instant now) {
   if (!std::isfinite(sample)) {
     return value_.value_or(sample);
   }

@@ -28,17 +28,17 @@ class FanZoneThermalFilter {
   /// °C; nothing before the first finite sample.
   std::optional<double> value() const { return value_; }
   /// When the drop that is being waited out, or followed, was first seen.
-  std::optional<Date> coolingSince() const { return coolingSince_; }
+  std::optional<Instant> coolingSince() const { return coolingSince_; }
 
   /// Takes one sample in °C and returns the value. A sample that is not finite changes nothing; with no value yet it
   /// is returned as it is.
-  double update(double sample, Date now);
+  double update(double sample, Instant now);
   /// Forgets the value and the wait.
   void reset();
 
  private:
   std::optional<double> value_;
-  std::optional<Date> coolingSince_;
+  std::optional<Instant> coolingSince_;
   double risingAlpha_;
   double fallingAlpha_;
   double deadband_;

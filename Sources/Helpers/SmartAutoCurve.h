@@ -55,7 +55,7 @@ double nextTierTemperature(double temperature);
 double nextDieFloorTierTemperature(double temperature);
 
 /// One sustained die temperature and when it was taken.
-using Sample = std::pair<Date, double>;
+using Sample = std::pair<Instant, double>;
 
 /// Whether the temperature rose faster than `boostRatePerSecond` over both of the last two intervals. Oldest first.
 bool isBoosting(std::span<const Sample> samples);

@@ -4,7 +4,7 @@
 
 namespace halcyra {
 
-std::int64_t SmartAutoRampDownState::nextTarget(std::int64_t desired, std::int64_t commanded, Date now, Seconds delay,
+std::int64_t SmartAutoRampDownState::nextTarget(std::int64_t desired, std::int64_t commanded, Instant now, Seconds delay,
                                                 std::int64_t maximumStep) {
   if (desired >= commanded) {
     coolingSince_.reset();

@@ -50,7 +50,7 @@ TEST(SmartAutoRampDownState, FallsInTimedStepsAndRisesAtOnce) {
   std::int64_t commanded = 5000;
   for (const Step& step : steps) {
     const bool isFalling = step.desired < commanded;
-    commanded = state.nextTarget(step.desired, commanded, Date{Seconds{step.seconds}}, Seconds{30}, 500);
+    commanded = state.nextTarget(step.desired, commanded, Instant{Seconds{step.seconds}}, Seconds{30}, 500);
     EXPECT_EQ(commanded, step.expected) << "at " << step.seconds << " s";
     EXPECT_EQ(state.coolingSince().has_value(), isFalling) << "at " << step.seconds << " s";
   }

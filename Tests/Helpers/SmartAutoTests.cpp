@@ -71,7 +71,7 @@ TEST(SmartAutoCurve, BoostsOnlyWhileTheDieHeatsFast) {
   for (const Case& testCase : cases) {
     std::vector<SmartAutoCurve::Sample> samples;
     for (const auto& [seconds, temperature] : testCase.samples) {
-      samples.emplace_back(Date{Seconds{seconds}}, temperature);
+      samples.emplace_back(Instant{Seconds{seconds}}, temperature);
     }
     EXPECT_EQ(SmartAutoCurve::isBoosting(samples), testCase.expected) << testCase.what;
   }

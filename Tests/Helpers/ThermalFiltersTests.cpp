@@ -15,8 +15,8 @@ namespace {
 using test::infinity;
 using test::nan;
 
-Date at(double seconds) {
-  return Date{Seconds{1.7e9 + seconds}};
+Instant at(double seconds) {
+  return Instant{Seconds{seconds}};
 }
 
 TEST(AsymmetricSmootherTest, risesFasterThanItFallsAndRestsInTheDeadBand) {

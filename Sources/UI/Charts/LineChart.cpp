@@ -77,7 +77,7 @@ bool LineChart::isEmpty() const {
 }
 
 LineChart::Scale LineChart::makeScale() const {
-  Scale scale{{}, distantFuture, distantPast, {}};
+  Scale scale{{}, Date::max(), Date::min(), {}};
   double low = options_.fromZero ? 0 : HUGE_VAL;
   double high = -HUGE_VAL;
   for (const Line& line : lines_) {
