@@ -90,10 +90,6 @@ void FanController::resetToAuto(int index) {
                               fmt::format("fan {} automatic reset", index));
 }
 
-void FanController::applyCurve(const FanCurve& curve, int index, double currentTemp) {
-  setFanRPM(index, curve.rpm(currentTemp));
-}
-
 void FanController::validate(int index) const {
   if (index < 0 || index > FanCapabilityProbe::maxFanIndex) {
     throw SMCError::readFailed(fmt::format("fan index {} is outside the supported key range", index));

@@ -107,62 +107,45 @@ TEST(PresetCoding, ReadsEveryFormOfAPreset) {
 }
 
 TEST(PresetCoding, RefusesWhatIsNoPreset) {
-  struct BadMember {
-    const char* key;
-    const char* member;
-    ErrorCase kind;
-    const char* text;
-  };
-  const BadMember cases[] = {
-      {"id", "", ErrorCase::missingKey, "\"[0].id\" is missing."},
-      {"id", R"("id":"abc")", ErrorCase::wrongType, "\"[0].id\" is not a UUID."},
-      {"name", R"("name":null)", ErrorCase::wrongType, "\"[0].name\" is not a string."},
-      {"kind", R"("kind":"Custom")", ErrorCase::unknownValue, "\"[0].kind\" has the unknown value \"Custom\"."},
-      {"strategy", R"("strategy":"")", ErrorCase::unknownValue, "\"[0].strategy\" has the unknown value \"\"."},
-      {"lowTemperature", R"("lowTemperature":"30")", ErrorCase::wrongType, "\"[0].lowTemperature\" is not a number."},
-      {"constantRPM", R"("constantRPM":3000.5)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":9223372036854775808)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":-9223372036854775809)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":1e19)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":true)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"hysteresis", R"("hysteresis":null)", ErrorCase::wrongType, "\"[0].hysteresis\" is not a number."},
-      {"linkedFans", "", ErrorCase::missingKey, "\"[0].linkedFans\" is missing."},
-      {"linkedFans", R"("linkedFans":1)", ErrorCase::wrongType, "\"[0].linkedFans\" is not a boolean."},
-      {"fan0Settings", R"("fan0Settings":[])", ErrorCase::wrongType, "\"[0].fan0Settings\" is not an object."},
-      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1})", ErrorCase::missingKey,
-       "\"[0].fan0Settings.highTemperature\" is missing."},
-  };
-  for (const BadMember& testCase : cases) {
-    const std::string document = presetDocument(testCase.key, testCase.member);
-    EXPECT_EQ(description([&] { PresetCoding::decodePresets(document); }, testCase.kind), testCase.text);
+  constexpr auto missing = ErrorCase::missingKey;
+  constexpr auto wrong = ErrorCase::wrongType;
+  constexpr auto unknown = ErrorCase::unknownValue;
+  for (const auto& [key, member, kind, text] : test::Table<const char*, const char*, ErrorCase, std::string>{
+           {"id", "", missing, "id\" is missing."},
+           {"id", R"("id":"abc")", wrong, "id\" is not a UUID."},
+           {"name", R"("name":null)", wrong, "name\" is not a string."},
+           {"kind", R"("kind":"Custom")", unknown, "kind\" has the unknown value \"Custom\"."},
+           {"strategy", R"("strategy":"")", unknown, "strategy\" has the unknown value \"\"."},
+           {"lowTemperature", R"("lowTemperature":"30")", wrong, "lowTemperature\" is not a number."},
+           {"constantRPM", R"("constantRPM":3000.5)", wrong, "constantRPM\" is not an integer of 64 bits."},
+           {"constantRPM", R"("constantRPM":9223372036854775808)", wrong,
+            "constantRPM\" is not an integer of 64 bits."},
+           {"constantRPM", R"("constantRPM":-9223372036854775809)", wrong,
+            "constantRPM\" is not an integer of 64 bits."},
+           {"constantRPM", R"("constantRPM":1e19)", wrong, "constantRPM\" is not an integer of 64 bits."},
+           {"constantRPM", R"("constantRPM":true)", wrong, "constantRPM\" is not an integer of 64 bits."},
+           {"hysteresis", R"("hysteresis":null)", wrong, "hysteresis\" is not a number."},
+           {"linkedFans", R"("linkedFans":1)", wrong, "linkedFans\" is not a boolean."},
+           {"fan0Settings", R"("fan0Settings":[])", wrong, "fan0Settings\" is not an object."},
+           {"fan0Settings", R"("fan0Settings":{"lowTemperature":1})", missing,
+            "fan0Settings.highTemperature\" is missing."}}) {
+    const std::string document = presetDocument(key, member);
+    EXPECT_EQ(description([&] { PresetCoding::decodePresets(document); }, kind), "\"[0]." + text);
   }
 }
 
 TEST(PresetCoding, RefusesOtherDocuments) {
-  struct BadDocument {
-    const char* text;
-    ErrorCase kind;
-    const char* description;
-  };
-  const BadDocument cases[] = {
-      {"", ErrorCase::malformed, "The data is not valid JSON (at byte 1)."},
-      {"{\"version\":1,\"presets\":[]} x", ErrorCase::malformed, "The data is not valid JSON (at byte 28)."},
-      {"{\"version\":1e999,\"presets\":[]}", ErrorCase::malformed,
-       "The data is not valid JSON (a number is out of range)."},
-      {"[]", ErrorCase::wrongType, "The document is not an object."},
-      {"{\"version\":\"1\",\"presets\":[]}", ErrorCase::wrongType, "\"version\" is not an integer of 64 bits."},
-      {"{\"version\":1}", ErrorCase::missingKey, "\"presets\" is missing."},
-      {"{\"version\":1,\"presets\":{}}", ErrorCase::wrongType, "\"presets\" is not an array."},
-      {"{\"version\":1,\"presets\":[[]]}", ErrorCase::wrongType, "\"presets[0]\" is not an object."},
-  };
-  for (const BadDocument& testCase : cases) {
-    EXPECT_EQ(description([&] { PresetExportFile::decode(testCase.text); }, testCase.kind), testCase.description)
-        << testCase.text;
+  for (const auto& [text, kind, expected] : test::Table<std::string, ErrorCase, const char*>{
+           {"", ErrorCase::malformed, "The data is not valid JSON (at byte 1)."},
+           {"{\"version\":1,\"presets\":[]} x", ErrorCase::malformed, "The data is not valid JSON (at byte 28)."},
+           {"{\"version\":1e999,\"presets\":[]}", ErrorCase::malformed,
+            "The data is not valid JSON (a number is out of range)."},
+           {"[]", ErrorCase::wrongType, "The document is not an object."},
+           {"{\"version\":\"1\",\"presets\":[]}", ErrorCase::wrongType, "\"version\" is not an integer of 64 bits."},
+           {"{\"version\":1}", ErrorCase::missingKey, "\"presets\" is missing."},
+           {"{\"version\":1,\"presets\":{}}", ErrorCase::wrongType, "\"presets\" is not an array."},
+           {"{\"version\":1,\"presets\":[[]]}", ErrorCase::wrongType, "\"presets[0]\" is not an object."}}) {
+    EXPECT_EQ(description([&, &document = text] { PresetExportFile::decode(document); }, kind), expected) << text;
   }
   description([] { PresetCoding::decodeFanCurve(R"({"minTemp":1,"maxTemp":2,"minRPM":3})"); }, ErrorCase::missingKey);
 }
