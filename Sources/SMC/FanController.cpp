@@ -44,7 +44,7 @@ FanInfo FanController::getFanInfo(int index) {
   try {
     info.targetRPM = smc_.readFanRPM(SMCKey::fan(index, "Tg"));
   } catch (const SMCError&) {
-    // The reading is of use without its target.
+    // The reading is useful without its target.
   }
   if (info.minRPM < 1 || info.maxRPM < info.minRPM) {
     throw SMCError::readFailed(fmt::format("fan {} reported invalid RPM bounds", index));
