@@ -21,25 +21,25 @@ FanPreset custom(const std::string& name, UUID id = UUID::random()) {
 
 class FanCurveManagerTest : public testing::Test {
  protected:
-  void store(const std::string& document) { defaults.setData("customFanPresets.v1", document); }
+  void store(const std::string& document) { defaults_.setData("customFanPresets.v1", document); }
   void store(const std::vector<FanPreset>& presets) { store(PresetCoding::encode(presets)); }
 
-  const std::vector<FanPreset>& catalogue = FanPreset::bundledPresets();
-  test::MemoryUserDefaults defaults;
-  FanCurveManager manager{defaults};
+  static const std::vector<FanPreset>& catalogue() { return FanPreset::bundledPresets(); }
+  test::MemoryUserDefaults defaults_;
+  FanCurveManager manager_{defaults_};
 };
 
 }  // namespace
 
 TEST_F(FanCurveManagerTest, LoadsTheCatalogueFromWhatCannotBeReadWhichIsKeptUntilTheNextSave) {
-  EXPECT_EQ(manager.loadCustomPresets(), catalogue);
+  EXPECT_EQ(manager_.loadCustomPresets(), catalogue());
   std::string partlyGood = PresetCoding::encode(std::vector{custom("Good"), custom("Odd")});
   partlyGood.replace(partlyGood.rfind("\"custom\""), 8, "\"other\"");
   for (const std::string& damaged :
        {std::string(), std::string("{}"), std::string("[{}]"), std::string("\xFF"), std::string("["), partlyGood}) {
     store(damaged);
-    EXPECT_EQ(manager.loadCustomPresets(), catalogue) << damaged;
-    EXPECT_EQ(defaults.data("customFanPresets.v1"), damaged);
+    EXPECT_EQ(manager_.loadCustomPresets(), catalogue()) << damaged;
+    EXPECT_EQ(defaults_.data("customFanPresets.v1"), damaged);
   }
 }
 
@@ -56,23 +56,23 @@ TEST_F(FanCurveManagerTest, LoadsTunedCataloguePresetsAndValidCustomOnesOnceAndI
   store({first, custom("Again", first.id), custom("Reserved", FanPreset::automatic().id), broken, tuned, invalid,
          validTwin, FanPreset::batterySaver(), FanPreset::systemDefault(), FanPreset::fullBlast()});
   tuned.name = "Battery Saver";
-  EXPECT_EQ(manager.loadCustomPresets(), (std::vector{tuned, FanPreset::cpuCoreDefault(), first, validTwin}));
+  EXPECT_EQ(manager_.loadCustomPresets(), (std::vector{tuned, FanPreset::cpuCoreDefault(), first, validTwin}));
 }
 
 TEST_F(FanCurveManagerTest, SavesValidCustomPresetsOnlyAndAllOrNothing) {
   const FanPreset mine = custom("Mine");
-  manager.saveCustomPresets(
+  manager_.saveCustomPresets(
       {FanPreset::systemDefault(), custom("  "), FanPreset::batterySaver(), mine, FanPreset::automatic()});
   const std::string saved = PresetCoding::encode(std::vector{FanPreset::batterySaver(), mine});
-  EXPECT_EQ(defaults.data("customFanPresets.v1"), saved);
+  EXPECT_EQ(defaults_.data("customFanPresets.v1"), saved);
   FanPreset notEncodable = custom("Valid as a constant");
   notEncodable.strategy = ControlStrategy::constantRPM;
   notEncodable.constantRPM = 3000;
   notEncodable.lowTemperature = test::infinity;
-  EXPECT_THROW(manager.saveCustomPresets({mine, notEncodable}), PresetCodingError);
-  EXPECT_EQ(defaults.data("customFanPresets.v1"), saved);
-  manager.saveCustomPresets({});
-  EXPECT_EQ(defaults.data("customFanPresets.v1"), "[]") << "the list is replaced, not added to";
+  EXPECT_THROW(manager_.saveCustomPresets({mine, notEncodable}), PresetCodingError);
+  EXPECT_EQ(defaults_.data("customFanPresets.v1"), saved);
+  manager_.saveCustomPresets({});
+  EXPECT_EQ(defaults_.data("customFanPresets.v1"), "[]") << "the list is replaced, not added to";
 }
 
 }  // namespace halcyra
