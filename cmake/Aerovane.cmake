@@ -74,8 +74,8 @@ function(aerovane_qt_library name)
 endfunction()
 
 # aerovane_test(NAME FOLDER folder LINK target... [LABELS label...] [ALONE pattern] [OWN_MAIN])
-# A GoogleTest binary of all sources of one folder under Tests/, each test known to CTest; nothing else runs beside those
-# that match the pattern.
+# A GoogleTest binary of all sources of one folder under Tests/, built by the target "tests" and run by CTest; nothing else
+# runs beside the tests that match the pattern.
 function(aerovane_test name)
   cmake_parse_arguments(ARG "OWN_MAIN" "FOLDER;ALONE" "LINK;LABELS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_FOLDER}/*.cpp)
@@ -88,11 +88,28 @@ function(aerovane_test name)
   if(NOT ARG_OWN_MAIN)
     target_link_libraries(${name} PRIVATE GTest::gtest_main)
   endif()
-  set(properties DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300 LABELS "${ARG_LABELS}")
-  if(ARG_ALONE)
-    gtest_discover_tests(${name} TEST_FILTER "-${ARG_ALONE}" ${properties})
-    gtest_discover_tests(${name} TEST_FILTER "${ARG_ALONE}" ${properties} RUN_SERIAL TRUE)
+  add_dependencies(tests ${name})
+  aerovane_register_tests(${name} "${ARG_LABELS}" "${ARG_ALONE}")
+endfunction()
+
+# aerovane_register_tests(NAME LABELS ALONE): makes the tests of a GoogleTest binary known to CTest, each by its name. With
+# a sanitizer, whose processes take long to start, a binary runs as a whole, in as many parts as keep two cores busy.
+function(aerovane_register_tests name labels alone)
+  if(AEROVANE_SANITIZE AND NOT alone)
+    set(parts 4)
+    foreach(part RANGE 1 ${parts})
+      math(EXPR index "${part} - 1")
+      add_test(NAME ${name}-${part} COMMAND ${name} --gtest_brief=1)
+      set_tests_properties(${name}-${part} PROPERTIES TIMEOUT 600 LABELS "${labels}"
+        ENVIRONMENT "GTEST_TOTAL_SHARDS=${parts};GTEST_SHARD_INDEX=${index}")
+    endforeach()
+    return()
+  endif()
+  set(options NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300 LABELS "${labels}")
+  if(alone)
+    gtest_discover_tests(${name} TEST_FILTER "-${alone}" ${options})
+    gtest_discover_tests(${name} TEST_FILTER "${alone}" ${options} RUN_SERIAL TRUE)
   else()
-    gtest_discover_tests(${name} ${properties})
+    gtest_discover_tests(${name} ${options})
   endif()
 endfunction()

@@ -6,7 +6,7 @@
 
 namespace halcyra {
 
-/// How a custom preset finds a fan's speed.
+/// How a custom preset determines a fan's speed.
 enum class ControlStrategy {
   /// By the curve, from the fan's zone temperature.
   cpuCoreAverage,

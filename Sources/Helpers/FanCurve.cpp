@@ -17,7 +17,7 @@ std::int64_t FanCurve::ramp(double temperature, double low, double high, std::in
   if (temperature <= low) {
     return bottom;
   }
-  // An empty or inverted range has nothing between its bounds, nor is anything between that is no number.
+  // Nothing lies between the bounds of an empty or inverted range, and NaN lies between no bounds.
   if (temperature < high) {
     const auto from = static_cast<double>(bottom);
     const auto to = static_cast<double>(top);

@@ -7,7 +7,7 @@ namespace halcyra {
 
 /// What a preset keeps for one fan.
 struct FanCurveSettings {
-  /// Ramp start, °C: the fan sits at its minimum at or below it.
+  /// Start of the ramp, °C: at or below it the fan runs at its minimum.
   double lowTemperature = 0.0;
   /// Full speed from here on, °C.
   double highTemperature = 0.0;

@@ -54,14 +54,14 @@ struct FanPreset {
 
   bool operator==(const FanPreset&) const = default;
 
-  /// A line beside the name; none for custom presets.
+  /// A short text beside the name; none for custom presets.
   std::optional<std::string_view> subtitle() const;
   /// A built-in: cannot be renamed, edited or deleted.
   bool isLocked() const;
   /// Whether this is a custom preset that may be stored and used.
   bool isValidCustomConfiguration() const;
 
-  /// What holds for the fan `index`: its own values when the fans are unlinked and it has some, else the shared ones.
+  /// The values of the fan `index`: its own when the fans are unlinked and it has some, else the shared ones.
   FanCurveSettings settings(int index) const;
   /// The speed that a fixed-speed preset asks of `fan`, within its limits; none when the preset holds no fixed speed.
   std::optional<std::int64_t> fixedTarget(const FanInfo& fan) const;

@@ -14,7 +14,7 @@ HysteresisCurve::HysteresisCurve(double lowTemperature, double highTemperature, 
 
 std::int64_t HysteresisCurve::target(double temperature, std::int64_t minimum, std::int64_t maximum) {
   precondition(minimum <= maximum, "HysteresisCurve::target needs a minimum that is not above the maximum");
-  // The anchor stays where it is while holding, so that a slow fall adds up until it leaves the band.
+  // The anchor stays in place while the speed is held, so that a slow fall adds up until it leaves the band.
   const bool holds =
       lastTemperature_ && lastRPM_ && temperature < *lastTemperature_ && *lastTemperature_ - temperature < hysteresis_;
   if (holds) {

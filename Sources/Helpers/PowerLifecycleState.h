@@ -4,14 +4,14 @@
 
 namespace halcyra {
 
-/// Tells poll results of the current epoch from those that were asked for before a sleep, a wake or a reset. Main
+/// Tells poll results of the current epoch from those requested before a sleep, a wake or a reset. Main
 /// thread only.
 class PowerLifecycleState {
  public:
   void willSleep();
   void didWake();
   void invalidatePendingPolls();
-  /// Whether a result that was asked for in `generation` may still be applied.
+  /// Whether a result that was requested in `generation` may still be applied.
   bool accepts(std::uint64_t generation) const;
 
   bool isSleeping() const { return isSleeping_; }

@@ -67,7 +67,7 @@ std::vector<SMCKeyInfo> SensorReader::discoverTemperatureSensors() {
       found.push_back(*std::move(info));
     }
   }
-  // What never answers must not be looked for for ever.
+  // A key that never answers must not be looked for again at every read.
   isDiscoveryOver_ = isComplete || found == knownSensors_;
   knownSensors_ = std::move(found);
   return knownSensors_;

@@ -48,7 +48,7 @@ std::int64_t rpm(double temperature, std::int64_t minimum, std::int64_t maximum)
 double dieFloorFraction(double sustainedDieTemperature);
 std::int64_t dieFloorRPM(double sustainedDieTemperature, std::int64_t minimum, std::int64_t maximum);
 
-/// How many tiers have been reached: 0…5.
+/// How many tiers `temperature` has reached: 0…5.
 int tier(double temperature);
 /// The first tier above `temperature`, else the last tier.
 double nextTierTemperature(double temperature);

@@ -6,7 +6,7 @@
 /// What Smart Auto asks of one fan. Pure functions; temperatures in °C, speeds in RPM, `minimum <= maximum`.
 namespace halcyra::SmartAutoDecision {
 
-/// A fan whose target reads back this far off the commanded one, or farther, is commanded again.
+/// A fan whose target reads back at least this far from the commanded one is commanded again.
 inline constexpr std::int64_t readbackToleranceRPM = 50;
 
 std::int64_t targetRPM(double zoneTemperature, std::optional<double> sustainedDieTemperature,

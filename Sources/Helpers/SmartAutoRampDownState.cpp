@@ -4,8 +4,8 @@
 
 namespace halcyra {
 
-std::int64_t SmartAutoRampDownState::nextTarget(std::int64_t desired, std::int64_t commanded, Instant now, Seconds delay,
-                                                std::int64_t maximumStep) {
+std::int64_t SmartAutoRampDownState::nextTarget(std::int64_t desired, std::int64_t commanded, Instant now,
+                                                Seconds delay, std::int64_t maximumStep) {
   if (desired >= commanded) {
     coolingSince_.reset();
     return desired;

@@ -41,7 +41,7 @@ class ThermalDisplaySmoother : public AsymmetricSmoother {
   using AsymmetricSmoother::AsymmetricSmoother;
 };
 
-/// Steadies a temperature that is controlled with; a type of its own so that the two cannot be mixed up.
+/// Steadies a temperature that drives fans; a type of its own so that the two cannot be mixed up.
 class ThermalControlFilter : public AsymmetricSmoother {
  public:
   using AsymmetricSmoother::AsymmetricSmoother;

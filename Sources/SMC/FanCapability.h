@@ -11,7 +11,7 @@
 
 namespace halcyra {
 
-/// What the SMC's own metadata says of one fan.
+/// What the SMC's own metadata says about one fan.
 struct FanCapability {
   int index = 0;
   bool canReadRPM = false;
@@ -43,7 +43,7 @@ struct HardwareCapabilities {
   bool operator==(const HardwareCapabilities&) const = default;
 };
 
-/// Finds out which fans exist. Never fails: what cannot be read, asked for twice, is absent.
+/// Finds out which fans exist. Never fails: what cannot be read at the second attempt either counts as absent.
 class FanCapabilityProbe {
  public:
   static constexpr int maxFanIndex = 9;

@@ -52,7 +52,7 @@ std::optional<FanInfo> FanController::readFan(int index) {
   try {
     info.targetRPM = smc_.readFanRPM(SMCKey::fan(index, "Tg"));
   } catch (const SMCError&) {
-    // The reading is of use without its target.
+    // The reading is useful without its target.
   }
   if (info.minRPM < 1 || info.maxRPM < info.minRPM) {
     return std::nullopt;
@@ -96,10 +96,6 @@ void FanController::resetToAuto(int index) {
   }
   writeModeWithTransientRetry(key, static_cast<std::uint8_t>(FanMode::automatic),
                               fmt::format("fan {} automatic reset", index));
-}
-
-void FanController::applyCurve(const FanCurve& curve, int index, double currentTemp) {
-  setFanRPM(index, curve.rpm(currentTemp));
 }
 
 void FanController::validate(int index) const {

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 
-#include "Helpers/FanCurve.h"
 #include "Platform/Log.h"
 #include "SMC/FanCapability.h"
 #include "SMC/FanInfo.h"
@@ -35,8 +34,11 @@ class FanController {
   void setFanRPM(int index, std::int64_t rpm);
   /// Hands the fan back to the firmware; writes nothing when the firmware has it already. Allowed for every index.
   void resetToAuto(int index);
-  /// Sets the speed that `curve` gives at `currentTemp` °C.
-  void applyCurve(const FanCurve& curve, int index, double currentTemp);
+  /// Sets the speed in RPM that `curve.rpm` gives at `currentTemp` °C.
+  template <typename Curve>
+  void applyCurve(const Curve& curve, int index, double currentTemp) {
+    setFanRPM(index, curve.rpm(currentTemp));
+  }
 
  private:
   void validate(int index) const;

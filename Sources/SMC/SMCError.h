@@ -45,9 +45,9 @@ class SMCError : public LocalizedError {
   Case kind() const { return case_; }
   /// The firmware's result byte; 0 unless `kind()` is `firmwareFailed`.
   std::uint8_t firmwareResult() const { return firmwareResult_; }
-  /// The firmware has answered, and not only that it is busy: asking again would bring the same.
+  /// The firmware has answered, other than that it is busy: asking again would give the same answer.
   bool isAnswer() const { return case_ == Case::keyNotFound || (case_ == Case::firmwareFailed && !isTransient()); }
-  /// The firmware is still taking an earlier command in: the same call may succeed in a moment.
+  /// The firmware is still processing an earlier command: the same call may succeed in a moment.
   bool isTransient() const { return firmwareResult_ == 0x82 || firmwareResult_ == 0x83; }
 
   std::string_view domain() const override { return errorDomain; }

@@ -34,10 +34,10 @@ class SMCInterface {
   virtual std::uint32_t getKeyCount() = 0;
   /// Degrees Celsius, finite; only "flt" and "sp78" keys.
   virtual double readTemperature(SMCKey key) = 0;
-  /// Revolutions per minute, not negative; only "flt", "fpe2" and "fp2e" keys.
+  /// Revolutions per minute, not negative; for "flt", "fpe2" and "fp2e" keys.
   virtual std::int64_t readFanRPM(SMCKey key) = 0;
 
-  /// The clock that waits on this interface run by.
+  /// The clock by which waits on this interface run.
   virtual Clock& clock() = 0;
 
   /// Polls every 200 ms until the key reads as a float within `tolerance` of `expected` (inclusive), and says whether

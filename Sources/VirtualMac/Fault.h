@@ -53,7 +53,7 @@ struct Fault {
   double until = 0;
   /// Firmware result of `result` and `resultRead`.
   std::uint8_t firmwareResult = 0;
-  /// How many calls are still to be answered with it; nothing is for ever.
+  /// How many calls are still to be answered with it; no number means every call.
   std::optional<std::uint32_t> remaining;
   /// `setMode`: fan, mode (0, 1 or 3) and the target in RPM that goes with it.
   int fan = 0;
@@ -78,7 +78,7 @@ class FaultSet {
   /// `FaultError` and changes nothing when the command is wrong.
   void apply(std::string_view command);
 
-  /// The commands of the faults in force, in the order given. "set-mode" is done when it is done and not among them.
+  /// The commands of the faults in force, in the order given. "set-mode" acts once and is never among them.
   std::vector<std::string> active() const;
 
   /// The commands, one per line: syntax and meaning.
@@ -96,7 +96,7 @@ class FaultSet {
   /// Removes all faults of a kind.
   void remove(FaultKind kind);
 
-  /// Called for every fault before it takes its place: the machine completes what a command cannot know.
+  /// Called for every fault before it takes effect: the machine fills in what a command cannot know.
   void setObserver(std::function<void(Fault&)> observer) { observer_ = std::move(observer); }
 
  private:

@@ -20,7 +20,7 @@ struct FaultCommand {
 
 /// All of them, one per kind.
 const std::vector<FaultCommand>& faultCommands();
-/// Null for a name that is none; "mode" is short for "set-mode".
+/// Null for an unknown name; "mode" is short for "set-mode".
 const FaultCommand* findFaultCommand(std::string_view name);
 
 /// The words of a command, without the white space between them.

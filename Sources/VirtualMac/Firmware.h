@@ -41,13 +41,13 @@ class Firmware {
   /// All references outlive the firmware.
   Firmware(std::uint64_t seed, FaultSet& faults, const SensorBank& sensors, const ThermalModel& thermals);
 
-  /// Brings the writes that wait up to `now`, seconds since power-on.
+  /// Lets pending writes take effect that are due by `now`, seconds since power-on.
   void settle(double now);
   VirtualSMCReply call(const SMCParamStruct& input, bool privileged);
 
-  /// The bytes of a key in truth.
+  /// The true bytes of a key, without faults.
   std::vector<std::uint8_t> bytesOf(const KeyEntry& entry) const;
-  /// The number of a numeric key in truth.
+  /// The true number of a numeric key, without faults.
   double numberOf(const KeyEntry& entry) const;
 
   Fans& fans() { return fans_; }
@@ -57,7 +57,7 @@ class Firmware {
   void setWriteObserver(WriteObserver observer) { writeObserver_ = std::move(observer); }
 
  private:
-  /// How far a fan is in being switched.
+  /// How far a change of a fan's mode has come.
   struct ModeChange {
     std::uint64_t ordinal = 0;
     std::uint32_t refusals = 0;

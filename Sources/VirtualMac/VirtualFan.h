@@ -5,7 +5,7 @@
 
 namespace halcyra {
 
-/// One fan and the firmware's part that runs it. Speeds are RPM, times seconds since power-on.
+/// One fan and the part of the firmware that runs it. Speeds in RPM, times in seconds since power-on.
 class VirtualFan {
  public:
   static constexpr std::uint8_t automaticMode = 0;
@@ -15,7 +15,7 @@ class VirtualFan {
 
   VirtualFan(int index, double minimum, double maximum);
 
-  /// Which writes come to nothing when they are due.
+  /// Which writes have no effect when they are due.
   struct LatchBlock {
     bool mode = false;
     bool target = false;
@@ -26,10 +26,10 @@ class VirtualFan {
   /// Spins for `seconds`. `dieTemperature` is what the firmware's own curve goes by.
   void step(double seconds, double dieTemperature);
 
-  /// Accepted writes; they take effect at `latchTime`. A repetition of what waits already does not postpone it.
+  /// Accepted writes; they take effect at `latchTime`. Repeating a pending write does not postpone it.
   void requestMode(std::uint8_t mode, double latchTime);
   void requestTarget(double rpm, double latchTime);
-  /// Takes effect at once and drops what waits.
+  /// Takes effect at once and drops pending writes.
   void forceMode(std::uint8_t mode, std::optional<double> target);
 
   int index() const { return index_; }

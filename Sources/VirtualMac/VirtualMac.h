@@ -23,7 +23,7 @@ struct VirtualMacConfiguration {
   double ambientTemperature = 24.0;
 };
 
-/// One fan as the firmware has it.
+/// One fan as the firmware knows it.
 struct VirtualFanState {
   int index = 0;
   /// 0 automatic, 1 manual.
@@ -34,7 +34,7 @@ struct VirtualFanState {
   double maximum = 0;
 };
 
-/// The firmware's own truth, whatever faults make of it on the way to a reader.
+/// The true state of the firmware, whatever faults make of it on the way to a reader.
 struct VirtualMacState {
   /// Seconds since power-on.
   double time = 0;
@@ -58,7 +58,7 @@ struct VirtualSMCReply {
 };
 
 /// A simulated Mac: SMC firmware, fans and heat, driven by a workload. Deterministic: the same seed, workload, calls
-/// and times give the same answers to the bit. Time is what the owner says it is and only goes forward; the inside
+/// and times give the same answers to the bit. Time is what the owner says it is and only goes forward; the machine
 /// advances in fixed steps, so that how often it is asked does not matter. Not safe for concurrent use.
 class VirtualMac {
  public:

@@ -12,7 +12,7 @@
 
 namespace halcyra {
 
-/// How busy each part of the chip is, 0 (idle) … 1 (everything it can do).
+/// How busy each part of the chip is, 0 (idle) … 1 (full load).
 struct WorkloadLevels {
   double cpuA = 0;
   double cpuB = 0;

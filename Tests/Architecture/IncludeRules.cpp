@@ -19,7 +19,7 @@ const std::map<std::string_view, Prefixes>& allowedPrefixes() {
       {"Platform", {"Platform/"}},
       {"Platform/Linux", {"Platform/", "Platform/Linux/", "XPC/", "sdbus-c++/"}},
       {"Platform/Qt", {"Platform/", "Platform/Qt/"}},
-      {"SMC", {"Platform/", "SMC/", "Helpers/FanCurve.h"}},
+      {"SMC", {"Platform/", "SMC/"}},
       {"Helpers", {"Platform/", "SMC/", "Helpers/"}},
       {"XPC", {"Platform/", "XPC/"}},
       {"Client", {"Platform/", "SMC/", "Helpers/", "XPC/", "Client/"}},

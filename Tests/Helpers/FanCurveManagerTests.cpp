@@ -1,23 +1,16 @@
-#include <limits>
-#include <string>
-#include <vector>
-
 #include "gtest/gtest.h"
 
 #include "Helpers/FanCurveManager.h"
 #include "Helpers/PresetCoding.h"
 #include "Support/MemoryUserDefaults.h"
+#include "Support/Values.h"
 
 namespace halcyra {
 
 namespace {
 
-const std::vector<FanPreset>& catalogue() {
-  return FanPreset::bundledPresets();
-}
-
-FanPreset custom(const std::string& name) {
-  return {.id = UUID::random(),
+FanPreset custom(const std::string& name, UUID id = UUID::random()) {
+  return {.id = id,
           .name = name,
           .kind = PresetKind::custom,
           .strategy = ControlStrategy::cpuCoreAverage,
@@ -28,57 +21,42 @@ FanPreset custom(const std::string& name) {
 
 class FanCurveManagerTest : public testing::Test {
  protected:
-  void store(const std::vector<FanPreset>& presets) {
-    defaults_.setData("customFanPresets.v1", PresetCoding::encode(presets));
-  }
+  void store(const std::string& document) { defaults_.setData("customFanPresets.v1", document); }
+  void store(const std::vector<FanPreset>& presets) { store(PresetCoding::encode(presets)); }
 
+  static const std::vector<FanPreset>& catalogue() { return FanPreset::bundledPresets(); }
   test::MemoryUserDefaults defaults_;
   FanCurveManager manager_{defaults_};
 };
 
 }  // namespace
 
-TEST_F(FanCurveManagerTest, LoadsTheCatalogueFromWhatCannotBeRead) {
+TEST_F(FanCurveManagerTest, LoadsTheCatalogueFromWhatCannotBeReadWhichIsKeptUntilTheNextSave) {
   EXPECT_EQ(manager_.loadCustomPresets(), catalogue());
-  for (const char* damaged : {"", "{}", "[{}]", "\xFF", "["}) {
-    defaults_.setData("customFanPresets.v1", damaged);
+  std::string partlyGood = PresetCoding::encode(std::vector{custom("Good"), custom("Odd")});
+  partlyGood.replace(partlyGood.rfind("\"custom\""), 8, "\"other\"");
+  for (const std::string& damaged :
+       {std::string(), std::string("{}"), std::string("[{}]"), std::string("\xFF"), std::string("["), partlyGood}) {
+    store(damaged);
     EXPECT_EQ(manager_.loadCustomPresets(), catalogue()) << damaged;
-    EXPECT_EQ(defaults_.data("customFanPresets.v1"), damaged) << "kept until the next save";
+    EXPECT_EQ(defaults_.data("customFanPresets.v1"), damaged);
   }
-  FanPreset good = custom("Good");
-  std::string document = PresetCoding::encode(std::vector{good, custom("Odd")});
-  document.replace(document.rfind("\"custom\""), 8, "\"other\"");
-  defaults_.setData("customFanPresets.v1", document);
-  EXPECT_EQ(manager_.loadCustomPresets(), catalogue()) << "one bad preset spoils the document";
 }
 
-TEST_F(FanCurveManagerTest, KeepsTuningOfTheCatalogueWhileValid) {
+TEST_F(FanCurveManagerTest, LoadsTunedCataloguePresetsAndValidCustomOnesOnceAndInOrder) {
   FanPreset tuned = FanPreset::batterySaver();
   tuned.name = "";  // judged under the catalogue's name
   tuned.lowTemperature = 85;
   FanPreset broken = FanPreset::cpuCoreDefault();
   broken.lowTemperature = 10;
-  store({custom("Mine"), broken, tuned, FanPreset::batterySaver()});
-  const std::vector<FanPreset> loaded = manager_.loadCustomPresets();
-  ASSERT_EQ(loaded.size(), 3U);
-  EXPECT_EQ(loaded[0].name, "Battery Saver");
-  EXPECT_EQ(loaded[0].lowTemperature, 85);
-  EXPECT_EQ(loaded[1], FanPreset::cpuCoreDefault());
-  EXPECT_EQ(loaded[2].name, "Mine");
-}
-
-TEST_F(FanCurveManagerTest, LoadsValidUserPresetsOnceAndInOrder) {
   const FanPreset first = custom("First");
-  FanPreset again = custom("Again");
-  again.id = first.id;
-  FanPreset reserved = custom("Reserved");
-  reserved.id = FanPreset::automatic().id;
   FanPreset invalid = custom("Invalid");
   invalid.hysteresis = 0.2;
-  FanPreset invalidTwin = custom("Valid twin of an invalid one");
-  invalidTwin.id = invalid.id;
-  store({first, again, reserved, invalid, invalidTwin, FanPreset::systemDefault(), FanPreset::fullBlast()});
-  EXPECT_EQ(manager_.loadCustomPresets(), (std::vector{catalogue().at(0), catalogue().at(1), first, invalidTwin}));
+  const FanPreset validTwin = custom("Valid twin of an invalid one", invalid.id);
+  store({first, custom("Again", first.id), custom("Reserved", FanPreset::automatic().id), broken, tuned, invalid,
+         validTwin, FanPreset::batterySaver(), FanPreset::systemDefault(), FanPreset::fullBlast()});
+  tuned.name = "Battery Saver";
+  EXPECT_EQ(manager_.loadCustomPresets(), (std::vector{tuned, FanPreset::cpuCoreDefault(), first, validTwin}));
 }
 
 TEST_F(FanCurveManagerTest, SavesValidCustomPresetsOnlyAndAllOrNothing) {
@@ -90,7 +68,7 @@ TEST_F(FanCurveManagerTest, SavesValidCustomPresetsOnlyAndAllOrNothing) {
   FanPreset notEncodable = custom("Valid as a constant");
   notEncodable.strategy = ControlStrategy::constantRPM;
   notEncodable.constantRPM = 3000;
-  notEncodable.lowTemperature = std::numeric_limits<double>::infinity();
+  notEncodable.lowTemperature = test::infinity;
   EXPECT_THROW(manager_.saveCustomPresets({mine, notEncodable}), PresetCodingError);
   EXPECT_EQ(defaults_.data("customFanPresets.v1"), saved);
   manager_.saveCustomPresets({});

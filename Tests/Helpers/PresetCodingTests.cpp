@@ -27,26 +27,13 @@ FanPreset fullPreset() {
           .fan1Settings = FanCurveSettings{32, 52, std::nullopt}};
 }
 
-/// A preset document with one member replaced by `member`, or left out when that is empty.
-std::string presetDocument(const std::string& key, const std::string& member) {
-  const std::pair<std::string, std::string> members[] = {
-      {"id", R"("id":"abcdef00-0000-4000-8000-000000000009")"},
-      {"name", R"("name":"A")"},
-      {"kind", R"("kind":"custom")"},
-      {"strategy", R"("strategy":"constantRPM")"},
-      {"lowTemperature", R"("lowTemperature":30)"},
-      {"highTemperature", R"("highTemperature":50.5)"},
-      {"constantRPM", R"("constantRPM":3000)"},
-      {"hysteresis", R"("hysteresis":1.5)"},
-      {"linkedFans", R"("linkedFans":true)"},
-      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1,"highTemperature":2})"},
-  };
-  std::string text;
-  for (const auto& [name, original] : members) {
-    const std::string& part = name == key ? member : original;
-    if (!part.empty()) text += (text.empty() ? "" : ",") + part;
-  }
-  return "[{" + text + "}]";
+/// A document with one preset, in which one text is replaced.
+std::string presetDocument(const std::string& from = "", const std::string& to = "") {
+  std::string text =
+      R"([{"id":"abcdef00-0000-4000-8000-000000000009","name":"A","kind":"custom","strategy":"constantRPM",)"
+      R"("lowTemperature":30,"highTemperature":50.5,"constantRPM":3000,"hysteresis":1.5,"linkedFans":true,)"
+      R"("fan0Settings":{"lowTemperature":1,"highTemperature":2}}])";
+  return text.replace(text.find(from), from.size(), to);
 }
 
 std::string description(const std::function<void()>& work, ErrorCase expected) {
@@ -87,82 +74,62 @@ TEST(PresetCoding, ReadsBackWhatItWrites) {
 }
 
 TEST(PresetCoding, ReadsEveryFormOfAPreset) {
-  const std::pair<const char*, const char*> harmless[] = {
-      {"id", R"("id":"ABCDEF00-0000-4000-8000-000000000009")"},
-      {"constantRPM", R"("constantRPM":3e3)"},
-      {"lowTemperature", R"("lowTemperature":3.0e1,"unknown":{"lowTemperature":[null]})"},
-      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1,"highTemperature":2,"constantRPM":null})"},
-  };
-  const FanPreset expected = PresetCoding::decodePresets(presetDocument("", "")).at(0);
+  const FanPreset expected = PresetCoding::decodePresets(presetDocument()).at(0);
   EXPECT_EQ(expected.constantRPM, 3000);
   EXPECT_EQ(expected.fan0Settings, (FanCurveSettings{1, 2, std::nullopt}));
-  for (const auto& [key, member] : harmless) {
-    EXPECT_EQ(PresetCoding::decodePresets(presetDocument(key, member)).at(0), expected) << member;
+  for (const auto& [from, to] :
+       test::Table<const char*, const char*>{{"abcdef00", "ABCDEF00"},
+                                             {"3000", "3e3"},
+                                             {R"(":30,)", R"(":3.0e1,"unknown":{"lowTemperature":[null]},)"},
+                                             {R"("highTemperature":2)", R"("highTemperature":2,"constantRPM":null)"}}) {
+    EXPECT_EQ(PresetCoding::decodePresets(presetDocument(from, to)).at(0), expected) << to;
   }
-  for (const char* key : {"strategy", "constantRPM", "fan0Settings"}) {
-    const auto null = PresetCoding::decodePresets(presetDocument(key, "\"" + std::string(key) + "\":null"));
-    EXPECT_EQ(null, PresetCoding::decodePresets(presetDocument(key, ""))) << "null is absence: " << key;
-    EXPECT_NE(null.at(0), expected) << key;
+  for (const auto& [name, value] :
+       test::Table<std::string, std::string>{{R"("strategy":)", R"("constantRPM",)"}, {R"("constantRPM":)", "3000,"}}) {
+    const auto null = PresetCoding::decodePresets(presetDocument(name + value, name + "null,"));
+    EXPECT_EQ(null, PresetCoding::decodePresets(presetDocument(name + value, ""))) << "null is absence: " << name;
+    EXPECT_NE(null.at(0), expected) << name;
   }
 }
 
 TEST(PresetCoding, RefusesWhatIsNoPreset) {
-  struct BadMember {
-    const char* key;
-    const char* member;
-    ErrorCase kind;
-    const char* text;
-  };
-  const BadMember cases[] = {
-      {"id", "", ErrorCase::missingKey, "\"[0].id\" is missing."},
-      {"id", R"("id":"abc")", ErrorCase::wrongType, "\"[0].id\" is not a UUID."},
-      {"name", R"("name":null)", ErrorCase::wrongType, "\"[0].name\" is not a string."},
-      {"kind", R"("kind":"Custom")", ErrorCase::unknownValue, "\"[0].kind\" has the unknown value \"Custom\"."},
-      {"strategy", R"("strategy":"")", ErrorCase::unknownValue, "\"[0].strategy\" has the unknown value \"\"."},
-      {"lowTemperature", R"("lowTemperature":"30")", ErrorCase::wrongType, "\"[0].lowTemperature\" is not a number."},
-      {"constantRPM", R"("constantRPM":3000.5)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":9223372036854775808)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":-9223372036854775809)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":1e19)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"constantRPM", R"("constantRPM":true)", ErrorCase::wrongType,
-       "\"[0].constantRPM\" is not an integer of 64 bits."},
-      {"hysteresis", R"("hysteresis":null)", ErrorCase::wrongType, "\"[0].hysteresis\" is not a number."},
-      {"linkedFans", "", ErrorCase::missingKey, "\"[0].linkedFans\" is missing."},
-      {"linkedFans", R"("linkedFans":1)", ErrorCase::wrongType, "\"[0].linkedFans\" is not a boolean."},
-      {"fan0Settings", R"("fan0Settings":[])", ErrorCase::wrongType, "\"[0].fan0Settings\" is not an object."},
-      {"fan0Settings", R"("fan0Settings":{"lowTemperature":1})", ErrorCase::missingKey,
-       "\"[0].fan0Settings.highTemperature\" is missing."},
-  };
-  for (const BadMember& testCase : cases) {
-    const std::string document = presetDocument(testCase.key, testCase.member);
-    EXPECT_EQ(description([&] { PresetCoding::decodePresets(document); }, testCase.kind), testCase.text);
+  constexpr auto missing = ErrorCase::missingKey;
+  constexpr auto wrong = ErrorCase::wrongType;
+  constexpr auto unknown = ErrorCase::unknownValue;
+  for (const auto& [from, to, kind, text] : test::Table<const char*, const char*, ErrorCase, std::string>{
+           {R"("id")", R"("ID")", missing, R"(id" is missing.)"},
+           {"abcdef00", "abc", wrong, R"(id" is not a UUID.)"},
+           {R"("A")", "null", wrong, R"(name" is not a string.)"},
+           {"custom", "Custom", unknown, R"(kind" has the unknown value "Custom".)"},
+           {R"(gy":"constantRPM)", R"(gy":")", unknown, R"(strategy" has the unknown value "".)"},
+           {"30,", R"("30",)", wrong, R"(lowTemperature" is not a number.)"},
+           {"3000", "3000.5", wrong, R"(constantRPM" is not an integer of 64 bits.)"},
+           {"3000", "9223372036854775808", wrong, R"(constantRPM" is not an integer of 64 bits.)"},
+           {"3000", "-9223372036854775809", wrong, R"(constantRPM" is not an integer of 64 bits.)"},
+           {"3000", "1e19", wrong, R"(constantRPM" is not an integer of 64 bits.)"},
+           {"3000", "true", wrong, R"(constantRPM" is not an integer of 64 bits.)"},
+           {"1.5", "null", wrong, R"(hysteresis" is not a number.)"},
+           {"true", "1", wrong, R"(linkedFans" is not a boolean.)"},
+           {R"({"lowTemperature":1,"highTemperature":2})", "[]", wrong, R"(fan0Settings" is not an object.)"},
+           {R"(,"highTemperature":2)", "", missing, R"(fan0Settings.highTemperature" is missing.)"}}) {
+    const std::string document = presetDocument(from, to);
+    EXPECT_EQ(description([&] { PresetCoding::decodePresets(document); }, kind), "\"[0]." + text);
   }
 }
 
 TEST(PresetCoding, RefusesOtherDocuments) {
-  struct BadDocument {
-    const char* text;
-    ErrorCase kind;
-    const char* description;
-  };
-  const BadDocument cases[] = {
-      {"", ErrorCase::malformed, "The data is not valid JSON (at byte 1)."},
-      {"{\"version\":1,\"presets\":[]} x", ErrorCase::malformed, "The data is not valid JSON (at byte 28)."},
-      {"{\"version\":1e999,\"presets\":[]}", ErrorCase::malformed,
-       "The data is not valid JSON (a number is out of range)."},
-      {"[]", ErrorCase::wrongType, "The document is not an object."},
-      {"{\"version\":\"1\",\"presets\":[]}", ErrorCase::wrongType, "\"version\" is not an integer of 64 bits."},
-      {"{\"version\":1}", ErrorCase::missingKey, "\"presets\" is missing."},
-      {"{\"version\":1,\"presets\":{}}", ErrorCase::wrongType, "\"presets\" is not an array."},
-      {"{\"version\":1,\"presets\":[[]]}", ErrorCase::wrongType, "\"presets[0]\" is not an object."},
-  };
-  for (const BadDocument& testCase : cases) {
-    EXPECT_EQ(description([&] { PresetExportFile::decode(testCase.text); }, testCase.kind), testCase.description)
-        << testCase.text;
+  constexpr auto malformed = ErrorCase::malformed;
+  constexpr auto wrong = ErrorCase::wrongType;
+  for (const auto& [text, kind, expected] : test::Table<std::string, ErrorCase, const char*>{
+           {"", malformed, "The data is not valid JSON (at byte 1)."},
+           {R"({"version":1,"presets":[]} x)", malformed, "The data is not valid JSON (at byte 28)."},
+           {R"({"version":1e999,"presets":[]})", malformed, "The data is not valid JSON (a number is out of range)."},
+           {"[]", wrong, "The document is not an object."},
+           {R"({"version":"1","presets":[]})", wrong, R"("version" is not an integer of 64 bits.)"},
+           {R"({"version":1})", ErrorCase::missingKey, R"("presets" is missing.)"},
+           {R"({"version":1,"presets":{}})", wrong, R"("presets" is not an array.)"},
+           {R"({"version":1,"presets":[[]]})", wrong, R"("presets[0]" is not an object.)"}}) {
+    EXPECT_EQ(description([&document = text] { PresetExportFile::decode(document); }, kind), expected) << text;
   }
   description([] { PresetCoding::decodeFanCurve(R"({"minTemp":1,"maxTemp":2,"minRPM":3})"); }, ErrorCase::missingKey);
 }
@@ -173,9 +140,9 @@ TEST(PresetCoding, WritesNothingThatCouldNotBeReadBack) {
   EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{preset}); }, ErrorCase::notEncodable),
             "\"lowTemperature\" is not a finite number.");
   description([&] { PresetCoding::encode(PresetExportFile{.presets = {preset}}); }, ErrorCase::notEncodable);
-  FanPreset misnamed = fullPreset();
-  misnamed.name = "\xFF";
-  EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{misnamed}); }, ErrorCase::notEncodable),
+  preset = fullPreset();
+  preset.name = "\xFF";
+  EXPECT_EQ(description([&] { PresetCoding::encode(std::vector{preset}); }, ErrorCase::notEncodable),
             "\"name\" is not valid Unicode text.");
 }
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "SMC/SMCError.h"
@@ -12,6 +13,10 @@ namespace halcyra::test {
 
 inline constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double infinity = std::numeric_limits<double>::infinity();
+
+/// The rows of a test: for (const auto& [input, expected] : Table<int, bool>{{1, true}, …}).
+template <typename... Columns>
+using Table = std::vector<std::tuple<Columns...>>;
 
 /// Modes of the simulated machine's two fans.
 inline const std::vector<int> automatic = {0, 0};
