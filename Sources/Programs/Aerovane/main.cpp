@@ -17,7 +17,7 @@
 #include "Platform/Linux/JSONUserDefaults.h"
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxServiceManagement.h"
-#include "Platform/Linux/SignalWatcher.h"
+#include "Platform/POSIX/SignalWatcher.h"
 #include "Platform/UntrustedText.h"
 #include "Programs/Aerovane/CommandLine.h"
 #include "Programs/Aerovane/DesktopApplication.h"

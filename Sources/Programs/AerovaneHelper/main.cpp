@@ -19,7 +19,7 @@
 #include "Platform/Linux/PlainMainQueue.h"
 #include "Platform/Linux/RuntimeLayout.h"
 #include "Platform/Linux/ServiceSupervisor.h"
-#include "Platform/Linux/SignalWatcher.h"
+#include "Platform/POSIX/SignalWatcher.h"
 #include "Platform/Linux/ThreadQueue.h"
 #include "Programs/AerovaneHelper/RegisterUser.h"
 #include "Programs/AerovaneHelper/ReleaseAll.h"
