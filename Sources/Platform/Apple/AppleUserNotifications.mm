@@ -43,8 +43,7 @@ void AppleUserNotifications::requestAuthorization(std::function<void(bool grante
   }
 }
 
-void AppleUserNotifications::add(UserNotification notification,
-                                 std::function<void(std::optional<Error>)> completion) {
+void AppleUserNotifications::add(UserNotification notification, std::function<void(std::optional<Error>)> completion) {
   @autoreleasepool {
     if (!isInBundle()) {
       completion(noBundle());
@@ -54,9 +53,8 @@ void AppleUserNotifications::add(UserNotification notification,
     content.title = stringOf(notification.title);
     content.body = stringOf(notification.body);
     content.sound = UNNotificationSound.defaultSound;
-    UNNotificationRequest* const request = [UNNotificationRequest requestWithIdentifier:stringOf(notification.identifier)
-                                                                                content:content
-                                                                                trigger:nil];
+    UNNotificationRequest* const request =
+        [UNNotificationRequest requestWithIdentifier:stringOf(notification.identifier) content:content trigger:nil];
     [UNUserNotificationCenter.currentNotificationCenter addNotificationRequest:request
                                                          withCompletionHandler:^(NSError* error) {
                                                            completion(optionalError(error));

@@ -31,8 +31,7 @@ class CFValue {
 /// Null when the text is not UTF-8.
 inline CFValue<CFStringRef> makeCFString(std::string_view text) {
   return CFValue<CFStringRef>(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
-                                                      static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8,
-                                                      false));
+                                                      static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
 }
 
 }  // namespace halcyra

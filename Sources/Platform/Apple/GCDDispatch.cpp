@@ -13,7 +13,8 @@
 
 namespace halcyra {
 
-/// Grand Central Dispatch is given one call for each piece of work and knows nothing of it, so that work can be dropped.
+/// Grand Central Dispatch is given one call for each piece of work and knows nothing of it, so that work can be
+/// dropped.
 struct GCDQueue::State {
   State(dispatch_queue_t serialQueue, std::string queueLabel) : queue(serialQueue), label(std::move(queueLabel)) {
     dispatch_queue_set_specific(queue, this, this, nullptr);
@@ -74,8 +75,7 @@ void runNext(void* context) noexcept {
 
 dispatch_queue_t makeQueue(const std::string& label, QualityOfService quality) {
   const qos_class_t qos = quality == QualityOfService::utility ? QOS_CLASS_UTILITY : QOS_CLASS_DEFAULT;
-  return dispatch_queue_create(label.c_str(),
-                               dispatch_queue_attr_make_with_qos_class(DISPATCH_QUEUE_SERIAL, qos, 0));
+  return dispatch_queue_create(label.c_str(), dispatch_queue_attr_make_with_qos_class(DISPATCH_QUEUE_SERIAL, qos, 0));
 }
 
 dispatch_queue_t retainedMainQueue() {
@@ -107,8 +107,7 @@ void endTimer(void* context) {
 
 class GCDTimer : public Timer {
  public:
-  GCDTimer(std::shared_ptr<QueueState> queue, Seconds first, Seconds period, Seconds leeway,
-           std::function<void()> fire)
+  GCDTimer(std::shared_ptr<QueueState> queue, Seconds first, Seconds period, Seconds leeway, std::function<void()> fire)
       : state_(std::make_shared<TimerState>()),
         source_(dispatch_source_create(DISPATCH_SOURCE_TYPE_TIMER, 0, 0, queue->queue)) {
     precondition(source_ != nullptr, "no timer could be made");
@@ -117,8 +116,8 @@ class GCDTimer : public Timer {
     dispatch_set_context(source_, share(state_));
     dispatch_set_finalizer_f(source_, endTimer);
     dispatch_source_set_event_handler_f(source_, fireTimer);
-    const std::uint64_t interval = period.count() > 0 ? std::max<std::uint64_t>(nanoseconds(period), 1)
-                                                      : std::uint64_t{DISPATCH_TIME_FOREVER};
+    const std::uint64_t interval =
+        period.count() > 0 ? std::max<std::uint64_t>(nanoseconds(period), 1) : std::uint64_t{DISPATCH_TIME_FOREVER};
     dispatch_source_set_timer(source_, dispatch_time(DISPATCH_TIME_NOW, static_cast<std::int64_t>(nanoseconds(first))),
                               interval, nanoseconds(leeway));
     dispatch_resume(source_);
@@ -173,8 +172,7 @@ void GCDQueue::sync(const std::function<void()>& work) {
   runAndWait(*this, work);
 }
 
-std::unique_ptr<Timer> GCDQueue::startTimer(Seconds first, Seconds period, Seconds leeway,
-                                            std::function<void()> fire) {
+std::unique_ptr<Timer> GCDQueue::startTimer(Seconds first, Seconds period, Seconds leeway, std::function<void()> fire) {
   return std::make_unique<GCDTimer>(state_, first, period, leeway, std::move(fire));
 }
 

@@ -83,8 +83,7 @@ const std::map<std::string_view, Route>& helperRoutes() {
   static const std::map<std::string_view, Route> table{
       {XPCSelectors::status, {0, [](const Delivery& d) { d.service.status(d.caller, d.dictionaryReply()); }}},
       {XPCSelectors::beginSession,
-       {1,
-        [](const Delivery& d) { d.service.beginSession(d.caller, d.arguments.sessionID(0), d.dictionaryReply()); }}},
+       {1, [](const Delivery& d) { d.service.beginSession(d.caller, d.arguments.sessionID(0), d.dictionaryReply()); }}},
       {XPCSelectors::heartbeat,
        {1, [](const Delivery& d) { d.service.heartbeat(d.caller, d.arguments.sessionID(0), d.errorReply()); }}},
       {XPCSelectors::setFanMode,

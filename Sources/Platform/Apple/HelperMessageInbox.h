@@ -44,8 +44,8 @@ class HelperMessageInbox {
   std::string holder_;
 };
 
-/// Hands the message to the service. Returns an error, and hands nothing on, when it is not one of the helper's messages
-/// with arguments of its types. Throws what the service throws.
+/// Hands the message to the service. Returns an error, and hands nothing on, when it is not one of the helper's
+/// messages with arguments of its types. Throws what the service throws.
 std::optional<Error> deliver(const HelperMessage& message, const FanControlHelperCaller& caller,
                              FanControlHelperService& service, const HelperMessageInbox::Reply& reply);
 

@@ -114,8 +114,8 @@ void PreferencesUserDefaults::setString(std::string_view key, std::string_view v
 }
 
 void PreferencesUserDefaults::setData(std::string_view key, std::string_view value) {
-  set(key, CFValue<CFDataRef>(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(value.data()),
-                                           static_cast<CFIndex>(value.size())))
+  set(key, CFValue<CFDataRef>(
+               CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(value.data()), static_cast<CFIndex>(value.size())))
                .get());
 }
 

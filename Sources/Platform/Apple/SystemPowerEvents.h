@@ -18,8 +18,7 @@ class SystemPowerEvents : public PowerEvents {
   SystemPowerEvents(const SystemPowerEvents&) = delete;
   SystemPowerEvents& operator=(const SystemPowerEvents&) = delete;
 
-  void observe(std::function<void(std::function<void()> allowSleep)> willSleep,
-               std::function<void()> didWake) override;
+  void observe(std::function<void(std::function<void()> allowSleep)> willSleep, std::function<void()> didWake) override;
 
  private:
   class State;

@@ -29,10 +29,9 @@ os_log_type_t logType(LogLevel level) {
 
 void writeToStandardError(const LogRecord& record) {
   constexpr std::array<std::string_view, 4> names{"debug", "info", "notice", "error"};
-  const std::string line =
-      onOneLine(fmt::format("{} [{}] {}", names[static_cast<std::size_t>(record.level)], record.category,
-                            record.message)) +
-      '\n';
+  const std::string line = onOneLine(fmt::format("{} [{}] {}", names[static_cast<std::size_t>(record.level)],
+                                                 record.category, record.message)) +
+                           '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

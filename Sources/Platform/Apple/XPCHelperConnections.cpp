@@ -40,8 +40,8 @@ class ClientState : public std::enable_shared_from_this<ClientState> {
   void resume() {
     const std::lock_guard lock(mutex_);
     if (connection_ || isInvalid_) return;
-    connection_ = XPCValue(xpc_connection_create_mach_service(serviceName_.c_str(), queue_,
-                                                              XPC_CONNECTION_MACH_SERVICE_PRIVILEGED));
+    connection_ = XPCValue(
+        xpc_connection_create_mach_service(serviceName_.c_str(), queue_, XPC_CONNECTION_MACH_SERVICE_PRIVILEGED));
     const bool isGuarded =
         !requirement_ || xpc_connection_set_peer_code_signing_requirement(xpcConnection(), requirement_->c_str()) == 0;
     const auto self = shared_from_this();
@@ -188,9 +188,7 @@ class XPCHelperConnection : public FanControlHelperConnection {
   void endSession(const std::string& sessionID, ErrorReply reply) override {
     send(XPCSelectors::endSession, {sessionID}, std::move(reply));
   }
-  void prepareForUninstall(ErrorReply reply) override {
-    send(XPCSelectors::prepareForUninstall, {}, std::move(reply));
-  }
+  void prepareForUninstall(ErrorReply reply) override { send(XPCSelectors::prepareForUninstall, {}, std::move(reply)); }
 
  private:
   void send(std::string_view selector, std::vector<PropertyList> arguments, DictionaryReply reply) {

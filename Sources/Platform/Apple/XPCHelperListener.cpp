@@ -74,8 +74,8 @@ class XPCHelperListener::State : public std::enable_shared_from_this<State> {
 
   void resume() {
     const std::lock_guard lock(mutex_);
-    XPCValue listener(xpc_connection_create_mach_service(serviceName_.c_str(), events_,
-                                                         XPC_CONNECTION_MACH_SERVICE_LISTENER));
+    XPCValue listener(
+        xpc_connection_create_mach_service(serviceName_.c_str(), events_, XPC_CONNECTION_MACH_SERVICE_LISTENER));
     const auto connection = static_cast<xpc_connection_t>(listener.get());
     const bool isGuarded = guard(connection);
     const auto self = shared_from_this();

@@ -10,16 +10,16 @@
 
 namespace halcyra {
 
-/// The helper's end of the link over XPC: the Mach service that the launch daemon's property list names. A client's user
-/// and process are those that the kernel tells of its connection.
+/// The helper's end of the link over XPC: the Mach service that the launch daemon's property list names. A client's
+/// user and process are those that the kernel tells of its connection.
 class XPCHelperListener : public FanControlHelperListener {
  public:
   /// Messages of one client, and of all, that may wait for their answers; what comes beyond is answered with an error.
   static constexpr std::size_t mostOfConnection = 24;
   static constexpr std::size_t mostOfAll = 128;
 
-  /// `requirement`: what a client's code signature must fulfil, in the language of code-signing requirements; nothing in
-  /// a build without a signature, which then serves every program. `queue` and `log` outlive the listener.
+  /// `requirement`: what a client's code signature must fulfil, in the language of code-signing requirements; nothing
+  /// in a build without a signature, which then serves every program. `queue` and `log` outlive the listener.
   XPCHelperListener(std::string serviceName, std::optional<std::string> requirement, Queue& queue, LogSink& log);
   ~XPCHelperListener() override;
   XPCHelperListener(const XPCHelperListener&) = delete;

@@ -54,7 +54,8 @@ void syncFolder(const std::filesystem::path& folder) {
 
 bool makeDurable(int descriptor) {
 #ifdef F_FULLFSYNC
-  // There `fsync` leaves the content in the drive's own cache; file systems without such a cache refuse the stricter call.
+  // There `fsync` leaves the content in the drive's own cache; file systems without such a cache refuse the stricter
+  // call.
   if (::fcntl(descriptor, F_FULLFSYNC) == 0) return true;
 #endif
   return ::fsync(descriptor) == 0;
