@@ -23,9 +23,9 @@ namespace {
 
 constexpr int sensorCount = 120;
 
-class NoServices : public MachServices {
+class NoServices : public FanControlHelperConnections {
  public:
-  std::shared_ptr<MachServiceConnection> connect(const std::string&, MachServiceDomain) override { return nullptr; }
+  std::shared_ptr<FanControlHelperConnection> connect() override { return nullptr; }
 };
 
 /// A model without polls of its own, with two fans.

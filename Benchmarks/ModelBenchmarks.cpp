@@ -23,9 +23,9 @@ constexpr int sensorCount = 120;
 constexpr int fullHistory = 21'000;
 
 /// Apple Default asks nothing of the helper.
-class NoServices : public MachServices {
+class NoServices : public FanControlHelperConnections {
  public:
-  std::shared_ptr<MachServiceConnection> connect(const std::string&, MachServiceDomain) override { return nullptr; }
+  std::shared_ptr<FanControlHelperConnection> connect() override { return nullptr; }
 };
 
 TelemetrySnapshot makeSnapshot() {

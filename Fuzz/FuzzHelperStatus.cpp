@@ -4,7 +4,7 @@
 
 #include "App/HelperPreflight.h"
 #include "FuzzTargets.h"
-#include "Platform/Linux/PropertyListCoding.h"
+#include "Platform/Linux/HelperBusCoding.h"
 #include "Support/Expect.h"
 #include "Support/Input.h"
 #include "XPC/HelperReplyKey.h"
@@ -80,11 +80,9 @@ void checkReply(const PropertyList& reply) {
 
 // The error of a bus: a name and a text, both from the other side.
 void checkError(const std::string& name, const std::string& text) {
-  const MachServiceReply reply = PropertyListCoding::replyFromError({name, text});
-  expect(reply.error.has_value(), "an error stays an error");
-  const MachServiceReply again = PropertyListCoding::replyFromError(PropertyListCoding::errorFromReply(reply));
-  expect(again.error.has_value() && again.error->code == reply.error->code, "its code survives the way back");
-  checkReply(reply.value);
+  const Error error = HelperBusCoding::decoded(sdbus::Error(name, text));
+  const Error again = HelperBusCoding::decoded(HelperBusCoding::encoded(error));
+  expect(again.code == error.code || error.code < 0, "its code survives the way back");
 }
 
 }  // namespace

@@ -43,6 +43,24 @@ function(aerovane_library name)
   target_link_libraries(${name} ${scope} ${ARG_LINK})
 endfunction()
 
+# aerovane_bus_interface(TARGET file.xml ADAPTOR header PROXY header)
+# The two ends of a D-Bus interface, generated; the headers are included by the names given.
+function(aerovane_bus_interface target interface)
+  find_program(SDBUS_XML2CPP sdbus-c++-xml2cpp REQUIRED)
+  cmake_parse_arguments(ARG "" "ADAPTOR;PROXY" "" ${ARGN})
+  set(folder ${PROJECT_BINARY_DIR}/generated)
+  foreach(header IN ITEMS ${ARG_ADAPTOR} ${ARG_PROXY})
+    get_filename_component(parent ${folder}/${header} DIRECTORY)
+    file(MAKE_DIRECTORY ${parent})
+  endforeach()
+  # From within the folder: the name of the file becomes part of what is generated.
+  add_custom_command(OUTPUT ${folder}/${ARG_ADAPTOR} ${folder}/${ARG_PROXY}
+    COMMAND ${SDBUS_XML2CPP} ${interface} --adaptor=${ARG_ADAPTOR} --proxy=${ARG_PROXY}
+    WORKING_DIRECTORY ${folder} DEPENDS ${interface} VERBATIM)
+  target_sources(${target} PRIVATE ${folder}/${ARG_ADAPTOR} ${folder}/${ARG_PROXY})
+  target_include_directories(${target} SYSTEM PRIVATE ${folder})
+endfunction()
+
 # aerovane_qt_library(NAME FOLDERS folder... [RESOURCES file.qrc...] [LINK target...])
 # The same with Qt's meta-object compiler and resource files.
 function(aerovane_qt_library name)

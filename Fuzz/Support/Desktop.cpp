@@ -13,7 +13,7 @@ std::optional<std::string> Desktop::runLibrary(UserDefaults& defaults, const Lib
                     of.platform.dispatch,
                     of.log,
                     iokit_,
-                    of.platform.machServices,
+                    of.platform.helper,
                     of.serviceManagement,
                     defaults,
                     of.system,

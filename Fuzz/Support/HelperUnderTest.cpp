@@ -26,7 +26,7 @@ constexpr double endingTime = 120;
 /// Those by which a key's reading is wrong, not refused.
 constexpr std::array<std::string_view, 6> lyingFaults = {"garbage", "value", "nan", "inf", "freeze", "jump"};
 
-MachServiceCaller callerFor(char name) {
+FanControlHelperCaller callerFor(char name) {
   switch (name) {
     case '0':
       return {":1.0", 0, 100};
@@ -39,7 +39,7 @@ MachServiceCaller callerFor(char name) {
   }
 }
 
-bool isStranger(const MachServiceCaller& caller) {
+bool isStranger(const FanControlHelperCaller& caller) {
   return caller.userID == registeredUser + 1;
 }
 
@@ -50,14 +50,14 @@ bool mentions(const std::string& text, const char* word) {
 }  // namespace
 
 /// Takes the handlers; what a bus does with them is done by hand.
-class HelperUnderTest::Listener : public MachServiceListener {
+class HelperUnderTest::Listener : public FanControlHelperListener {
  public:
-  void setMessageHandler(MessageHandler handler) override { message = std::move(handler); }
+  void setService(std::weak_ptr<FanControlHelperService> to) override { service = std::move(to); }
   void setClientGoneHandler(std::function<void(const std::string&)> handler) override { gone = std::move(handler); }
   void setLostHandler(std::function<void()>) override {}
   void resume() override {}
 
-  MessageHandler message;
+  std::weak_ptr<FanControlHelperService> service;
   std::function<void(const std::string&)> gone;
 };
 
@@ -118,8 +118,13 @@ void HelperUnderTest::send(char caller, const std::string& selector, const Prope
   messages_.push_back(message);
   lastMessage_ = now();
   process_->mainQueue().async([this, message, selector, arguments] {
-    listener_->message(message->caller, selector, arguments,
-                       [this, message](const MachServiceReply& reply) { checkAnswer(*message, reply); });
+    const auto check = [this, message](const test::HelperReply& reply) { checkAnswer(*message, reply); };
+    try {
+      test::deliverMessage(*listener_->service.lock(), message->caller, selector, arguments, check);
+    } catch (const std::exception& refused) {
+      // No message of the helper's: it does not get as far as the service.
+      check({nullptr, HelperXPCError::make(HelperXPCError::Code::internalFailure, "no such message")});
+    }
   });
   scheduler_.runPending();
 }
@@ -186,7 +191,7 @@ bool HelperUnderTest::isAutomatic() {
                      [](const VirtualFanState& fan) { return fan.mode != VirtualFan::manualMode; });
 }
 
-void HelperUnderTest::checkAnswer(Message& message, const MachServiceReply& reply) {
+void HelperUnderTest::checkAnswer(Message& message, const test::HelperReply& reply) {
   expect(++message.answers == 1, "a message has one answer");
   expect(!isStranger(message.caller) || reply.error, "a stranger gets nothing");
   if (reply.error) {

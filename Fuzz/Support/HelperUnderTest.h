@@ -7,6 +7,7 @@
 
 #include "Daemon/HelperDaemon.h"
 #include "Support/CapturingLogSink.h"
+#include "Support/HelperMessages.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/VirtualMacIOKit.h"
 #include "Support/VirtualScheduler.h"
@@ -41,7 +42,7 @@ class HelperUnderTest {
 
  private:
   struct Message {
-    MachServiceCaller caller;
+    FanControlHelperCaller caller;
     int answers = 0;
     /// The daemon was killed before it answered.
     bool isLost = false;
@@ -52,7 +53,7 @@ class HelperUnderTest {
   void end();
   void noteWrite(const std::string& key, double value);
   void checkOwnership();
-  void checkAnswer(Message& message, const MachServiceReply& reply);
+  void checkAnswer(Message& message, const test::HelperReply& reply);
   bool isAutomatic();
 
   TemporaryFolder folder_;

@@ -6,7 +6,6 @@
 
 #include "Client/MainQueueProbe.h"
 #include "Platform/UUID.h"
-#include "XPC/FanControlHelperProxy.h"
 #include "XPC/FanControlXPC.h"
 #include "XPC/HelperXPCError.h"
 
@@ -45,7 +44,7 @@ struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
   State(Platform& system, Queue& queue)
       : platform(system), mainQueueProbe(system.dispatch.mainQueue(), system.clock), heartbeatQueue(&queue) {}
 
-  FanControlHelperProxy proxy(std::function<void(Error)> errorHandler);
+  std::shared_ptr<FanControlHelperConnection> helper();
   std::optional<std::string> storedSessionID() const;
   /// Clears the stored session and returns it; with `only`, when it is that one.
   std::optional<std::string> takeSession(const std::string* only = nullptr);
@@ -62,7 +61,7 @@ struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
   /// Has `send` send a command of the session; without a session completes at once with `withoutSession`.
   template <typename Send>
   void command(std::optional<Error> withoutSession, const DictionaryCompletion& completion, Send send);
-  void handleInvalidation(const std::shared_ptr<MachServiceConnection>& of);
+  void handleInvalidation(const std::shared_ptr<FanControlHelperConnection>& of);
   void invalidate();
   /// No heartbeat starts after this.
   void shutDown();
@@ -70,7 +69,7 @@ struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
   Platform& platform;
 
   mutable std::mutex stateLock;
-  std::shared_ptr<MachServiceConnection> connection;
+  std::shared_ptr<FanControlHelperConnection> connection;
   std::optional<std::string> sessionID;
   std::unique_ptr<ActivityAssertion> controlActivity;
   std::function<void(Error)> sessionErrorHandler;
@@ -85,11 +84,10 @@ struct HelperClient::State : std::enable_shared_from_this<HelperClient::State> {
   int consecutiveHeartbeatFailures = 0;
 };
 
-FanControlHelperProxy HelperClient::State::proxy(std::function<void(Error)> errorHandler) {
+std::shared_ptr<FanControlHelperConnection> HelperClient::State::helper() {
   const std::lock_guard lock(stateLock);
   if (!connection) {
-    connection =
-        platform.machServices.connect(std::string(FanControlXPC::machServiceName), MachServiceDomain::privileged);
+    connection = platform.helper.connect();
     connection->setInvalidationHandler([weakState = weak_from_this(), weakConnection = std::weak_ptr(connection)] {
       const auto state = weakState.lock();
       const auto invalidated = weakConnection.lock();
@@ -97,7 +95,7 @@ FanControlHelperProxy HelperClient::State::proxy(std::function<void(Error)> erro
     });
     connection->resume();
   }
-  return {connection, std::move(errorHandler)};
+  return connection;
 }
 
 std::optional<std::string> HelperClient::State::storedSessionID() const {
@@ -164,7 +162,7 @@ void HelperClient::State::beat() {
   const auto ended = [weak = weak_from_this(), id = *id](const std::optional<Error>& error) {
     if (const auto state = weak.lock()) state->heartbeatEnded(id, error);
   };
-  proxy(ended).heartbeat(*id, ended);
+  helper()->heartbeat(*id, ended);
 }
 
 void HelperClient::State::heartbeatEnded(const std::string& id, const std::optional<Error>& error) {
@@ -208,7 +206,7 @@ void HelperClient::State::endSession(const std::string& id, ErrorCompletion comp
   const auto ended = [completion = std::move(completion)](const std::optional<Error>& error) {
     completion(readable(error));
   };
-  proxy(ended).endSession(id, ended);
+  helper()->endSession(id, ended);
 }
 
 template <typename Send>
@@ -219,13 +217,12 @@ void HelperClient::State::command(std::optional<Error> withoutSession, const Dic
     completion(nullptr, std::move(withoutSession));
     return;
   }
-  FanControlHelperProxy helper = proxy([completion](const Error& error) { completion(nullptr, error); });
-  send(helper, *id, [completion](PropertyList dictionary, const std::optional<Error>& error) {
+  send(*helper(), *id, [completion](PropertyList dictionary, const std::optional<Error>& error) {
     completion(std::move(dictionary), readable(error));
   });
 }
 
-void HelperClient::State::handleInvalidation(const std::shared_ptr<MachServiceConnection>& of) {
+void HelperClient::State::handleInvalidation(const std::shared_ptr<FanControlHelperConnection>& of) {
   {
     const std::lock_guard lock(stateLock);
     if (connection != of) return;
@@ -237,7 +234,7 @@ void HelperClient::State::handleInvalidation(const std::shared_ptr<MachServiceCo
 }
 
 void HelperClient::State::invalidate() {
-  std::shared_ptr<MachServiceConnection> taken;
+  std::shared_ptr<FanControlHelperConnection> taken;
   {
     const std::lock_guard lock(stateLock);
     taken = std::exchange(connection, nullptr);
@@ -299,7 +296,7 @@ void HelperClient::uninstall(const ErrorCompletion& completion) {
       }
       completion(unregisterError);
     };
-    state->proxy(prepared).prepareForUninstall(prepared);
+    state->helper()->prepareForUninstall(prepared);
   };
   if (const auto id = state_->takeSession()) {
     state_->endSession(*id, prepare);
@@ -310,9 +307,8 @@ void HelperClient::uninstall(const ErrorCompletion& completion) {
 
 void HelperClient::beginSession(const DictionaryCompletion& completion) {
   const std::string id = UUID::random().string();
-  state_->proxy([completion](const Error& error) { completion(nullptr, error); })
-      .beginSession(id, [weak = std::weak_ptr(state_), id, completion](PropertyList dictionary,
-                                                                       const std::optional<Error>& error) {
+  state_->helper()->beginSession(
+      id, [weak = std::weak_ptr(state_), id, completion](PropertyList dictionary, const std::optional<Error>& error) {
         const auto state = weak.lock();
         if (error || !state) {
           completion(std::move(dictionary), error ? readable(error) : clientGone());

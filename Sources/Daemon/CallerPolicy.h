@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "Platform/MachService.h"
+#include "Platform/FanControlHelper.h"
 
 namespace halcyra {
 
@@ -13,7 +13,7 @@ struct CallerPolicy {
   /// Absent: nobody but the superuser.
   std::optional<std::uint32_t> registeredUserID;
 
-  bool allows(const MachServiceCaller& caller) const {
+  bool allows(const FanControlHelperCaller& caller) const {
     return caller.userID == 0 || (registeredUserID && caller.userID == *registeredUserID);
   }
 };

@@ -32,7 +32,6 @@ HelperDaemon::HelperDaemon(const HelperPlatform& platform, HelperDaemonOptions o
       logger_(platform.log, subsystem, "Daemon"),
       options_(std::move(options)),
       finished_(std::move(finished)),
-      dispatcher_(*this),
       lock_(options_.lockFile, options_.lockOwnerUID, platform.clock),
       watchdog_(main_),
       retryTimer_(main_),
@@ -46,16 +45,9 @@ HelperDaemon::HelperDaemon(const HelperPlatform& platform, HelperDaemonOptions o
 
 HelperDaemon::~HelperDaemon() = default;
 
-void HelperDaemon::serve(MachServiceListener& listener) {
+void HelperDaemon::serve(FanControlHelperListener& listener) {
   const std::weak_ptr<HelperDaemon> weak = weak_from_this();
-  listener.setMessageHandler([weak](const MachServiceCaller& caller, const std::string& selector,
-                                    const PropertyList& arguments, MachServiceListener::Answer answer) {
-    if (const auto self = weak.lock()) {
-      self->dispatcher_.dispatch(caller, selector, arguments, std::move(answer));
-    } else {
-      answer({nullptr, HelperXPCError::make(HelperXPCError::Code::busy, "The helper has ended")});
-    }
-  });
+  listener.setService(weak);
   listener.setClientGoneHandler([weak](const std::string& connectionName) {
     if (const auto self = weak.lock()) {
       self->clientGone(connectionName);

@@ -13,12 +13,10 @@
 #include "Helpers/FanControlProcessLock.h"
 #include "Platform/Clock.h"
 #include "Platform/Dispatch.h"
+#include "Platform/FanControlHelper.h"
 #include "Platform/IOKit.h"
 #include "Platform/Log.h"
-#include "Platform/MachService.h"
 #include "SMC/IOKitSMCBridge.h"
-#include "XPC/FanControlHelperDispatcher.h"
-#include "XPC/FanControlHelperService.h"
 
 namespace halcyra {
 
@@ -64,7 +62,7 @@ class HelperDaemon : public FanControlHelperService, public std::enable_shared_f
   ~HelperDaemon() override;
 
   /// Connects the listener's handlers; the caller resumes it. The listener may outlive the daemon.
-  void serve(MachServiceListener& listener);
+  void serve(FanControlHelperListener& listener);
   /// Hands back whatever an earlier process left in manual mode, unless a live owner holds the control lock.
   void start();
   /// Hands the fans back, then finishes with `status`. May be repeated.
@@ -74,16 +72,16 @@ class HelperDaemon : public FanControlHelperService, public std::enable_shared_f
 
   bool hasSession() const { return session_.has_value(); }
 
-  void status(const MachServiceCaller& caller, DictionaryReply reply) override;
-  void beginSession(const MachServiceCaller& caller, const std::string& sessionID, DictionaryReply reply) override;
-  void heartbeat(const MachServiceCaller& caller, const std::string& sessionID, ErrorReply reply) override;
-  void setFanMode(const MachServiceCaller& caller, int fan, bool manual, const std::string& sessionID,
+  void status(const Caller& caller, DictionaryReply reply) override;
+  void beginSession(const Caller& caller, const std::string& sessionID, DictionaryReply reply) override;
+  void heartbeat(const Caller& caller, const std::string& sessionID, ErrorReply reply) override;
+  void setFanMode(const Caller& caller, std::int64_t fan, bool manual, const std::string& sessionID,
                   DictionaryReply reply) override;
-  void setFanTargetRPM(const MachServiceCaller& caller, int fan, std::int64_t rpm, const std::string& sessionID,
+  void setFanTargetRPM(const Caller& caller, std::int64_t fan, std::int64_t rpm, const std::string& sessionID,
                        DictionaryReply reply) override;
-  void resetAll(const MachServiceCaller& caller, const std::string& sessionID, DictionaryReply reply) override;
-  void endSession(const MachServiceCaller& caller, const std::string& sessionID, ErrorReply reply) override;
-  void prepareForUninstall(const MachServiceCaller& caller, ErrorReply reply) override;
+  void resetAll(const Caller& caller, const std::string& sessionID, DictionaryReply reply) override;
+  void endSession(const Caller& caller, const std::string& sessionID, ErrorReply reply) override;
+  void prepareForUninstall(const Caller& caller, ErrorReply reply) override;
 
  private:
   struct Session {
@@ -107,13 +105,13 @@ class HelperDaemon : public FanControlHelperService, public std::enable_shared_f
   HelperDaemon(const HelperPlatform& platform, HelperDaemonOptions options, std::function<void(int)> finished);
 
   // HelperDaemonSession.cpp: the messages.
-  std::optional<Error> refusal(const MachServiceCaller& caller);
-  std::optional<Error> sessionRefusal(const MachServiceCaller& caller, const std::string& sessionID);
+  std::optional<Error> refusal(const Caller& caller);
+  std::optional<Error> sessionRefusal(const Caller& caller, const std::string& sessionID);
   std::optional<Error> lockRefusal();
   void openSession(std::uint64_t serial, DictionaryReply reply);
   void sessionOpened(std::uint64_t serial, WorkResult result, const DictionaryReply& reply);
-  void command(const MachServiceCaller& caller, const std::string& sessionID, std::function<PropertyList()> work,
-               DictionaryReply reply);
+  void command(const Caller& caller, std::int64_t fan, const std::string& sessionID,
+               std::function<PropertyList(int fan)> work, DictionaryReply reply);
   void answerStatus(std::uint64_t serial, DictionaryReply reply);
   bool isCurrent(std::uint64_t serial) const { return session_ && session_->serial == serial; }
   /// Forgets the session and hands the fans back.
@@ -147,7 +145,6 @@ class HelperDaemon : public FanControlHelperService, public std::enable_shared_f
   Logger logger_;
   HelperDaemonOptions options_;
   std::function<void(int)> finished_;
-  FanControlHelperDispatcher dispatcher_;
   FanControlProcessLock lock_;
 
   std::optional<Session> session_;

@@ -14,7 +14,7 @@ namespace halcyra {
 
 using HelperXPCError::Code;
 
-std::optional<Error> HelperDaemon::refusal(const MachServiceCaller& caller) {
+std::optional<Error> HelperDaemon::refusal(const Caller& caller) {
   if (!options_.callers.allows(caller)) {
     logger_.error(
         fmt::format("refused: process {} of user {} may not use the helper", caller.processID, caller.userID));
@@ -28,7 +28,7 @@ std::optional<Error> HelperDaemon::refusal(const MachServiceCaller& caller) {
   return std::nullopt;
 }
 
-std::optional<Error> HelperDaemon::sessionRefusal(const MachServiceCaller& caller, const std::string& sessionID) {
+std::optional<Error> HelperDaemon::sessionRefusal(const Caller& caller, const std::string& sessionID) {
   if (auto error = refusal(caller)) {
     return error;
   }
@@ -40,7 +40,7 @@ std::optional<Error> HelperDaemon::sessionRefusal(const MachServiceCaller& calle
   return std::nullopt;
 }
 
-void HelperDaemon::status(const MachServiceCaller& caller, DictionaryReply reply) {
+void HelperDaemon::status(const Caller& caller, DictionaryReply reply) {
   if (auto error = refusal(caller)) {
     reply(nullptr, std::move(error));
     return;
@@ -48,7 +48,7 @@ void HelperDaemon::status(const MachServiceCaller& caller, DictionaryReply reply
   answerStatus(0, std::move(reply));
 }
 
-void HelperDaemon::beginSession(const MachServiceCaller& caller, const std::string& sessionID, DictionaryReply reply) {
+void HelperDaemon::beginSession(const Caller& caller, const std::string& sessionID, DictionaryReply reply) {
   auto error = refusal(caller);
   if (!error && !UUID::parse(sessionID)) {
     error = HelperXPCError::make(Code::invalidSession, "A session is identified by a UUID");
@@ -114,7 +114,7 @@ void HelperDaemon::sessionOpened(std::uint64_t serial, WorkResult result, const 
   reply(std::move(result.value), std::nullopt);
 }
 
-void HelperDaemon::heartbeat(const MachServiceCaller& caller, const std::string& sessionID, ErrorReply reply) {
+void HelperDaemon::heartbeat(const Caller& caller, const std::string& sessionID, ErrorReply reply) {
   auto error = sessionRefusal(caller, sessionID);
   if (!error) {
     noteHeartbeat();
@@ -122,38 +122,44 @@ void HelperDaemon::heartbeat(const MachServiceCaller& caller, const std::string&
   reply(std::move(error));
 }
 
-void HelperDaemon::setFanMode(const MachServiceCaller& caller, int fan, bool manual, const std::string& sessionID,
+void HelperDaemon::setFanMode(const Caller& caller, std::int64_t fan, bool manual, const std::string& sessionID,
                               DictionaryReply reply) {
   command(
-      caller, sessionID, [this, fan, manual] { return executor_->setMode(fan, manual); }, std::move(reply));
+      caller, fan, sessionID, [this, manual](int index) { return executor_->setMode(index, manual); },
+      std::move(reply));
 }
 
-void HelperDaemon::setFanTargetRPM(const MachServiceCaller& caller, int fan, std::int64_t rpm,
+void HelperDaemon::setFanTargetRPM(const Caller& caller, std::int64_t fan, std::int64_t rpm,
                                    const std::string& sessionID, DictionaryReply reply) {
   command(
-      caller, sessionID, [this, fan, rpm] { return executor_->setTarget(fan, rpm); }, std::move(reply));
+      caller, fan, sessionID, [this, rpm](int index) { return executor_->setTarget(index, rpm); }, std::move(reply));
 }
 
-void HelperDaemon::command(const MachServiceCaller& caller, const std::string& sessionID,
-                           std::function<PropertyList()> work, DictionaryReply reply) {
-  if (auto error = sessionRefusal(caller, sessionID)) {
+void HelperDaemon::command(const Caller& caller, std::int64_t fan, const std::string& sessionID,
+                           std::function<PropertyList(int fan)> work, DictionaryReply reply) {
+  auto error = sessionRefusal(caller, sessionID);
+  if (!error && !std::in_range<int>(fan)) {
+    error = HelperXPCError::make(Code::invalidFan, fmt::format("There is no fan {}.", fan));
+  }
+  if (error) {
     reply(nullptr, std::move(error));
     return;
   }
   const std::uint64_t ticket = queue_->epoch().current();
-  perform(ticket, std::move(work),
-          [this, serial = session_->serial, ticket, reply = std::move(reply)](WorkResult result) {
-            if (!isCurrent(serial)) {
-              result = {nullptr, HelperXPCError::make(Code::invalidSession), false};
-            } else if (!result.error && queue_->epoch().current() != ticket) {
-              // It was done, but a hand-back has been asked for since.
-              result = {nullptr, HelperXPCError::make(Code::internalFailure, SupersededByHandBack().what()), true};
-            }
-            reply(std::move(result.value), std::move(result.error));
-          });
+  perform(
+      ticket, [work = std::move(work), index = static_cast<int>(fan)] { return work(index); },
+      [this, serial = session_->serial, ticket, reply = std::move(reply)](WorkResult result) {
+        if (!isCurrent(serial)) {
+          result = {nullptr, HelperXPCError::make(Code::invalidSession), false};
+        } else if (!result.error && queue_->epoch().current() != ticket) {
+          // It was done, but a hand-back has been asked for since.
+          result = {nullptr, HelperXPCError::make(Code::internalFailure, SupersededByHandBack().what()), true};
+        }
+        reply(std::move(result.value), std::move(result.error));
+      });
 }
 
-void HelperDaemon::resetAll(const MachServiceCaller& caller, const std::string& sessionID, DictionaryReply reply) {
+void HelperDaemon::resetAll(const Caller& caller, const std::string& sessionID, DictionaryReply reply) {
   if (auto error = sessionRefusal(caller, sessionID)) {
     reply(nullptr, std::move(error));
     return;
@@ -185,7 +191,7 @@ void HelperDaemon::answerStatus(std::uint64_t serial, DictionaryReply reply) {
       });
 }
 
-void HelperDaemon::endSession(const MachServiceCaller& caller, const std::string& sessionID, ErrorReply reply) {
+void HelperDaemon::endSession(const Caller& caller, const std::string& sessionID, ErrorReply reply) {
   if (auto error = sessionRefusal(caller, sessionID)) {
     reply(std::move(error));
     return;
@@ -199,7 +205,7 @@ void HelperDaemon::endSession(const MachServiceCaller& caller, const std::string
   });
 }
 
-void HelperDaemon::prepareForUninstall(const MachServiceCaller& caller, ErrorReply reply) {
+void HelperDaemon::prepareForUninstall(const Caller& caller, ErrorReply reply) {
   if (auto error = refusal(caller)) {
     reply(std::move(error));
     return;

@@ -2,9 +2,9 @@
 
 #include "Platform/Clock.h"
 #include "Platform/Dispatch.h"
+#include "Platform/FanControlHelper.h"
 #include "Platform/IOKit.h"
 #include "Platform/Log.h"
-#include "Platform/MachService.h"
 #include "Platform/PowerEvents.h"
 #include "Platform/ServiceManagement.h"
 #include "Platform/SystemInformation.h"
@@ -19,7 +19,7 @@ struct Platform {
   Dispatch& dispatch;
   LogSink& log;
   IOKit& iokit;
-  MachServices& machServices;
+  FanControlHelperConnections& helper;
   ServiceManagement& serviceManagement;
   UserDefaults& userDefaults;
   SystemInformation& system;

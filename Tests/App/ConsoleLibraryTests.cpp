@@ -19,7 +19,7 @@ class ConsoleLibraryTests : public testing::Test {
     std::optional<std::string> failure;
     Platform& own = h.doubles.platform;
     Platform platform{
-        own.clock,        own.dispatch, own.log,        own.iokit, own.machServices,  own.serviceManagement,
+        own.clock,        own.dispatch, own.log,        own.iokit, own.helper,        own.serviceManagement,
         own.userDefaults, own.system,   own.activities, own.power, own.notifications, workspace,
         own.files};
     bool done = false;

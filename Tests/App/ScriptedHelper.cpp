@@ -5,7 +5,7 @@
 
 #include "fmt/format.h"
 
-#include "XPC/FanControlHelperSelector.h"
+#include "Support/HelperMessages.h"
 #include "XPC/HelperXPCError.h"
 
 namespace halcyra::test {
@@ -39,15 +39,14 @@ std::optional<T> takeFirst(std::map<std::string, std::deque<T>>& queues, const s
 
 }  // namespace
 
-class ScriptedHelper::Connection : public MachServiceConnection, public std::enable_shared_from_this<Connection> {
+class ScriptedHelper::Connection : public MessageConnection, public std::enable_shared_from_this<Connection> {
  public:
   explicit Connection(ScriptedHelper& helper) : helper_(helper) {}
 
   void setInvalidationHandler(std::function<void()> handler) override { onInvalidation_ = std::move(handler); }
   void resume() override {}
-  void call(const std::string& selector, PropertyList arguments, ReplyHandler reply, ErrorHandler failure) override {
-    helper_.receive(
-        {operationOf(selector), std::move(arguments), shared_from_this(), std::move(reply), std::move(failure)});
+  void call(const std::string& selector, PropertyList arguments, HelperAnswer reply) override {
+    helper_.receive({operationOf(selector), std::move(arguments), shared_from_this(), std::move(reply)});
   }
   void invalidate() override {
     if (std::exchange(valid_, false) && onInvalidation_) {
@@ -65,7 +64,7 @@ class ScriptedHelper::Connection : public MachServiceConnection, public std::ena
 ScriptedHelper::ScriptedHelper(VirtualProcess& process)
     : process_(process), queue_(process.makeSerialQueue("scripted-helper", QualityOfService::standard)) {}
 
-std::shared_ptr<MachServiceConnection> ScriptedHelper::connect(const std::string&, MachServiceDomain) {
+std::shared_ptr<FanControlHelperConnection> ScriptedHelper::connect() {
   ++connections_;
   return std::make_shared<Connection>(*this);
 }
@@ -88,15 +87,15 @@ void ScriptedHelper::receive(Call call) {
 void ScriptedHelper::answer(const Call& call) {
   process_.clock().sleep(replyDelay);
   if (!call.connection->isValid()) {
-    call.failure(Error(cocoaErrorDomain, connectionInvalidCode, "The connection was invalidated."));
+    call.reply({nullptr, Error(cocoaErrorDomain, connectionInvalidCode, "The connection was invalidated.")});
   } else if (const auto broken = takeFirst(breaks_, call.operation)) {
-    call.failure(*broken);
+    call.reply({nullptr, *broken});
   } else {
     call.reply(carryOut(call));
   }
 }
 
-MachServiceReply ScriptedHelper::carryOut(const Call& call) {
+HelperReply ScriptedHelper::carryOut(const Call& call) {
   if (auto failure = takeFirst(failures_, call.operation)) {
     return {nullptr, std::move(failure)};
   }

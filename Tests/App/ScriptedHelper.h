@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/MachService.h"
+#include "Support/HelperMessages.h"
 #include "Support/VirtualScheduler.h"
 
 namespace halcyra::test {
@@ -21,7 +21,7 @@ namespace halcyra::test {
 /// The transcript has one line per message except heartbeats: "begin S1", "mode S1 0 manual", "target S1 0 2530",
 /// "reset S1", "end S1", "prepare"; sessions are numbered in the order in which they began. Operations are named
 /// by the first word of their line, heartbeats "heartbeat".
-class ScriptedHelper : public MachServices {
+class ScriptedHelper : public FanControlHelperConnections {
  public:
   struct Fan {
     int mode = 0;
@@ -34,7 +34,7 @@ class ScriptedHelper : public MachServices {
 
   explicit ScriptedHelper(VirtualProcess& process);
 
-  std::shared_ptr<MachServiceConnection> connect(const std::string& serviceName, MachServiceDomain domain) override;
+  std::shared_ptr<FanControlHelperConnection> connect() override;
 
   std::map<int, Fan> fans{{0, {}}, {1, {}}};
   /// Called when a fan has been given a mode or target.
@@ -67,13 +67,12 @@ class ScriptedHelper : public MachServices {
     std::string operation;
     PropertyList arguments;
     std::shared_ptr<Connection> connection;
-    MachServiceConnection::ReplyHandler reply;
-    MachServiceConnection::ErrorHandler failure;
+    HelperAnswer reply;
   };
 
   void receive(Call call);
   void answer(const Call& call);
-  MachServiceReply carryOut(const Call& call);
+  HelperReply carryOut(const Call& call);
   void setFansAutomatic();
   PropertyList status() const;
   int sessionNumber(const PropertyList& arguments);

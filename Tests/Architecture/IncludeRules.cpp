@@ -18,8 +18,8 @@ const std::map<std::string_view, Prefixes>& allowedPrefixes() {
   static const std::map<std::string_view, Prefixes> table{
       {"Platform", {"Platform/"}},
       {"Platform/POSIX", {"Platform/"}},
-      {"Platform/Linux", {"Platform/", "Platform/Linux/", "sdbus-c++/"}},
-      {"Platform/Apple", {"Platform/", "Platform/Apple/"}},
+      {"Platform/Linux", {"Platform/", "Platform/Linux/", "XPC/", "sdbus-c++/"}},
+      {"Platform/Apple", {"Platform/", "Platform/Apple/", "XPC/"}},
       {"Platform/Qt", {"Platform/", "Platform/Qt/"}},
       {"SMC", {"Platform/", "SMC/", "Helpers/FanCurve.h"}},
       {"Helpers", {"Platform/", "SMC/", "Helpers/"}},

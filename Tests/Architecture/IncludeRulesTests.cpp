@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 bool isSource(const fs::path& path) {
-  return path.extension() == ".h" || path.extension() == ".cpp";
+  return path.extension() == ".h" || path.extension() == ".cpp" || path.extension() == ".mm";
 }
 
 std::string contentOf(const fs::path& path) {
@@ -72,6 +72,8 @@ TEST(IncludeRules, TellAllowedFromForbiddenAndNameTheLine) {
       {"Platform/Linux/SystemClock.cpp", "#include \"sdbus-c++/sdbus-c++.h\"", true},
       {"Platform/Linux/SystemClock.cpp", "#include \"Platform/Qt/QtQueue.h\"", false},
       {"Platform/Qt/QtQueue.cpp", "#include \"Platform/Qt/QtQueue.h\"", true},
+      {"Platform/Apple/AppleFiles.cpp", "#include \"Platform/POSIX/POSIXFiles.h\"", true},
+      {"Platform/Qt/QtQueue.cpp", "#include \"Platform/POSIX/POSIXFiles.h\"", false},
       {"Programs/Aerovane/main.cpp", "#include \"Platform/Linux/SystemClock.h\"", true},
       {"Elsewhere/New.cpp", "#include \"Platform/Clock.h\"", false},
       {"App/AppModel.cpp", "#include MODEL_HEADER", false},

@@ -26,15 +26,16 @@ ClientHarness::ClientHarness()
 void ClientHarness::startHelper() {
   helperProcess = scheduler.makeProcess("helper");
   listener = bus.listen(helperProcess, std::string(FanControlXPC::machServiceName), helperProcess->mainQueue());
-  listener->setMessageHandler([this](const MachServiceCaller& caller, const std::string& selector,
-                                     const PropertyList& arguments, const MachServiceListener::Answer& answer) {
+  service = std::make_shared<MessageService>([this](const FanControlHelperCaller& caller, const std::string& selector,
+                                                    const PropertyList& arguments, const HelperAnswer& answer) {
     received.push_back({now(), selector, arguments, caller.connectionName});
     const auto scripted = answers.find(selector);
     const bool answersStatus =
         selector == FanControlHelperSelector::beginSession || selector == FanControlHelperSelector::resetAll;
     answer(scripted != answers.end() ? scripted->second
-                                     : MachServiceReply{answersStatus ? status() : PropertyList(), std::nullopt});
+                                     : HelperReply{answersStatus ? status() : PropertyList(), std::nullopt});
   });
+  listener->setService(service);
   listener->setClientGoneHandler([this](const std::string& name) { goneClients.push_back(name); });
   listener->resume();
 }

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "Client/HelperClient.h"
+#include "Support/HelperMessages.h"
 #include "Support/InProcessMachServices.h"
 #include "Support/ScriptedIOKit.h"
 #include "Support/TestPlatform.h"
 #include "Support/VirtualScheduler.h"
-#include "XPC/FanControlHelperSelector.h"
 
 namespace halcyra::test {
 
@@ -51,7 +51,7 @@ class ClientHarness {
   /// Starts the helper's process, as the bus does it on demand.
   void startHelper();
   /// What the helper answers to a selector: success with the status dictionary, or nothing, unless scripted.
-  std::map<std::string, MachServiceReply, std::less<>> answers;
+  std::map<std::string, HelperReply, std::less<>> answers;
   std::vector<ReceivedMessage> received;
   std::vector<std::string> goneClients;
 
@@ -82,7 +82,8 @@ class ClientHarness {
   ScriptedIOKit iokit;
   TestPlatform doubles;
   std::shared_ptr<VirtualProcess> helperProcess;
-  std::unique_ptr<MachServiceListener> listener;
+  std::shared_ptr<MessageService> service;
+  std::unique_ptr<FanControlHelperListener> listener;
   std::shared_ptr<HelperClient> client;
   /// What the session-error callback was called with, and when.
   std::vector<std::pair<double, Error>> sessionErrors;

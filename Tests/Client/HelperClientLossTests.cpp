@@ -26,26 +26,25 @@ class HelperClientLossTest : public ::testing::Test, public ClientHarness {
 };
 
 /// A bus whose connections ignore their invalidation: what is answered late still arrives.
-class StubbornMachServices : public MachServices {
+class StubbornConnections : public FanControlHelperConnections {
  public:
   struct Call {
     std::string selector;
-    MachServiceConnection::ReplyHandler reply;
+    HelperAnswer reply;
   };
 
-  std::shared_ptr<MachServiceConnection> connect(const std::string&, MachServiceDomain domain) override {
-    EXPECT_EQ(domain, MachServiceDomain::privileged);
+  std::shared_ptr<FanControlHelperConnection> connect() override {
     connections.push_back(std::make_shared<Connection>(calls));
     return connections.back();
   }
 
-  class Connection : public MachServiceConnection {
+  class Connection : public MessageConnection {
    public:
     explicit Connection(std::vector<Call>& calls) : calls_(calls) {}
     void setInvalidationHandler(std::function<void()> handler) override { onInvalidation = std::move(handler); }
     void resume() override { ++resumed; }
     void invalidate() override { ++invalidated; }
-    void call(const std::string& selector, PropertyList, ReplyHandler reply, ErrorHandler) override {
+    void call(const std::string& selector, PropertyList, HelperAnswer reply) override {
       calls_.push_back({selector, std::move(reply)});
     }
 
@@ -196,7 +195,7 @@ TEST_F(HelperClientLossTest, AClientThatGoesAwayEndsEverythingOnce) {
 }
 
 TEST_F(HelperClientLossTest, OnlyTheConnectionInUseCanBeLost) {
-  StubbornMachServices services;
+  StubbornConnections services;
   TestPlatform other(process, iokit, services);
   auto user = HelperClient::make(other.platform);
   const auto beginThere = [&] {
@@ -223,7 +222,7 @@ TEST_F(HelperClientLossTest, OnlyTheConnectionInUseCanBeLost) {
 }
 
 TEST_F(HelperClientLossTest, AnswersThatFindTheClientGoneAreErrors) {
-  StubbornMachServices services;
+  StubbornConnections services;
   TestPlatform other(process, iokit, services);
   other.serviceManagement.setDaemonStatus(ServiceManagement::enabled);
   constexpr const char* failed = "The privileged helper could not complete the fan-control request.";

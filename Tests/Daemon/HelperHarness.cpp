@@ -85,40 +85,41 @@ Pending HelperHarness::call(Call call) {
   return answer;
 }
 
-Pending HelperHarness::status(const MachServiceCaller& caller) {
+Pending HelperHarness::status(const FanControlHelperCaller& caller) {
   return call([=](HelperDaemon& helper, auto reply) { helper.status(caller, reply); });
 }
 
-Pending HelperHarness::begin(const MachServiceCaller& caller, const std::string& sessionID) {
+Pending HelperHarness::begin(const FanControlHelperCaller& caller, const std::string& sessionID) {
   return call([=](HelperDaemon& helper, auto reply) { helper.beginSession(caller, sessionID, reply); });
 }
 
-Pending HelperHarness::heartbeat(const MachServiceCaller& caller, const std::string& sessionID) {
+Pending HelperHarness::heartbeat(const FanControlHelperCaller& caller, const std::string& sessionID) {
   return call([=](HelperDaemon& helper, auto reply) {
     helper.heartbeat(caller, sessionID, [reply](std::optional<Error> error) { reply(nullptr, std::move(error)); });
   });
 }
 
-Pending HelperHarness::setMode(const MachServiceCaller& caller, int fan, bool isManual, const std::string& sessionID) {
+Pending HelperHarness::setMode(const FanControlHelperCaller& caller, int fan, bool isManual,
+                               const std::string& sessionID) {
   return call([=](HelperDaemon& helper, auto reply) { helper.setFanMode(caller, fan, isManual, sessionID, reply); });
 }
 
-Pending HelperHarness::setTarget(const MachServiceCaller& caller, int fan, std::int64_t rpm,
+Pending HelperHarness::setTarget(const FanControlHelperCaller& caller, int fan, std::int64_t rpm,
                                  const std::string& sessionID) {
   return call([=](HelperDaemon& helper, auto reply) { helper.setFanTargetRPM(caller, fan, rpm, sessionID, reply); });
 }
 
-Pending HelperHarness::resetAll(const MachServiceCaller& caller, const std::string& sessionID) {
+Pending HelperHarness::resetAll(const FanControlHelperCaller& caller, const std::string& sessionID) {
   return call([=](HelperDaemon& helper, auto reply) { helper.resetAll(caller, sessionID, reply); });
 }
 
-Pending HelperHarness::end(const MachServiceCaller& caller, const std::string& sessionID) {
+Pending HelperHarness::end(const FanControlHelperCaller& caller, const std::string& sessionID) {
   return call([=](HelperDaemon& helper, auto reply) {
     helper.endSession(caller, sessionID, [reply](std::optional<Error> error) { reply(nullptr, std::move(error)); });
   });
 }
 
-Pending HelperHarness::prepareForUninstall(const MachServiceCaller& caller) {
+Pending HelperHarness::prepareForUninstall(const FanControlHelperCaller& caller) {
   return call([=](HelperDaemon& helper, auto reply) {
     helper.prepareForUninstall(caller, [reply](std::optional<Error> error) { reply(nullptr, std::move(error)); });
   });

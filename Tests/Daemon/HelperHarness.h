@@ -57,14 +57,14 @@ class HelperHarness {
   Pending await(Pending answer, double limit = 60);
   void fault(const std::string& command) { observer.applyFault(command); }
 
-  Pending status(const MachServiceCaller& caller);
-  Pending begin(const MachServiceCaller& caller, const std::string& id);
-  Pending heartbeat(const MachServiceCaller& caller, const std::string& id);
-  Pending setMode(const MachServiceCaller& caller, int fan, bool isManual, const std::string& id);
-  Pending setTarget(const MachServiceCaller& caller, int fan, std::int64_t rpm, const std::string& id);
-  Pending resetAll(const MachServiceCaller& caller, const std::string& id);
-  Pending end(const MachServiceCaller& caller, const std::string& id);
-  Pending prepareForUninstall(const MachServiceCaller& caller);
+  Pending status(const FanControlHelperCaller& caller);
+  Pending begin(const FanControlHelperCaller& caller, const std::string& id);
+  Pending heartbeat(const FanControlHelperCaller& caller, const std::string& id);
+  Pending setMode(const FanControlHelperCaller& caller, int fan, bool isManual, const std::string& id);
+  Pending setTarget(const FanControlHelperCaller& caller, int fan, std::int64_t rpm, const std::string& id);
+  Pending resetAll(const FanControlHelperCaller& caller, const std::string& id);
+  Pending end(const FanControlHelperCaller& caller, const std::string& id);
+  Pending prepareForUninstall(const FanControlHelperCaller& caller);
   /// Runs `work` on the daemon's main queue.
   void onMain(std::function<void(HelperDaemon&)> work);
 
@@ -80,9 +80,9 @@ class HelperHarness {
   /// For the time after a hand-back was asked for.
   void expectNothingButHandBacksSince(double asked) const;
 
-  const MachServiceCaller client{":1.1", registeredUser, 100};
-  const MachServiceCaller other{":1.2", registeredUser, 101};
-  const MachServiceCaller stranger{":1.3", 502, 102};
+  const FanControlHelperCaller client{":1.1", registeredUser, 100};
+  const FanControlHelperCaller other{":1.2", registeredUser, 101};
+  const FanControlHelperCaller stranger{":1.3", 502, 102};
   const std::string id = "6F9619FF-8B86-4D11-B42D-00CF4FC964FF";
   const std::string secondID = "0A1B2C3D-4E5F-4A6B-8C7D-9E0F1A2B3C4D";
 

@@ -3,19 +3,19 @@
 #include "gtest/gtest.h"
 
 #include "Daemon/HelperHarness.h"
-#include "XPC/FanControlHelperSelector.h"
+#include "Support/HelperMessages.h"
 
 namespace halcyra::test {
 namespace {
 
-class HandListener : public MachServiceListener {
+class HandListener : public FanControlHelperListener {
  public:
-  void setMessageHandler(MessageHandler handler) override { message = std::move(handler); }
+  void setService(std::weak_ptr<FanControlHelperService> to) override { service = std::move(to); }
   void setClientGoneHandler(std::function<void(const std::string&)> handler) override { gone = std::move(handler); }
   void setLostHandler(std::function<void()> handler) override { lost = std::move(handler); }
   void resume() override {}
 
-  MessageHandler message;
+  std::weak_ptr<FanControlHelperService> service;
   std::function<void(const std::string&)> gone;
   std::function<void()> lost;
 };
@@ -28,11 +28,11 @@ class HelperServiceTests : public testing::Test {
     helper.run(12);
   }
 
-  std::shared_ptr<MachServiceReply> send(std::string_view selector, PropertyList arguments) {
-    auto answer = std::make_shared<MachServiceReply>();
+  std::shared_ptr<HelperReply> send(std::string_view selector, PropertyList arguments) {
+    auto answer = std::make_shared<HelperReply>();
     helper.onMain([this, answer, selector = std::string(selector), arguments](HelperDaemon&) {
-      listener.message(helper.client, selector, arguments,
-                       [answer](const MachServiceReply& reply) { *answer = reply; });
+      deliverMessage(*listener.service.lock(), helper.client, selector, arguments,
+                     [answer](const HelperReply& reply) { *answer = reply; });
     });
     helper.run(1);
     return answer;
@@ -49,7 +49,6 @@ TEST_F(HelperServiceTests, MessagesReachTheDaemonAndAreAnswered) {
   const auto beat = send(FanControlHelperSelector::heartbeat, {helper.secondID});
   ASSERT_TRUE(beat->error);
   EXPECT_TRUE(HelperXPCError::isInvalidSession(*beat->error));
-  EXPECT_TRUE(send("format:reply:", {helper.id})->error);
   EXPECT_TRUE(helper.daemon->hasSession());
 }
 
@@ -75,10 +74,7 @@ TEST_F(HelperServiceTests, TheLossOfTheBusHandsBackAndEnds) {
 
 TEST_F(HelperServiceTests, AListenerMayOutliveTheDaemon) {
   helper.kill();
-  MachServiceReply answer;
-  listener.message(helper.client, std::string(FanControlHelperSelector::status), PropertyList::array(),
-                   [&](const MachServiceReply& reply) { answer = reply; });
-  EXPECT_TRUE(answer.error);
+  EXPECT_TRUE(listener.service.expired());
   listener.gone(helper.client.connectionName);
   listener.lost();
 }

@@ -85,7 +85,7 @@ TEST_F(HelperSessionTests, AFanInAForeignModeIsReportedAndNotTouched) {
 struct RefusedStart {
   const char* name;
   std::function<void(HelperHarness&)> before;
-  MachServiceCaller caller;
+  FanControlHelperCaller caller;
   std::string id;
   Code code;
   std::string description;
@@ -160,13 +160,13 @@ TEST_F(HelperSessionTests, OnlyTheSessionsOwnConnectionMayUseIt) {
   const double since = helper.now();
   EXPECT_EQ(helper.await(helper.begin(helper.other, helper.secondID))->code(), Code::busy)
       << "the session is not disturbed";
-  const auto all = [&](const MachServiceCaller& caller, const std::string& id) {
+  const auto all = [&](const FanControlHelperCaller& caller, const std::string& id) {
     return std::vector<Pending>{helper.heartbeat(caller, id), helper.setMode(caller, 0, false, id),
                                 helper.setTarget(caller, 0, 2000, id), helper.resetAll(caller, id),
                                 helper.end(caller, id)};
   };
   struct Case {
-    MachServiceCaller caller;
+    FanControlHelperCaller caller;
     std::string id;
     Code code;
   };

@@ -14,9 +14,9 @@
 #include "Helpers/SensorReader.h"
 #include "SMC/SMCParamStruct.h"
 #include "Support/ForwardingIOKit.h"
+#include "Support/HelperMessages.h"
 #include "Support/ScriptRunner.h"
 #include "VirtualMac/KeyTable.h"
-#include "XPC/FanControlHelperSelector.h"
 
 namespace halcyra::test {
 namespace {
@@ -127,31 +127,6 @@ class UnwatchedDispatch : public Dispatch {
   UnwatchedQueue main_;
 };
 
-/// A listener whose messages go through `pass`.
-class FilteredMessages : public MachServiceListener {
- public:
-  using Pass = std::function<void(const MessageHandler& handler, const MachServiceCaller&, const std::string& selector,
-                                  const PropertyList&, Answer)>;
-  FilteredMessages(std::unique_ptr<MachServiceListener> inner, Pass pass)
-      : inner_(std::move(inner)), pass_(std::move(pass)) {}
-  void setMessageHandler(MessageHandler handler) override {
-    inner_->setMessageHandler([this, handler = std::move(handler)](const MachServiceCaller& caller,
-                                                                   const std::string& selector,
-                                                                   const PropertyList& arguments, Answer answer) {
-      pass_(handler, caller, selector, arguments, std::move(answer));
-    });
-  }
-  void setClientGoneHandler(std::function<void(const std::string&)> handler) override {
-    inner_->setClientGoneHandler(std::move(handler));
-  }
-  void setLostHandler(std::function<void()> handler) override { inner_->setLostHandler(std::move(handler)); }
-  void resume() override { inner_->resume(); }
-
- private:
-  std::unique_ptr<MachServiceListener> inner_;
-  Pass pass_;
-};
-
 TEST(ObserverTests, TheWatchdogOff) {
   expectBroken(Rule::ownership, "seed=1 workload=idle; 10.0 preset full-blast; 100.0 stop-application 60.0",
                [](ClosedLoop& loop) {
@@ -204,19 +179,19 @@ TEST(ObserverTests, AWriteReplayedAfterTheHandBack) {
 /// The answer to an earlier start is taken for that to the next one: no session begins.
 TEST(ObserverTests, AStaleReplyAccepted) {
   const auto defect = [](ClosedLoop& loop) {
-    auto lastStart = std::make_shared<std::optional<MachServiceReply>>();
-    loop.seams.helperListener = [lastStart](std::unique_ptr<MachServiceListener> inner,
+    auto lastStart = std::make_shared<std::optional<HelperReply>>();
+    loop.seams.helperListener = [lastStart](std::unique_ptr<FanControlHelperListener> inner,
                                             std::shared_ptr<VirtualProcess>) {
       return std::make_unique<FilteredMessages>(
           std::move(inner),
-          [lastStart](const MachServiceListener::MessageHandler& handler, const MachServiceCaller& caller,
-                      const std::string& selector, const PropertyList& arguments, MachServiceListener::Answer answer) {
+          [lastStart](const FilteredMessages::Handler& handler, const FanControlHelperCaller& caller,
+                      const std::string& selector, const PropertyList& arguments, HelperAnswer answer) {
             if (selector != FanControlHelperSelector::beginSession) {
               handler(caller, selector, arguments, std::move(answer));
             } else if (lastStart->has_value()) {
               answer(**lastStart);
             } else {
-              handler(caller, selector, arguments, [lastStart, answer](MachServiceReply reply) {
+              handler(caller, selector, arguments, [lastStart, answer](HelperReply reply) {
                 if (!reply.error) *lastStart = reply;
                 answer(std::move(reply));
               });

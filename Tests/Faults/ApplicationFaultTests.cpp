@@ -6,7 +6,7 @@
 #include "gtest/gtest.h"
 
 #include "Faults/FaultBench.h"
-#include "XPC/FanControlHelperSelector.h"
+#include "Support/HelperMessages.h"
 #include "XPC/FanControlXPC.h"
 
 namespace halcyra::test {

@@ -8,8 +8,8 @@
 #include "gtest/gtest.h"
 
 #include "Faults/FaultBench.h"
+#include "Support/HelperMessages.h"
 #include "Support/ScriptWords.h"
-#include "XPC/FanControlHelperSelector.h"
 
 namespace halcyra::test {
 namespace {

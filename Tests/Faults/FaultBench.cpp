@@ -6,7 +6,7 @@
 
 #include "gtest/gtest.h"
 
-#include "XPC/FanControlHelperSelector.h"
+#include "Support/HelperMessages.h"
 
 namespace halcyra::test {
 

@@ -9,7 +9,7 @@
 #include "gtest/gtest.h"
 
 #include "Faults/FaultBench.h"
-#include "XPC/FanControlHelperSelector.h"
+#include "Support/HelperMessages.h"
 #include "XPC/FanControlXPC.h"
 #include "XPC/HelperXPCError.h"
 

@@ -5,7 +5,7 @@
 #include "gtest/gtest.h"
 
 #include "Faults/FaultBench.h"
-#include "XPC/FanControlHelperSelector.h"
+#include "Support/HelperMessages.h"
 
 namespace halcyra::test {
 namespace {

@@ -136,16 +136,14 @@ TEST_F(LinuxPlatformTests, IsBuiltFromALayoutAndEndsWithoutAnyServiceAround) {
   platform.power.observe([](const std::function<void()>&) {}, [] {});
   auto activity = platform.activities.beginActivity(ActivityOptions::userInitiatedAllowingIdleSystemSleep, "x");
   std::optional<Error> failure;
-  const auto connection = platform.machServices.connect("com.norwick.Halcyra.helper", MachServiceDomain::privileged);
+  const auto connection = platform.helper.connect();
   connection->resume();
-  connection->call(
-      "statusWithReply:", PropertyList::array(), [](const MachServiceReply&) {},
-      [&](Error error) {
-        platform.dispatch.mainQueue().async([&, error] {
-          failure = error;
-          linux.mainQueue().stop();
-        });
-      });
+  connection->status([&](const PropertyList&, std::optional<Error> error) {
+    platform.dispatch.mainQueue().async([&, error] {
+      failure = error;
+      linux.mainQueue().stop();
+    });
+  });
   linux.mainQueue().run();
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->code, connectionInvalidCode);
@@ -172,11 +170,9 @@ TEST_F(LinuxPlatformTests, WhatRepliesAndWaitingWorkKeepAliveEndsBeforeThePlatfo
     auto waiting = std::shared_ptr<LastUser>(new LastUser{platform, endedByWork});
     platform.dispatch.mainQueue().async([waiting = std::move(waiting)] { ADD_FAILURE() << "nobody runs this"; });
     auto replying = std::shared_ptr<LastUser>(new LastUser{platform, endedByReply});
-    const auto connection = platform.machServices.connect("com.norwick.Halcyra.helper", MachServiceDomain::privileged);
+    const auto connection = platform.helper.connect();
     connection->resume();
-    connection->call(
-        "statusWithReply:", PropertyList::array(), [](const MachServiceReply&) {},
-        [replying = std::move(replying)](const Error&) {});
+    connection->status([replying = std::move(replying)](const PropertyList&, const std::optional<Error>&) {});
   }
   EXPECT_TRUE(endedByWork);
   EXPECT_TRUE(endedByReply);

@@ -51,7 +51,7 @@ std::unique_ptr<ClosedLoop::Application> ClosedLoop::makeApplication(const std::
   made->processID = firstProcessID + applicationsMade_++;
   if (seams.applicationIOKit) made->seam = seams.applicationIOKit(*made->iokit, made->processID);
   IOKit& driver = made->seam ? *made->seam : static_cast<IOKit&>(*made->iokit);
-  MachServices& services = bus.client(made->process, {userID, made->processID});
+  FanControlHelperConnections& services = bus.client(made->process, {userID, made->processID});
   made->doubles = std::make_unique<TestPlatform>(made->process, driver, services);
   made->doubles->serviceManagement.setDaemonStatus(ServiceManagement::enabled);
   made->doubles->userDefaults.setInteger("supervisedFanTestProtocolVersion", AppModel::supervisedTestProtocolVersion);

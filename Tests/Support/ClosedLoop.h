@@ -49,7 +49,7 @@ class ClosedLoop {
     std::unique_ptr<VirtualMacIOKit> iokit;
     std::unique_ptr<IOKit> iokitSeam;
     std::unique_ptr<Dispatch> dispatchSeam;
-    std::unique_ptr<MachServiceListener> listener;
+    std::unique_ptr<FanControlHelperListener> listener;
     std::shared_ptr<HelperDaemon> daemon;
     std::optional<int> exitStatus;
   };
@@ -61,8 +61,8 @@ class ClosedLoop {
     /// The clock is the helper's.
     std::function<std::unique_ptr<IOKit>(IOKit& inner, Clock& clock)> helperIOKit;
     std::function<std::unique_ptr<Dispatch>(Dispatch& inner)> helperDispatch;
-    std::function<std::unique_ptr<MachServiceListener>(std::unique_ptr<MachServiceListener> inner,
-                                                       std::shared_ptr<VirtualProcess> process)>
+    std::function<std::unique_ptr<FanControlHelperListener>(std::unique_ptr<FanControlHelperListener> inner,
+                                                            std::shared_ptr<VirtualProcess> process)>
         helperListener;
   };
 

@@ -18,7 +18,7 @@ Error timedOut() {
 
 InProcessMachServices::Connection::Connection(std::weak_ptr<InProcessMachServices*> bus,
                                               std::shared_ptr<VirtualProcess> process, std::shared_ptr<Queue> queue,
-                                              std::string serviceName, MachServiceCaller caller)
+                                              std::string serviceName, FanControlHelperCaller caller)
     : bus_(std::move(bus)),
       process_(std::move(process)),
       queue_(std::move(queue)),
@@ -29,10 +29,8 @@ InProcessMachServices::Connection::~Connection() {
   invalidate();
 }
 
-void InProcessMachServices::Connection::call(const std::string& selector, PropertyList arguments, ReplyHandler reply,
-                                             ErrorHandler failure) {
+void InProcessMachServices::Connection::call(const std::string& selector, PropertyList arguments, HelperAnswer answer) {
   precondition(isResumed_, "a connection is used before it is resumed");
-  precondition(arguments.is_array(), "the arguments of a message are an array");
   const auto bus = bus_.lock();
   if (!bus || !process_->isAlive()) {
     return;
@@ -40,24 +38,24 @@ void InProcessMachServices::Connection::call(const std::string& selector, Proper
   (*bus)->sent_.push_back(selector);
   if (!isValid_) {
     // Not among the calls that are out: the caller is answered even when this is gone before.
-    queue_->async([failure = std::move(failure)] { failure(invalid()); });
+    queue_->async([answer = std::move(answer)] { answer({nullptr, invalid()}); });
     return;
   }
   const std::uint64_t call = ++lastCall_;
-  pending_[call] = {std::move(reply), std::move(failure)};
+  pending_[call] = std::move(answer);
   hasSent_ = true;
   fail(call, timedOut(), (*bus)->callTimeout_);
   (*bus)->send({weak_from_this(), call, serviceName_, caller_, selector, std::move(arguments), std::nullopt});
 }
 
-void InProcessMachServices::Connection::deliver(std::uint64_t call, MachServiceReply reply, Seconds delay,
+void InProcessMachServices::Connection::deliver(std::uint64_t call, HelperReply reply, Seconds delay,
                                                 std::function<void()> useless) {
   process_->asyncAfter(*queue_, delay,
                        [weak = weak_from_this(), call, reply = std::move(reply), useless = std::move(useless)] {
                          const auto self = weak.lock();
                          auto found = self ? self->pending_.extract(call) : decltype(self->pending_)::node_type{};
                          if (found) {
-                           found.mapped().reply(reply);
+                           found.mapped()(reply);
                          } else {
                            useless();
                          }
@@ -68,7 +66,7 @@ void InProcessMachServices::Connection::fail(std::uint64_t call, const Error& er
   process_->asyncAfter(*queue_, delay, [weak = weak_from_this(), call, error] {
     const auto self = weak.lock();
     if (auto found = self ? self->pending_.extract(call) : decltype(self->pending_)::node_type{}) {
-      found.mapped().failure(error);
+      found.mapped()({nullptr, error});
     }
   });
 }
@@ -84,8 +82,8 @@ void InProcessMachServices::Connection::breakDown() {
     return;
   }
   // By value: this may be gone before they run.
-  for (auto& [call, pending] : std::exchange(pending_, {})) {
-    queue_->async([failure = std::move(pending.failure)] { failure(invalid()); });
+  for (auto& [call, answer] : std::exchange(pending_, {})) {
+    queue_->async([answer = std::move(answer)] { answer({nullptr, invalid()}); });
   }
   if (invalidationHandler_) {
     queue_->async(std::exchange(invalidationHandler_, {}));

@@ -16,27 +16,25 @@ struct InProcessMachServices::Message {
   std::weak_ptr<Connection> connection;
   std::uint64_t call = 0;
   std::string serviceName;
-  MachServiceCaller caller;
+  FanControlHelperCaller caller;
   std::string selector;
   PropertyList arguments;
   std::optional<MessageFault> fault;
 };
 
 /// The client's end. Its handlers run on its process's queue for them.
-class InProcessMachServices::Connection : public MachServiceConnection,
-                                          public std::enable_shared_from_this<Connection> {
+class InProcessMachServices::Connection : public MessageConnection, public std::enable_shared_from_this<Connection> {
  public:
   Connection(std::weak_ptr<InProcessMachServices*> bus, std::shared_ptr<VirtualProcess> process,
-             std::shared_ptr<Queue> queue, std::string serviceName, MachServiceCaller caller);
+             std::shared_ptr<Queue> queue, std::string serviceName, FanControlHelperCaller caller);
   ~Connection() override;
 
   void setInvalidationHandler(std::function<void()> handler) override { invalidationHandler_ = std::move(handler); }
   void resume() override { isResumed_ = true; }
-  void call(const std::string& selector, PropertyList arguments, ReplyHandler reply, ErrorHandler failure) override;
   void invalidate() override;
 
   /// The service's answer, `delay` from now. Whether anybody waits for it shows when it is there.
-  void deliver(std::uint64_t call, MachServiceReply reply, Seconds delay, std::function<void()> useless);
+  void deliver(std::uint64_t call, HelperReply reply, Seconds delay, std::function<void()> useless);
   void fail(std::uint64_t call, const Error& error, Seconds delay);
   /// Fails what is out now.
   void failAll(const Error& error, Seconds delay);
@@ -51,22 +49,19 @@ class InProcessMachServices::Connection : public MachServiceConnection,
   bool hasSent() const { return hasSent_; }
 
  private:
-  struct Pending {
-    ReplyHandler reply;
-    ErrorHandler failure;
-  };
+  void call(const std::string& selector, PropertyList arguments, HelperAnswer answer) override;
 
   std::weak_ptr<InProcessMachServices*> bus_;
   std::shared_ptr<VirtualProcess> process_;
   std::shared_ptr<Queue> queue_;
   std::string serviceName_;
-  MachServiceCaller caller_;
+  FanControlHelperCaller caller_;
   std::function<void()> invalidationHandler_;
   bool isResumed_ = false;
   bool isValid_ = true;
   bool hasSent_ = false;
   std::uint64_t lastCall_ = 0;
-  std::map<std::uint64_t, Pending> pending_;
+  std::map<std::uint64_t, HelperAnswer> pending_;
 };
 
 }  // namespace halcyra::test

@@ -6,6 +6,7 @@
 #include "fmt/format.h"
 
 #include "Support/InProcessConnection.h"
+#include "XPC/FanControlXPC.h"
 
 namespace halcyra::test {
 
@@ -29,7 +30,7 @@ PropertyList copied(const PropertyList& value) {
 }  // namespace
 
 /// The bus as one client process sees it.
-class InProcessMachServices::Client : public MachServices {
+class InProcessMachServices::Client : public FanControlHelperConnections {
  public:
   Client(InProcessMachServices& bus, std::shared_ptr<VirtualProcess> process, ClientIdentity identity)
       : bus_(bus),
@@ -39,9 +40,10 @@ class InProcessMachServices::Client : public MachServices {
 
   const VirtualProcess* process() const { return process_.get(); }
 
-  std::shared_ptr<MachServiceConnection> connect(const std::string& serviceName, MachServiceDomain) override {
-    const MachServiceCaller caller{fmt::format(":1.{}", ++bus_.connectionCount_), identity_.userID,
-                                   identity_.processID};
+  std::shared_ptr<FanControlHelperConnection> connect() override {
+    const std::string serviceName(FanControlXPC::machServiceName);
+    const FanControlHelperCaller caller{fmt::format(":1.{}", ++bus_.connectionCount_), identity_.userID,
+                                        identity_.processID};
     const auto connection = std::make_shared<Connection>(bus_.self_, process_, queue_, serviceName, caller);
     std::erase_if(bus_.connections_, [](const auto& each) { return each.expired(); });
     bus_.connections_.push_back(connection);
@@ -67,7 +69,7 @@ class InProcessMachServices::Client : public MachServices {
 };
 
 /// The service's end. What is on its way to it holds `token` weakly.
-class InProcessMachServices::Listener : public MachServiceListener {
+class InProcessMachServices::Listener : public FanControlHelperListener {
  public:
   Listener(InProcessMachServices& bus, std::shared_ptr<VirtualProcess> owner, std::string name, Queue& handlerQueue)
       : process(std::move(owner)), serviceName(std::move(name)), queue(handlerQueue), bus_(bus.self_) {
@@ -81,7 +83,7 @@ class InProcessMachServices::Listener : public MachServiceListener {
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
-  void setMessageHandler(MessageHandler handler) override { messageHandler = std::move(handler); }
+  void setService(std::weak_ptr<FanControlHelperService> to) override { service = std::move(to); }
   void setClientGoneHandler(std::function<void(const std::string&)> handler) override {
     clientGoneHandler = std::move(handler);
   }
@@ -104,7 +106,7 @@ class InProcessMachServices::Listener : public MachServiceListener {
   const std::shared_ptr<VirtualProcess> process;
   const std::string serviceName;
   Queue& queue;
-  MessageHandler messageHandler;
+  std::weak_ptr<FanControlHelperService> service;
   std::function<void(const std::string&)> clientGoneHandler;
   std::function<void()> lostHandler;
   const std::shared_ptr<Listener*> token = std::make_shared<Listener*>(this);
@@ -123,7 +125,8 @@ InProcessMachServices::InProcessMachServices(VirtualScheduler& scheduler) : sche
 
 InProcessMachServices::~InProcessMachServices() = default;
 
-MachServices& InProcessMachServices::client(const std::shared_ptr<VirtualProcess>& process, ClientIdentity identity) {
+FanControlHelperConnections& InProcessMachServices::client(const std::shared_ptr<VirtualProcess>& process,
+                                                           ClientIdentity identity) {
   const auto known = std::find_if(clients_.begin(), clients_.end(),
                                   [&](const auto& client) { return client->process() == process.get(); });
   if (known != clients_.end()) {
@@ -133,8 +136,8 @@ MachServices& InProcessMachServices::client(const std::shared_ptr<VirtualProcess
   return *clients_.back();
 }
 
-std::unique_ptr<MachServiceListener> InProcessMachServices::listen(const std::shared_ptr<VirtualProcess>& process,
-                                                                   const std::string& serviceName, Queue& queue) {
+std::unique_ptr<FanControlHelperListener> InProcessMachServices::listen(const std::shared_ptr<VirtualProcess>& process,
+                                                                        const std::string& serviceName, Queue& queue) {
   return std::make_unique<Listener>(*this, process, serviceName, queue);
 }
 
@@ -202,20 +205,22 @@ void InProcessMachServices::send(Message message) {
 
 void InProcessMachServices::deliver(Listener& listener, Message message) {
   listener.later(latency, [this, message = std::move(message)](Listener& receiver) {
-    if (!receiver.messageHandler) {
+    const auto service = receiver.service.lock();
+    if (!service) {
+      answer(message, {nullptr, interrupted()});
       return;
     }
-    receiver.messageHandler(message.caller, message.selector, message.arguments,
-                            [message, bus = std::weak_ptr(self_), process = receiver.process](MachServiceReply reply) {
-                              const auto alive = bus.lock();
-                              if (alive && process->isAlive()) {
-                                (*alive)->answer(message, std::move(reply));
-                              }
-                            });
+    deliverMessage(*service, message.caller, message.selector, message.arguments,
+                   [message, bus = std::weak_ptr(self_), process = receiver.process](HelperReply reply) {
+                     const auto alive = bus.lock();
+                     if (alive && process->isAlive()) {
+                       (*alive)->answer(message, std::move(reply));
+                     }
+                   });
   });
 }
 
-void InProcessMachServices::answer(const Message& message, MachServiceReply reply) {
+void InProcessMachServices::answer(const Message& message, HelperReply reply) {
   using Kind = MessageFault::Kind;
   const auto useless = whileAlive([this] { ++uselessAnswers_; });
   const auto connection = message.connection.lock();

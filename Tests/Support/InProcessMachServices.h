@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/MachService.h"
+#include "Support/HelperMessages.h"
 #include "Support/VirtualScheduler.h"
 
 namespace halcyra::test {
@@ -56,12 +56,12 @@ class InProcessMachServices {
   ~InProcessMachServices();
 
   /// The bus as a client process sees it. Lives as long as this.
-  MachServices& client(const std::shared_ptr<VirtualProcess>& process, ClientIdentity identity = {});
+  FanControlHelperConnections& client(const std::shared_ptr<VirtualProcess>& process, ClientIdentity identity = {});
 
   /// A service in `process`, not resumed yet; its handlers run on `queue`. Destroying it gives the name up, as the end
   /// of its process does.
-  std::unique_ptr<MachServiceListener> listen(const std::shared_ptr<VirtualProcess>& process,
-                                              const std::string& serviceName, Queue& queue);
+  std::unique_ptr<FanControlHelperListener> listen(const std::shared_ptr<VirtualProcess>& process,
+                                                   const std::string& serviceName, Queue& queue);
 
   /// How a service is started: called on the test's own thread when a message waits for a service that does not run.
   /// Without it such a service cannot be reached.
@@ -115,7 +115,7 @@ class InProcessMachServices {
   std::optional<MessageFault> takeFault(const std::string& selector);
   void send(Message message);
   void deliver(Listener& listener, Message message);
-  void answer(const Message& message, MachServiceReply reply);
+  void answer(const Message& message, HelperReply reply);
   void startService(const std::string& serviceName);
   void startTimedOut(const std::string& serviceName, int attempt);
   void listenerReady(Listener& listener);

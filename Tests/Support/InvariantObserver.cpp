@@ -83,7 +83,8 @@ void InvariantObserver::attach(ClosedLoop& loop) {
     return std::unique_ptr<IOKit>(std::make_unique<Layered>(std::move(tap), std::move(falsified)));
   };
   loop.seams.helperListener = [this, above = std::move(loop.seams.helperListener)](
-                                  std::unique_ptr<MachServiceListener> bus, std::shared_ptr<VirtualProcess> process) {
+                                  std::unique_ptr<FanControlHelperListener> bus,
+                                  std::shared_ptr<VirtualProcess> process) {
     auto tap = sessions_->tap(std::move(bus), process);
     return above ? above(std::move(tap), std::move(process)) : std::move(tap);
   };

@@ -9,8 +9,8 @@
 #include "Helpers/SensorReader.h"
 #include "SMC/SMCParamStruct.h"
 #include "Support/ForwardingIOKit.h"
+#include "Support/HelperMessages.h"
 #include "VirtualMac/KeyTable.h"
-#include "XPC/FanControlHelperSelector.h"
 
 namespace halcyra::test {
 
@@ -39,46 +39,44 @@ bool isAmong(SMCKey key, const Keys& keys) {
 
 }  // namespace
 
-class SessionRecord::Tap : public MachServiceListener {
+class SessionRecord::Tap : public FilteredMessages {
  public:
-  Tap(SessionRecord& record, std::unique_ptr<MachServiceListener> inner, std::shared_ptr<VirtualProcess> process)
-      : record_(record), inner_(std::move(inner)), process_(std::move(process)) {}
+  Tap(SessionRecord& record, std::unique_ptr<FanControlHelperListener> inner, std::shared_ptr<VirtualProcess> process)
+      : FilteredMessages(
+            std::move(inner),
+            [&record, process](const Handler& handler, const FanControlHelperCaller& caller,
+                               const std::string& selector, const PropertyList& arguments, HelperAnswer answer) {
+              record.received(caller, selector, arguments);
+              handler(caller, selector, arguments,
+                      [&record, process, caller, selector, arguments, at = record.now_(),
+                       answer = std::move(answer)](HelperReply reply) {
+                        record.answered(process, caller, selector, arguments, at, !reply.error.has_value());
+                        answer(std::move(reply));
+                      });
+            }),
+        record_(record),
+        process_(std::move(process)) {}
 
-  void setMessageHandler(MessageHandler handler) override {
-    inner_->setMessageHandler([this, handler = std::move(handler)](const MachServiceCaller& caller,
-                                                                   const std::string& selector,
-                                                                   const PropertyList& arguments, Answer answer) {
-      record_.received(caller, selector, arguments);
-      handler(caller, selector, arguments,
-              [&record = record_, process = process_, caller, selector, arguments, at = record_.now_(),
-               answer = std::move(answer)](MachServiceReply reply) {
-                record.answered(process, caller, selector, arguments, at, !reply.error.has_value());
-                answer(std::move(reply));
-              });
-    });
-  }
   void setClientGoneHandler(std::function<void(const std::string&)> handler) override {
-    inner_->setClientGoneHandler([this, handler = std::move(handler)](const std::string& connection) {
+    FilteredMessages::setClientGoneHandler([this, handler = std::move(handler)](const std::string& connection) {
       record_.endWhere([&](const ObservedSession& session) { return session.connection == connection; });
       handler(connection);
     });
   }
   void setLostHandler(std::function<void()> handler) override {
-    inner_->setLostHandler([this, handler = std::move(handler)] {
+    FilteredMessages::setLostHandler([this, handler = std::move(handler)] {
       record_.endWhere([&](const ObservedSession& session) { return session.helper == process_; });
       handler();
     });
   }
-  void resume() override { inner_->resume(); }
 
  private:
   SessionRecord& record_;
-  std::unique_ptr<MachServiceListener> inner_;
   std::shared_ptr<VirtualProcess> process_;
 };
 
-std::unique_ptr<MachServiceListener> SessionRecord::tap(std::unique_ptr<MachServiceListener> inner,
-                                                        std::shared_ptr<VirtualProcess> process) {
+std::unique_ptr<FanControlHelperListener> SessionRecord::tap(std::unique_ptr<FanControlHelperListener> inner,
+                                                             std::shared_ptr<VirtualProcess> process) {
   return std::make_unique<Tap>(*this, std::move(inner), std::move(process));
 }
 
@@ -100,7 +98,7 @@ void SessionRecord::update() {
   std::erase_if(sessions_, [&](const auto& session) { return session.ended && now - *session.ended > memory; });
 }
 
-void SessionRecord::received(const MachServiceCaller& caller, const std::string& selector,
+void SessionRecord::received(const FanControlHelperCaller& caller, const std::string& selector,
                              const PropertyList& arguments) {
   namespace Selector = FanControlHelperSelector;
   if (selector == Selector::prepareForUninstall) {
@@ -114,7 +112,7 @@ void SessionRecord::received(const MachServiceCaller& caller, const std::string&
   if (selector == Selector::resetAll || selector == Selector::endSession) session->ended = now_();
 }
 
-void SessionRecord::answered(const std::shared_ptr<VirtualProcess>& helper, const MachServiceCaller& caller,
+void SessionRecord::answered(const std::shared_ptr<VirtualProcess>& helper, const FanControlHelperCaller& caller,
                              const std::string& selector, const PropertyList& arguments, double receivedAt,
                              bool succeeded) {
   namespace Selector = FanControlHelperSelector;

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "Platform/FanControlHelper.h"
 #include "Platform/IOKit.h"
-#include "Platform/MachService.h"
 #include "SMC/SMCKey.h"
 #include "Support/VirtualScheduler.h"
 
@@ -34,8 +34,8 @@ class SessionRecord {
  public:
   explicit SessionRecord(std::function<double()> now) : now_(std::move(now)) {}
 
-  std::unique_ptr<MachServiceListener> tap(std::unique_ptr<MachServiceListener> inner,
-                                           std::shared_ptr<VirtualProcess> process);
+  std::unique_ptr<FanControlHelperListener> tap(std::unique_ptr<FanControlHelperListener> inner,
+                                                std::shared_ptr<VirtualProcess> process);
 
   /// Newest last; those of the last minute at least.
   const std::vector<ObservedSession>& sessions() const { return sessions_; }
@@ -48,8 +48,8 @@ class SessionRecord {
 
  private:
   class Tap;
-  void received(const MachServiceCaller& caller, const std::string& selector, const PropertyList& arguments);
-  void answered(const std::shared_ptr<VirtualProcess>& helper, const MachServiceCaller& caller,
+  void received(const FanControlHelperCaller& caller, const std::string& selector, const PropertyList& arguments);
+  void answered(const std::shared_ptr<VirtualProcess>& helper, const FanControlHelperCaller& caller,
                 const std::string& selector, const PropertyList& arguments, double receivedAt, bool succeeded);
   ObservedSession* find(const std::string& id);
   template <typename Condition>

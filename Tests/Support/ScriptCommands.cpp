@@ -7,9 +7,9 @@
 
 #include "fmt/format.h"
 
+#include "Support/HelperMessages.h"
 #include "Support/ScriptRunner.h"
 #include "Support/ScriptWords.h"
-#include "XPC/FanControlHelperSelector.h"
 #include "XPC/FanControlXPC.h"
 
 namespace halcyra::test {

@@ -3,7 +3,7 @@
 namespace halcyra::test {
 
 TestPlatform::TestPlatform(const std::shared_ptr<VirtualProcess>& applicationProcess, IOKit& iokit,
-                           MachServices& machServices)
+                           FanControlHelperConnections& machServices)
     : process(applicationProcess),
       power(process->mainQueue()),
       notifications(*process),

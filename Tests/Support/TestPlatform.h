@@ -19,7 +19,8 @@ namespace halcyra::test {
 /// An operating system of doubles for one application process, each to be scripted and asked by its name.
 struct TestPlatform {
   /// The driver and the message bus (`InProcessMachServices::client`, or another) outlive this.
-  TestPlatform(const std::shared_ptr<VirtualProcess>& applicationProcess, IOKit& iokit, MachServices& machServices);
+  TestPlatform(const std::shared_ptr<VirtualProcess>& applicationProcess, IOKit& iokit,
+               FanControlHelperConnections& machServices);
 
   std::shared_ptr<VirtualProcess> process;
   CapturingLogSink log;

@@ -7,7 +7,7 @@
 
 #include "Platform/Linux/AdministratorPrompt.h"
 #include "Platform/Linux/BusThread.h"
-#include "Platform/Linux/DBusMachServices.h"
+#include "Platform/Linux/DBusHelperConnections.h"
 #include "Platform/Linux/JSONUserDefaults.h"
 #include "Platform/Linux/LinuxActivityAssertions.h"
 #include "Platform/Linux/LinuxClock.h"
@@ -64,7 +64,7 @@ struct LinuxPlatform::Parts {
         machineBus(busOpener(layout.busAddress)),
         systemBus(busOpener({})),
         sessionBus(sessionBusOpener()),
-        machServices(machineBus),
+        helper(machineBus),
         administrator(helperProgram(options), geteuid(), *log),
         serviceManagement(serviceManagementOptions(options, administrator), *log),
         userDefaults(options.defaultsFile.value_or(defaultsFilePath()), *log),
@@ -76,7 +76,7 @@ struct LinuxPlatform::Parts {
                  dispatch,
                  *log,
                  iokit,
-                 machServices,
+                 helper,
                  serviceManagement,
                  userDefaults,
                  system,
@@ -109,7 +109,7 @@ struct LinuxPlatform::Parts {
   BusThread machineBus;
   BusThread systemBus;
   BusThread sessionBus;
-  DBusMachServices machServices;
+  DBusHelperConnections helper;
   AdministratorPrompt administrator;
   LinuxServiceManagement serviceManagement;
   JSONUserDefaults userDefaults;

@@ -1,11 +1,14 @@
 #include "Platform/Linux/LogindPowerEvents.h"
 
 #include <mutex>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "fmt/format.h"
 
 #include "Platform/Linux/BusCall.h"
+#include "Platform/Linux/HelperBusNames.h"
 #include "sdbus-c++/sdbus-c++.h"
 
 namespace halcyra {
@@ -59,12 +62,11 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
                                     [this](sdbus::Signal& signal) { prepareForSleep(signal); });
       proxy_->finishRegistration();
       ownerChanges_ = connection.addMatch(
-          fmt::format("type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-                      "member='NameOwnerChanged',arg0='{}'",
+          fmt::format("type='signal',sender='{0}',interface='{0}',member='NameOwnerChanged',arg0='{1}'", busDriverName,
                       logindName),
           [this](sdbus::Message& message) { ownerChanged(message); });
       takeInhibitor();
-      catchUp();
+      findOwner();
     } catch (const sdbus::Error& error) {
       disconnect();
       reportMissing(error.getMessage());
@@ -76,6 +78,7 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
     inhibitor_ = {};
     ownerChanges_.reset();
     proxy_.reset();
+    owner_.clear();
   }
 
   void retryLater() {
@@ -113,29 +116,46 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
     }
   }
 
-  /// Asks for what may have been announced while nobody listened, or forgotten by a logind that came anew.
-  void catchUp() {
+  void findOwner() {
     sendBusCall(
-        bus_, {logindName, logindPath, "org.freedesktop.DBus.Properties", "Get"},
-        [](sdbus::Message& message) { message << std::string(logindInterface) << std::string("PreparingForSleep"); },
+        bus_, {busDriverName, busDriverPath, busDriverName, "GetNameOwner"},
+        [](sdbus::Message& message) { message << std::string(logindName); },
         [weak = weak_from_this()](sdbus::MethodReply* reply, const sdbus::Error*) {
           const auto self = weak.lock();
-          // One that does not answer speaks when it comes back.
-          if (self && reply != nullptr) {
-            sdbus::Variant preparing;
-            *reply >> preparing;
-            self->announceMissed(preparing.get<bool>());
+          // One that is not there yet is told of when it comes.
+          if (self && self->proxy_ && reply != nullptr) {
+            *reply >> self->owner_;
+            self->askState(std::nullopt);
           }
         });
   }
 
-  void announceMissed(bool preparing) {
-    if (!observing_ || preparing == asleep_) {
+  /// Asks logind itself whether the machine is about to sleep: for what may have been announced while nobody listened,
+  /// or forgotten by a logind that came anew, and after each notice. `announced` is what the notice said.
+  void askState(std::optional<bool> announced) {
+    sendBusCall(
+        bus_, {logindName, logindPath, "org.freedesktop.DBus.Properties", "Get"},
+        [](sdbus::Message& message) { message << std::string(logindInterface) << std::string("PreparingForSleep"); },
+        [weak = weak_from_this(), announced](sdbus::MethodReply* reply, const sdbus::Error*) {
+          const auto self = weak.lock();
+          if (self && reply != nullptr) {
+            sdbus::Variant preparing;
+            *reply >> preparing;
+            self->announce(preparing.get<bool>(), announced);
+          } else if (self && announced) {
+            // A logind that cannot say more has said this much.
+            self->announce(*announced, announced);
+          }
+        });
+  }
+
+  void announce(bool preparing, std::optional<bool> announced) {
+    if (!observing_) {
       return;
     }
-    if (preparing) {
+    if (preparing && !asleep_) {
       announceSleep();
-    } else {
+    } else if (!preparing && (asleep_ || announced == false)) {
       announceWake();
     }
   }
@@ -148,13 +168,13 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
 
   void prepareForSleep(sdbus::Signal& signal) noexcept {
     try {
+      // Anybody may send a signal of this name to one connection.
+      if (owner_.empty() || signal.getSender() != owner_) {
+        return;
+      }
       bool beforeSleep = false;
       signal >> beforeSleep;
-      if (beforeSleep) {
-        announceSleep();
-      } else {
-        announceWake();
-      }
+      askState(beforeSleep);
     } catch (const sdbus::Error& error) {
       logger_.error(fmt::format("a notice of sleep could not be read: {}", error.getMessage()));
     }
@@ -199,14 +219,16 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
 
   void ownerChanged(sdbus::Message& message) noexcept {
     try {
+      if (message.getSender() != busDriverName) {
+        return;
+      }
       std::string name;
       std::string before;
-      std::string after;
-      message >> name >> before >> after;
+      message >> name >> before >> owner_;
       inhibitor_ = {};
-      if (!after.empty()) {
+      if (!owner_.empty()) {
         takeInhibitor();
-        catchUp();
+        askState(std::nullopt);
       }
     } catch (const sdbus::Error& error) {
       logger_.error(fmt::format("a change of owners could not be read: {}", error.getMessage()));
@@ -237,6 +259,8 @@ class LogindPowerEvents::State : public std::enable_shared_from_this<State> {
   std::uint64_t sleeps_ = 0;
   std::unique_ptr<sdbus::IProxy> proxy_;
   sdbus::Slot ownerChanges_;
+  /// logind's unique name; empty while it is not known.
+  std::string owner_;
   sdbus::UnixFd inhibitor_;
 };
 

@@ -11,7 +11,8 @@ namespace halcyra {
 
 /// Sleep and wake as logind announces them. A delay inhibitor makes the machine wait until the sleep has been allowed
 /// (logind waits 5 s at most); it is taken again at every wake. Where there is no logind the log says so once, and it
-/// is looked for again from time to time.
+/// is looked for again from time to time. Announcements of others are ignored, and what is announced is asked of logind
+/// itself before it is passed on.
 class LogindPowerEvents : public PowerEvents {
  public:
   /// `bus` and `mainQueue` must outlive this.

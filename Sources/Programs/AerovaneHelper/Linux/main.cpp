@@ -11,7 +11,7 @@
 
 #include "Daemon/HelperDaemon.h"
 #include "Platform/Linux/BusThread.h"
-#include "Platform/Linux/DBusMachServiceListener.h"
+#include "Platform/Linux/DBusHelperListener.h"
 #include "Platform/Linux/HelperRegistration.h"
 #include "Platform/Linux/LinuxClock.h"
 #include "Platform/Linux/LinuxIOKit.h"
@@ -23,7 +23,6 @@
 #include "Platform/POSIX/SignalWatcher.h"
 #include "Programs/AerovaneHelper/Linux/RegisterUser.h"
 #include "Programs/AerovaneHelper/ReleaseAll.h"
-#include "XPC/FanControlXPC.h"
 
 namespace halcyra {
 namespace {
@@ -56,7 +55,7 @@ int runDaemon(const RuntimeLayout& layout) {
                            status = finalStatus;
                            mainQueue.stop();
                          });
-  DBusMachServiceListener listener(bus, std::string(FanControlXPC::machServiceName), mainQueue, *log);
+  DBusHelperListener listener(bus, mainQueue, clock, *log);
   daemon->serve(listener);
   daemon->start();
   try {
