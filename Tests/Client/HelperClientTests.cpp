@@ -125,7 +125,6 @@ TEST_F(HelperClientTest, ErrorsAreReadableOrUnchanged) {
       {"own words", helperError(99, "The lock cannot be had."), false, "The lock cannot be had."},
       {"no words", helperError(5), false, "Aerovane stopped because the preflight fan readings were abnormal."},
       {"interrupted", cocoaError(connectionInterruptedCode), true, "Transport failed."},
-      {"unreadable on the way", helperError(1, "raw"), true, "raw"},
   };
   const std::vector<std::pair<std::string_view, std::function<PendingOutcome()>>> calls{
       {Selector::setFanMode, [&] { return setMode(0, true); }},

@@ -51,9 +51,11 @@ class FakeLogind {
     ready.next();
   }
 
-  void announce(bool sleep) {
-    bus_.post([this, sleep] {
-      preparing_ = sleep;
+  void announce(bool sleep) { announce(sleep, sleep); }
+  /// A notice, and what is answered to those who ask.
+  void announce(bool sleep, bool preparing) {
+    bus_.post([this, sleep, preparing] {
+      preparing_ = preparing;
       auto signal = object_->createSignal(interface, "PrepareForSleep");
       signal << sleep;
       object_->emitSignal(signal);
@@ -90,6 +92,16 @@ class PowerEventsTests : public testing::Test {
   void observe() {
     power_.observe([this](std::function<void()> allow) { sleeps_.put(std::move(allow)); },
                    [this] { wakes_.put(true); });
+  }
+  std::string uniqueName() {
+    Inbox<std::string> name;
+    busThread_.post([&] { name.put(busThread_.connection().getUniqueName()); });
+    return name.next();
+  }
+  /// Waits until the connection has handled what was sent to it so far.
+  static void drain(sdbus::IConnection& from, const std::string& target) {
+    const auto peer = sdbus::createProxy(from, target, "/");
+    peer->callMethod("Ping").onInterface("org.freedesktop.DBus.Peer");
   }
 
   TemporaryFolder folder_;
@@ -171,6 +183,58 @@ TEST_F(PowerEventsTests, ALogindThatComesAnewDuringTheSleepDoesNotLoseTheWake) {
   third.announce(true);
   sleeps_.next()();
   EXPECT_EQ(wakes_.size(), 0U) << "the machine was awake";
+}
+
+TEST_F(PowerEventsTests, AnnouncementsOfOthersAreNotBelieved) {
+  FakeLogind logind(bus_.address());
+  observe();
+  const auto inhibitor = logind.inhibitors.next();
+  const auto forger = sdbus::createSessionBusConnectionWithAddress(bus_.address());
+  const auto logindObject = sdbus::createObject(*forger, "/org/freedesktop/login1");
+  const auto busObject = sdbus::createObject(*forger, "/org/freedesktop/DBus");
+  // To the connection that waits, whose unique name is the helper's or the application's on a real bus.
+  const auto target = uniqueName();
+  const auto forgeSleep = [&](bool sleep) {
+    auto signal = logindObject->createSignal("org.freedesktop.login1.Manager", "PrepareForSleep");
+    signal << sleep;
+    signal.setDestination(target);
+    signal.send();
+  };
+  const auto forgeOwner = [&](const std::string& after) {
+    auto signal = busObject->createSignal("org.freedesktop.DBus", "NameOwnerChanged");
+    signal << std::string("org.freedesktop.login1") << std::string(":1.0") << after;
+    signal.setDestination(target);
+    signal.send();
+  };
+  forgeSleep(true);
+  forgeOwner(forger->getUniqueName());
+  forgeSleep(true);
+  drain(*forger, target);
+  EXPECT_TRUE(inhibitor.isHeld());
+  logind.announce(true);
+  sleeps_.next()();
+  inhibitor.awaitRelease();
+  forgeSleep(false);
+  drain(*forger, target);
+  logind.announce(false);
+  EXPECT_TRUE(wakes_.next());
+  logind.inhibitors.next();
+  EXPECT_EQ(sleeps_.size(), 0U) << "a forged sleep was believed";
+  EXPECT_EQ(wakes_.size(), 0U) << "a forged wake was believed";
+}
+
+TEST_F(PowerEventsTests, WhatIsAnnouncedIsAskedOfLogindItself) {
+  FakeLogind logind(bus_.address());
+  observe();
+  logind.inhibitors.next();
+  logind.announce(true, false);
+  logind.announce(true);
+  sleeps_.next();
+  logind.announce(false, true);
+  logind.announce(false);
+  EXPECT_TRUE(wakes_.next());
+  EXPECT_EQ(sleeps_.size(), 0U) << "a sleep that logind knows nothing of";
+  EXPECT_EQ(wakes_.size(), 0U) << "a wake that logind knows nothing of";
 }
 
 TEST_F(PowerEventsTests, AnActivityHoldsUpTheShutdownWhileItLasts) {

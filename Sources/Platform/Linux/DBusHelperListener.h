@@ -35,7 +35,6 @@ class DBusHelperListener : public FanControlHelperListener {
 
  private:
   class State;
-  class Object;
   std::shared_ptr<State> state_;
 };
 

@@ -1,11 +1,10 @@
 #include "Platform/Linux/HelperBusCoding.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <limits>
 #include <string_view>
+#include <systemd/sd-bus.h>
 #include <utility>
 #include <vector>
 
@@ -35,18 +34,12 @@ constexpr std::array<std::pair<Code, std::string_view>, 8> errorNames{{
     {Code::internalFailure, "InternalFailure"},
 }};
 
-bool isDictionary(const PropertyList& value) {
-  return value.is_object();
-}
-
 std::string portable(const std::string& text) {
   if (!isPortableText(text)) {
     throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "A text is not UTF-8.");
   }
   return text;
 }
-
-sdbus::Variant encodedArray(const PropertyList& array);
 
 sdbus::Variant encodedValue(const PropertyList& value) {
   switch (value.type()) {
@@ -62,28 +55,10 @@ sdbus::Variant encodedValue(const PropertyList& value) {
     case PropertyList::value_t::object:
       return HelperBusCoding::encoded(value);
     default:
-      return encodedArray(value);
+      std::vector<Dictionary> dictionaries;
+      for (const PropertyList& each : value) dictionaries.push_back(HelperBusCoding::encoded(each));
+      return dictionaries;
   }
-}
-
-sdbus::Variant encodedArray(const PropertyList& array) {
-  if (std::all_of(array.begin(), array.end(), isDictionary)) {
-    std::vector<Dictionary> dictionaries;
-    for (const PropertyList& each : array) dictionaries.push_back(HelperBusCoding::encoded(each));
-    return dictionaries;
-  }
-  std::vector<sdbus::Variant> values;
-  for (const PropertyList& each : array) {
-    if (!each.is_null()) values.push_back(encodedValue(each));
-  }
-  return values;
-}
-
-template <typename Dictionaries>
-PropertyList decodedDictionaries(const Dictionaries& dictionaries) {
-  PropertyList result = PropertyList::array();
-  for (const Dictionary& each : dictionaries) result.push_back(HelperBusCoding::decoded(each));
-  return result;
 }
 
 /// Null for a value of no known type.
@@ -91,45 +66,24 @@ PropertyList decodedValue(const sdbus::Variant& value) {
   const std::string type = value.peekValueType();
   if (type == "b") return value.get<bool>();
   if (type == "x") return value.get<std::int64_t>();
-  if (type == "i") return value.get<std::int32_t>();
-  if (type == "u") return value.get<std::uint32_t>();
-  if (type == "n") return value.get<std::int16_t>();
-  if (type == "q") return value.get<std::uint16_t>();
-  if (type == "y") return value.get<std::uint8_t>();
-  if (type == "t") return value.get<std::uint64_t>();
   if (type == "d") return value.get<double>();
   if (type == "s") return value.get<std::string>();
   if (type == "a{sv}") return HelperBusCoding::decoded(value.get<Dictionary>());
-  if (type == "aa{sv}") return decodedDictionaries(value.get<std::vector<Dictionary>>());
-  if (type != "av") return nullptr;
+  if (type != "aa{sv}") return nullptr;
   PropertyList result = PropertyList::array();
-  for (const sdbus::Variant& each : value.get<std::vector<sdbus::Variant>>()) result.push_back(decodedValue(each));
+  for (const Dictionary& each : value.get<std::vector<Dictionary>>()) result.push_back(HelperBusCoding::decoded(each));
   return result;
-}
-
-/// Whether "<domain>.Code<n>" is a name that a bus lets through: letters, digits and underlines in parts that do not
-/// begin with a digit.
-bool isErrorDomain(std::string_view domain) {
-  constexpr std::size_t longestDomain = 200;
-  bool isFirst = true;
-  for (const char character : domain) {
-    const bool isLetter = (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z');
-    const bool isDigit = character >= '0' && character <= '9';
-    const bool isAllowed = isLetter || character == '_' || (!isFirst && (isDigit || character == '.'));
-    if (!isAllowed) return false;
-    isFirst = character == '.';
-  }
-  return !isFirst && domain.size() <= longestDomain;
 }
 
 /// Empty when there can be none.
 std::string errorName(const Error& error) {
-  const auto named = std::find_if(errorNames.begin(), errorNames.end(), [&](const auto& each) {
-    return error.domain == HelperXPCError::domain && error.code == static_cast<std::int64_t>(each.first);
-  });
-  if (named != errorNames.end()) return fmt::format("{}{}{}", HelperXPCError::domain, namedInfix, named->second);
-  if (error.code < 0 || !isErrorDomain(error.domain)) return {};
-  return fmt::format("{}{}{}", error.domain, numberedInfix, error.code);
+  for (const auto& [code, text] : errorNames) {
+    if (error.domain == HelperXPCError::domain && error.code == static_cast<std::int64_t>(code)) {
+      return fmt::format("{}{}{}", HelperXPCError::domain, namedInfix, text);
+    }
+  }
+  std::string name = fmt::format("{}{}{}", error.domain, numberedInfix, error.code);
+  return sd_bus_interface_name_is_valid(name.c_str()) > 0 ? name : std::string();
 }
 
 /// Domain and code of a name; the whole name and 0 when it is none of ours.
@@ -142,7 +96,7 @@ Error parsedName(const std::string& name) {
     const char* const end = name.data() + name.size();
     std::int64_t code = 0;
     const auto [rest, failure] = std::from_chars(digits, end, code);
-    if (failure == std::errc() && rest == end && code >= 0) return {std::string_view(name).substr(0, infix), code};
+    if (failure == std::errc() && rest == end) return {std::string_view(name).substr(0, infix), code};
   }
   return {name, 0};
 }

@@ -16,7 +16,7 @@ using Dictionary = std::map<std::string, sdbus::Variant>;
 /// other arrays `av`. Entries without a value, and what is no dictionary, are left out. Throws `sdbus::Error` for a
 /// text that is not UTF-8.
 Dictionary encoded(const PropertyList& dictionary);
-/// The inverse; any integer type is read. Values of other types are left out.
+/// The inverse; values of other types are left out.
 PropertyList decoded(const Dictionary& dictionary);
 
 /// "com.norwick.Halcyra.helper.Error.Busy" and so on for the helper's own codes, "<domain>.Code<code>" for others, with
