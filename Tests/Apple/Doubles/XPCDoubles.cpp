@@ -21,7 +21,7 @@ namespace {
 using halcyra::test::Pump;
 using halcyra::test::require;
 
-const XPCType types[11];
+const XPCType types[11]{};
 
 struct XPCObject {
   explicit XPCObject(xpc_type_t ofType) : type(ofType) { live().insert(this); }
