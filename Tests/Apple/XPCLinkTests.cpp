@@ -77,13 +77,13 @@ std::unique_ptr<Link> makeLink(const std::string&) {
 TEST(XPCLinkTests, NothingIsLeftBehindAndAWrongSignatureInvalidates) {
   const std::size_t before = XPCSystem::liveObjects();
   {
+    int invalidations = 0;
+    std::vector<std::string> seen;
     XPCLink link("anchor apple");
     link.startHelper();
     const auto connection = link.connections().connect();
-    int invalidations = 0;
     connection->setInvalidationHandler([&] { ++invalidations; });
     connection->resume();
-    std::vector<std::string> seen;
     connection->heartbeat("S", [&](const std::optional<Error>& error) { seen.push_back(outcome(error)); });
     link.nextMessage().answer({nullptr, std::nullopt});
     XPCSystem::setSignatureFits(false);
@@ -99,6 +99,7 @@ TEST(XPCLinkTests, NothingIsLeftBehindAndAWrongSignatureInvalidates) {
 }
 
 TEST(XPCLinkTests, TheSessionsClientComesFirstAndIsNeverCrowdedOut) {
+  std::vector<std::string> refusals;
   XPCLink link;
   link.startHelper();
   const auto connect = [&] {
@@ -106,7 +107,6 @@ TEST(XPCLinkTests, TheSessionsClientComesFirstAndIsNeverCrowdedOut) {
     connection->resume();
     return connection;
   };
-  std::vector<std::string> refusals;
   const auto note = [&](const std::optional<Error>& error) {
     if (error) refusals.push_back(outcome(error));
   };
@@ -150,7 +150,7 @@ TEST(XPCLinkTests, WhatIsNoMessageIsRefusedWithAReason) {
     xpc_connection_send_message_with_reply(connection, message, queue, ^(xpc_object_t reply) {
       const xpc_object_t error = xpc_dictionary_get_value(reply, "error");
       const xpc_object_t info = xpc_dictionary_get_value(error, "userInfo");
-      *result = xpc_string_get_string_ptr(xpc_dictionary_get_value(info, "NSLocalizedDescription"));
+      *result = xpc_string_get_string_ptr(xpc_dictionary_get_value(info, std::string(localizedDescriptionKey).c_str()));
     });
     for (const xpc_object_t object : {message, arguments, selector}) xpc_release(object);
     Pump::run();

@@ -21,17 +21,11 @@ class XPCListenerError : public LocalizedError {
   std::string_view domain() const override { return "halcyra.XPC"; }
 };
 
-/// The answer to one message: given once. One that nobody gives breaks the connection, so that the client does not wait
-/// for good.
+/// The answer to one message: given once.
 class OneReply {
  public:
   OneReply(xpc_connection_t client, xpc_object_t message)
       : client_(XPCValue::retaining(client)), reply_(xpc_dictionary_create_reply(message)) {}
-  ~OneReply() {
-    if (!isGiven_) xpc_connection_cancel(client());
-  }
-  OneReply(const OneReply&) = delete;
-  OneReply& operator=(const OneReply&) = delete;
 
   /// False when it was given already.
   bool give(const HelperReply& answer) {
@@ -39,14 +33,12 @@ class OneReply {
     // A message that wants no answer gets none.
     if (reply_) {
       XPCCoding::encode(answer, reply_.get());
-      xpc_connection_send_message(client(), reply_.get());
+      xpc_connection_send_message(static_cast<xpc_connection_t>(client_.get()), reply_.get());
     }
     return true;
   }
 
  private:
-  xpc_connection_t client() const { return static_cast<xpc_connection_t>(client_.get()); }
-
   const XPCValue client_;
   const XPCValue reply_;
   std::atomic<bool> isGiven_{false};
