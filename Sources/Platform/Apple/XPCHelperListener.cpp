@@ -69,16 +69,11 @@ class XPCHelperListener::State : public std::enable_shared_from_this<State> {
     XPCValue listener(
         xpc_connection_create_mach_service(serviceName_.c_str(), events_, XPC_CONNECTION_MACH_SERVICE_LISTENER));
     const auto connection = static_cast<xpc_connection_t>(listener.get());
-    const bool isGuarded = guard(connection);
     const auto self = shared_from_this();
     xpc_connection_set_event_handler(connection, ^(xpc_object_t event) {
       self->receive(event);
     });
     xpc_connection_resume(connection);
-    if (!isGuarded) {
-      xpc_connection_cancel(connection);
-      throw XPCListenerError("The helper cannot be offered: its clients' signatures could not be checked.");
-    }
     listener_ = std::move(listener);
     isRunning_ = true;
   }
@@ -125,7 +120,10 @@ class XPCHelperListener::State : public std::enable_shared_from_this<State> {
       if (isRunning_) clients_.emplace(name, XPCValue::retaining(client));
     }
     const FanControlHelperCaller caller{name, xpc_connection_get_euid(client), xpc_connection_get_pid(client)};
+    // Every message is checked; one that does not fulfil the requirement is not delivered. Set here and not on the
+    // listener: a connection is given a requirement once, and might have the listener's already.
     const bool isGuarded = guard(client);
+    if (!isGuarded) logger_.error("a client's signature cannot be checked; it is not served");
     const auto self = shared_from_this();
     xpc_connection_set_target_queue(client, events_);
     xpc_connection_set_event_handler(client, ^(xpc_object_t event) {
