@@ -45,8 +45,8 @@ endfunction()
 
 # aerovane_bus_interface(TARGET file.xml ADAPTOR header PROXY header)
 # The two ends of a D-Bus interface, generated; the headers are included by the names given.
-find_program(SDBUS_XML2CPP sdbus-c++-xml2cpp REQUIRED)
 function(aerovane_bus_interface target interface)
+  find_program(SDBUS_XML2CPP sdbus-c++-xml2cpp REQUIRED)
   cmake_parse_arguments(ARG "" "ADAPTOR;PROXY" "" ${ARGN})
   set(folder ${PROJECT_BINARY_DIR}/generated)
   foreach(header IN ITEMS ${ARG_ADAPTOR} ${ARG_PROXY})

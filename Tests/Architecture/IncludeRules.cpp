@@ -17,7 +17,9 @@ using Prefixes = std::vector<std::string_view>;
 const std::map<std::string_view, Prefixes>& allowedPrefixes() {
   static const std::map<std::string_view, Prefixes> table{
       {"Platform", {"Platform/"}},
+      {"Platform/POSIX", {"Platform/"}},
       {"Platform/Linux", {"Platform/", "Platform/Linux/", "XPC/", "sdbus-c++/"}},
+      {"Platform/Apple", {"Platform/", "Platform/Apple/", "XPC/"}},
       {"Platform/Qt", {"Platform/", "Platform/Qt/"}},
       {"SMC", {"Platform/", "SMC/"}},
       {"Helpers", {"Platform/", "SMC/", "Helpers/"}},
@@ -34,7 +36,9 @@ const std::map<std::string_view, Prefixes>& allowedPrefixes() {
   return table;
 }
 
-constexpr std::array<std::string_view, 2> realisations{"Platform/Linux", "Platform/Qt"};
+/// What Linux and macOS have in common belongs to both.
+constexpr std::string_view shared = "Platform/POSIX";
+constexpr std::array<std::string_view, 4> realisations{shared, "Platform/Linux", "Platform/Apple", "Platform/Qt"};
 constexpr std::array<std::string_view, 2> librariesForAll{"fmt/", "nlohmann/"};
 
 bool isWithin(std::string_view path, std::string_view folder) {
@@ -56,7 +60,10 @@ std::string quotedObjection(std::string_view room, std::string_view target) {
   if (target.find("..") != std::string_view::npos) {
     return "includes are written from Sources/";
   }
-  const auto belongsToOther = [&](std::string_view folder) { return isWithin(target, folder) && room != folder; };
+  const bool mayShare = room == "Platform/Linux" || room == "Platform/Apple";
+  const auto belongsToOther = [&](std::string_view folder) {
+    return isWithin(target, folder) && room != folder && !(folder == shared && mayShare);
+  };
   if (room != "Programs" && std::any_of(realisations.begin(), realisations.end(), belongsToOther)) {
     return "only Programs knows which platform is in use";
   }

@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 bool isSource(const fs::path& path) {
-  return path.extension() == ".h" || path.extension() == ".cpp";
+  return path.extension() == ".h" || path.extension() == ".cpp" || path.extension() == ".mm";
 }
 
 std::string contentOf(const fs::path& path) {
@@ -51,6 +51,7 @@ TEST(IncludeRules, TellAllowedFromForbiddenAndNameTheLine) {
         std::pair("App/AppModel.cpp", "<sys/stat.h>"), std::pair("App/AppModel.cpp", "<QTimer>"),
         std::pair("App/AppModel.cpp", "MODEL_HEADER"),
         std::pair("Platform/Clock.h", "\"Platform/Linux/SystemClock.h\""),
+        std::pair("Platform/Qt/QtQueue.cpp", "\"Platform/POSIX/POSIXFiles.h\""),
         std::pair("Elsewhere/New.cpp", "\"Platform/Clock.h\"")}) {
     const auto objections =
         IncludeRules::objections(file, std::string("#pragma once\n  #  include ") + target + "  // x\n");

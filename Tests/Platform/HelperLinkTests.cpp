@@ -41,7 +41,7 @@ const Calls& calls() {
   return table;
 }
 
-class HelperLinkTests : public testing::TestWithParam<const char*> {
+class HelperLinkTests : public testing::TestWithParam<std::string> {
  protected:
   std::shared_ptr<FanControlHelperConnection> connect() {
     auto connection = link_->connections().connect();
@@ -207,7 +207,7 @@ TEST_P(HelperLinkTests, AServiceThatIsGoneInterrupts) {
   expectFailure(connectionInterruptedCode);
 }
 
-INSTANTIATE_TEST_SUITE_P(Links, HelperLinkTests, testing::Values("DBus", "InProcess"),
+INSTANTIATE_TEST_SUITE_P(Links, HelperLinkTests, testing::ValuesIn(linkKinds()),
                          [](const auto& each) { return each.param; });
 
 }  // namespace halcyra::test

@@ -64,7 +64,9 @@ class Link {
   std::shared_ptr<MessageService> service_;
 };
 
-/// "DBus": a bus, a client and a helper with threads of their own. "InProcess": the bus of tests in virtual time.
+/// The realisations that the test program has: "DBus" has a bus, a client and a helper with threads of their own,
+/// "InProcess" is the bus of tests in virtual time, "XPC" is the Mac's over doubles of the system's calls.
+std::vector<std::string> linkKinds();
 std::unique_ptr<Link> makeLink(const std::string& kind);
 
 }  // namespace halcyra::test

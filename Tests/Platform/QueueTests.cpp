@@ -11,8 +11,8 @@
 
 #include "Platform/Linux/LinuxClock.h"
 #include "Platform/Linux/PlainMainQueue.h"
-#include "Platform/Linux/SignalWatcher.h"
 #include "Platform/Linux/ThreadQueue.h"
+#include "Platform/POSIX/SignalWatcher.h"
 #include "Platform/PlatformTestSupport.h"
 #include "Platform/QueueParts.h"
 

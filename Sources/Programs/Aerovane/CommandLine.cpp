@@ -15,16 +15,6 @@ constexpr double longestRun = 366.0 * 24 * 3600;
 void describe(CLI::App& app, CommandLine& line) {
   app.set_version_flag("--version", std::string("aerovane ") + AEROVANE_VERSION);
   app.add_flag("--console", line.console, "Run without windows: a line per poll, or a live table on a terminal");
-  auto* machine = app.add_flag("--virtual-mac", line.virtualMac, "Start a simulated Mac for this run and end it after");
-  auto* folder = app.add_option("--runtime-dir", line.runtimeFolder, "Use the simulated Mac that runs in this folder")
-                     ->type_name("DIR");
-  machine->excludes(folder);
-  app.add_option("--workload", line.workload,
-                 "Workload of the --virtual-mac: host, idle, bursts, sustained, critical, "
-                 "or a CSV trace")
-      ->needs(machine)
-      ->capture_default_str();
-  app.add_option("--seed", line.seed, "Seed of the --virtual-mac")->needs(machine);
   app.add_option("--preset", line.preset, "Activate the preset of this name")->type_name("NAME");
   app.add_flag("--install-helper", line.installHelper, "Register the privileged helper first");
   app.add_flag("--approve-helper", line.approveHelper, "Approve the registered helper");
@@ -46,6 +36,21 @@ void describe(CLI::App& app, CommandLine& line) {
       ->type_name("FILE")
       ->group(library);
 }
+
+#ifdef AEROVANE_HAS_SIMULATION
+void describeSimulation(CLI::App& app, CommandLine& line) {
+  auto* machine = app.add_flag("--virtual-mac", line.virtualMac, "Start a simulated Mac for this run and end it after");
+  auto* folder = app.add_option("--runtime-dir", line.runtimeFolder, "Use the simulated Mac that runs in this folder")
+                     ->type_name("DIR");
+  machine->excludes(folder);
+  app.add_option("--workload", line.workload,
+                 "Workload of the --virtual-mac: host, idle, bursts, sustained, critical, "
+                 "or a CSV trace")
+      ->needs(machine)
+      ->capture_default_str();
+  app.add_option("--seed", line.seed, "Seed of the --virtual-mac")->needs(machine);
+}
+#endif
 
 #ifdef AEROVANE_HAS_WINDOWS
 void describeWindows(CLI::App& app, CommandLine& line) {
@@ -78,6 +83,9 @@ void check(const CommandLine& line) {
 CommandLine CommandLine::parse(int argc, char** argv) {
   CommandLine line;
   CLI::App app{"Aerovane: fan control for Apple-silicon Macs", "aerovane"};
+#ifdef AEROVANE_HAS_SIMULATION
+  describeSimulation(app, line);
+#endif
   describe(app, line);
 #ifdef AEROVANE_HAS_WINDOWS
   describeWindows(app, line);

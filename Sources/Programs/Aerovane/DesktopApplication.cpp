@@ -21,7 +21,7 @@
 #include "App/UpdateManager.h"
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxServiceManagement.h"
-#include "Platform/Linux/SignalWatcher.h"
+#include "Platform/POSIX/SignalWatcher.h"
 #include "Platform/Qt/DesktopSettings.h"
 #include "Platform/Qt/QtMainQueue.h"
 #include "Platform/Qt/QtWorkspace.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Linux/RuntimeLayout.h"
+#include "NativePlatform.h"
 #include "Programs/Aerovane/CommandLine.h"
 
 namespace halcyra {

@@ -9,7 +9,7 @@
 
 #include "fmt/format.h"
 
-#include "Platform/Linux/LinuxFiles.h"
+#include "Platform/POSIX/POSIXFiles.h"
 
 namespace halcyra {
 

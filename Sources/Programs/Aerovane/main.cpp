@@ -13,17 +13,15 @@
 #include "App/AppDelegate.h"
 #include "App/ConsoleLibrary.h"
 #include "App/ConsoleSession.h"
-#include "Helpers/FanCurveManager.h"
-#include "Platform/Linux/JSONUserDefaults.h"
-#include "Platform/Linux/LinuxPlatform.h"
-#include "Platform/Linux/LinuxServiceManagement.h"
-#include "Platform/Linux/SignalWatcher.h"
+#include "NativePlatform.h"
+#include "Platform/POSIX/SignalWatcher.h"
 #include "Platform/UntrustedText.h"
 #include "Programs/Aerovane/CommandLine.h"
 #include "Programs/Aerovane/DesktopApplication.h"
 #include "Programs/Aerovane/RecordingFile.h"
+#ifdef AEROVANE_HAS_SIMULATION
 #include "Programs/Aerovane/VirtualMacProcess.h"
-#include "XPC/FanControlXPC.h"
+#endif
 
 namespace halcyra {
 namespace {
@@ -54,28 +52,25 @@ ConsoleOptions consoleOptions(const CommandLine& line) {
   return options;
 }
 
-LinuxPlatformOptions platformOptions(const CommandLine& line, const RuntimeLayout& layout, Workspace& workspace) {
-  LinuxPlatformOptions options;
+NativePlatformOptions platformOptions(const CommandLine& line, const RuntimeLayout& layout, Workspace& workspace) {
+  NativePlatformOptions options;
   options.layout = layout;
-  options.log = LogDestination::standardError;
   // A table is redrawn in place; ordinary records in between would tear it.
-  options.minimumLogLevel = consoleStyle(line) == ConsoleStyle::table ? LogLevel::error : LogLevel::standard;
+  logToStandardError(options, consoleStyle(line) == ConsoleStyle::table ? LogLevel::error : LogLevel::standard);
   options.workspace = &workspace;
   return options;
 }
 
 /// The exit status.
-int runLibrary(const CommandLine& line, LinuxPlatform& linux, NamedFileWorkspace& workspace) {
+int runLibrary(const CommandLine& line, NativePlatform& native, NamedFileWorkspace& workspace) {
   const LibraryCommands commands{line.importPresets, line.exportPresets, line.listPresets, line.json};
-  if (const auto failure = runLibraryCommands(linux.platform(), workspace, commands, write)) {
+  if (const auto failure = runLibraryCommands(native.platform(), workspace, commands, write)) {
     complain(*failure);
     return 1;
   }
-  // Settings that cannot be stored live on in memory; here there is nobody left to use them.
-  JSONUserDefaults stored(defaultsFilePath(), linux.platform().log);
-  if (line.importPresets &&
-      stored.data(FanCurveManager::storageKey) != linux.platform().userDefaults.data(FanCurveManager::storageKey)) {
-    complain(fmt::format("Import failed: the settings in “{}” couldn’t be written.", defaultsFilePath().string()));
+  const auto lost = line.importPresets ? placeOfLostPresets(native) : std::nullopt;
+  if (lost) {
+    complain(fmt::format("Import failed: the settings in “{}” couldn’t be written.", *lost));
     return 1;
   }
   return 0;
@@ -94,12 +89,12 @@ std::optional<FanPreset> presetNamed(const std::string& name, const AppModel& mo
 }
 
 /// Runs the console until it is told to end: the exit status.
-int runSession(LinuxPlatform& linux, std::shared_ptr<AppModel> model, ConsoleOptions options,
+int runSession(NativePlatform& native, std::shared_ptr<AppModel> model, ConsoleOptions options,
                const std::optional<RecordingFile>& recording) {
-  PlainMainQueue& mainQueue = linux.mainQueue();
+  auto& mainQueue = native.mainQueue();
   int status = 0;
   ConsoleSurroundings surroundings;
-  surroundings.approveHelper = [&] { linux.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName)); };
+  surroundings.approveHelper = [&] { approveHelper(native); };
   surroundings.output = write;
   surroundings.complain = complain;
   if (recording) {
@@ -109,8 +104,8 @@ int runSession(LinuxPlatform& linux, std::shared_ptr<AppModel> model, ConsoleOpt
     status = result;
     mainQueue.stop();
   };
-  auto session =
-      std::make_shared<ConsoleSession>(linux.platform(), std::move(model), std::move(options), std::move(surroundings));
+  auto session = std::make_shared<ConsoleSession>(native.platform(), std::move(model), std::move(options),
+                                                  std::move(surroundings));
   int interruptions = 0;
   const SignalWatcher interruptWatcher(mainQueue, {SIGINT, SIGTERM, SIGHUP}, [&](int) {
     if (++interruptions == 1) {
@@ -129,12 +124,12 @@ int runSession(LinuxPlatform& linux, std::shared_ptr<AppModel> model, ConsoleOpt
 /// Does what was asked on this layout's machine: the exit status.
 int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
   NamedFileWorkspace workspace;
-  LinuxPlatform linux(platformOptions(line, layout, workspace));
+  NativePlatform native(platformOptions(line, layout, workspace));
   if (line.usesLibrary()) {
-    const int status = runLibrary(line, linux, workspace);
+    const int status = runLibrary(line, native, workspace);
     if (status != 0 || !line.console) return status;
   }
-  std::shared_ptr<AppModel> model = AppModel::make(linux.platform());
+  std::shared_ptr<AppModel> model = AppModel::make(native.platform());
   ConsoleOptions options = consoleOptions(line);
   if (line.preset) {
     options.preset = presetNamed(*line.preset, *model);
@@ -142,29 +137,29 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
   }
   std::optional<RecordingFile> recording;
   if (line.record) recording.emplace(*line.record);
-  return runSession(linux, std::move(model), std::move(options), recording);
+  return runSession(native, std::move(model), std::move(options), recording);
 }
 
 /// Registers the helper anew, without a look at the machine: the exit status.
 int refreshRegistration(const RuntimeLayout& layout) {
-  LinuxPlatformOptions platformOptions;
+  NativePlatformOptions platformOptions;
   platformOptions.layout = layout;
-  LinuxPlatform linux(platformOptions);
+  NativePlatform native(platformOptions);
   AppModelOptions modelOptions;
   modelOptions.refreshHelperRegistration = true;
   int status = 1;
   AppDelegateSurroundings surroundings;
-  surroundings.terminate = [&] { linux.mainQueue().stop(); };
+  surroundings.terminate = [&] { native.mainQueue().stop(); };
   surroundings.standardOutput = [&](const std::string& text) {
     write(text);
     status = 0;
   };
   surroundings.standardError = [](const std::string& text) { std::cerr << text << std::flush; };
   const auto delegate =
-      std::make_shared<AppDelegate>(linux.platform(), AppModel::make(linux.platform(), modelOptions),
+      std::make_shared<AppDelegate>(native.platform(), AppModel::make(native.platform(), modelOptions),
                                     LaunchFlags{.refreshHelperRegistration = true}, std::move(surroundings));
-  linux.mainQueue().async([&] { delegate->applicationDidFinishLaunching(); });
-  linux.mainQueue().run();
+  native.mainQueue().async([&] { delegate->applicationDidFinishLaunching(); });
+  native.mainQueue().run();
   return status;
 }
 
@@ -180,13 +175,15 @@ int runApplication(const CommandLine& line, const RuntimeLayout& layout, [[maybe
 }
 
 int run(const CommandLine& line, int& argc, char** argv) {
+#ifdef AEROVANE_HAS_SIMULATION
   if (line.virtualMac) {
     const VirtualMacProcess machine(line.workload, line.seed);
     std::cerr << fmt::format("aerovane: simulated Mac in {}", machine.runtimeFolder().string()) << std::endl;
     return runApplication(line, RuntimeLayout::inFolder(machine.runtimeFolder()), argc, argv);
   }
-  return runApplication(
-      line, line.runtimeFolder ? RuntimeLayout::inFolder(*line.runtimeFolder) : RuntimeLayout::system(), argc, argv);
+  if (line.runtimeFolder) return runApplication(line, RuntimeLayout::inFolder(*line.runtimeFolder), argc, argv);
+#endif
+  return runApplication(line, RuntimeLayout::system(), argc, argv);
 }
 
 }  // namespace

@@ -7,21 +7,18 @@
 
 #include "Daemon/FanHandBack.h"
 #include "Helpers/FanControlProcessLock.h"
-#include "Platform/Linux/LinuxClock.h"
-#include "Platform/Linux/LinuxIOKit.h"
-#include "Platform/Linux/LogSinks.h"
 #include "SMC/IOKitSMCBridge.h"
 
 namespace halcyra {
 
-int runReleaseAll(const RuntimeLayout& layout) {
-  LinuxClock clock;
-  LinuxIOKit iokit(layout.smcSocket);
-  StandardErrorLogSink log(LogLevel::error);
-  FanControlProcessLock lock(layout.lockFile.string(), geteuid(), clock);
+int runReleaseAll(IOKit& iokit, Clock& clock, LogSink& log, const std::string& lockFile, WhenOwned whenOwned) {
+  FanControlProcessLock lock(lockFile, geteuid(), clock);
   try {
     lock.acquire("Aerovane release");
   } catch (const FanControlProcessLockError& error) {
+    if (whenOwned == WhenOwned::leaveItToTheOwner && error.kind() == FanControlProcessLockError::Case::alreadyOwned) {
+      return 0;
+    }
     fmt::print(stderr, "aerovane-helper: {}; handing the fans back all the same\n", error.what());
   }
   IOKitSMCBridge smc(iokit, clock, SMCWriteCapability::privilegedHelper, nullptr);

@@ -1,4 +1,4 @@
-#include "Programs/AerovaneHelper/RegisterUser.h"
+#include "Programs/AerovaneHelper/Linux/RegisterUser.h"
 
 #include <charconv>
 #include <cstdint>

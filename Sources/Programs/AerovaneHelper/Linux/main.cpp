@@ -19,9 +19,9 @@
 #include "Platform/Linux/PlainMainQueue.h"
 #include "Platform/Linux/RuntimeLayout.h"
 #include "Platform/Linux/ServiceSupervisor.h"
-#include "Platform/Linux/SignalWatcher.h"
 #include "Platform/Linux/ThreadQueue.h"
-#include "Programs/AerovaneHelper/RegisterUser.h"
+#include "Platform/POSIX/SignalWatcher.h"
+#include "Programs/AerovaneHelper/Linux/RegisterUser.h"
 #include "Programs/AerovaneHelper/ReleaseAll.h"
 
 namespace halcyra {
@@ -93,7 +93,12 @@ int run(int argumentCount, char** arguments) {
     return command.exit(error) == 0 ? 0 : 2;
   }
   const RuntimeLayout layout = runtimeFolder.empty() ? RuntimeLayout::system() : RuntimeLayout::inFolder(runtimeFolder);
-  if (releaseAll) return runReleaseAll(layout);
+  if (releaseAll) {
+    LinuxClock clock;
+    LinuxIOKit iokit(layout.smcSocket);
+    StandardErrorLogSink log(LogLevel::error);
+    return runReleaseAll(iokit, clock, log, layout.lockFile.string());
+  }
   if (!registration->empty()) return runRegister(layout, user);
   return unregister ? runUnregister(layout) : runDaemon(layout);
 }

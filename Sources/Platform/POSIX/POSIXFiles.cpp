@@ -1,4 +1,4 @@
-#include "Platform/Linux/LinuxFiles.h"
+#include "Platform/POSIX/POSIXFiles.h"
 
 #include <cerrno>
 #include <cstring>
@@ -52,12 +52,21 @@ void syncFolder(const std::filesystem::path& folder) {
   }
 }
 
+bool makeDurable(int descriptor) {
+#ifdef F_FULLFSYNC
+  // There `fsync` leaves the content in the drive's own cache; file systems without such a cache refuse the stricter
+  // call.
+  if (::fcntl(descriptor, F_FULLFSYNC) == 0) return true;
+#endif
+  return ::fsync(descriptor) == 0;
+}
+
 void fillTemporary(int descriptor, std::string_view content, unsigned mode, const std::filesystem::path& path) {
-  if (::fchmod(descriptor, mode) != 0) {
+  if (::fchmod(descriptor, static_cast<mode_t>(mode)) != 0) {
     throw failure(path, "written", errno);
   }
   writeAll(descriptor, content, path);
-  if (::fsync(descriptor) != 0) {
+  if (!makeDurable(descriptor)) {
     throw failure(path, "written", errno);
   }
 }

@@ -1,4 +1,4 @@
-#include "Platform/Linux/SignalWatcher.h"
+#include "Platform/POSIX/SignalWatcher.h"
 
 #include <atomic>
 #include <cerrno>
@@ -23,7 +23,7 @@ void forwardSignal(int signal) {
   const int savedError = errno;
   const auto number = static_cast<unsigned char>(signal);
   // A full pipe already holds a signal that will be handled.
-  [[maybe_unused]] const ssize_t written = write(signalPipe.load(), &number, 1);
+  [[maybe_unused]] const auto written = write(signalPipe.load(), &number, 1);
   errno = savedError;
 }
 
@@ -40,11 +40,13 @@ SignalWatcher::SignalWatcher(Queue& queue, const std::vector<int>& signals, std:
     : state_(std::make_unique<State>()) {
   precondition(signalPipe.load() == -1, "one signal watcher at a time");
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) {
+  if (pipe(ends) != 0) {
     throw std::system_error(errno, std::generic_category(), "signal pipe");
   }
   state_->readEnd = ends[0];
   state_->writeEnd = ends[1];
+  // Nothing else starts programs this early, so that no child can get them before the flag is set.
+  for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
   fcntl(state_->writeEnd, F_SETFL, O_NONBLOCK);
   signalPipe.store(state_->writeEnd);
   state_->thread = std::thread([readEnd = state_->readEnd, &queue, handle = std::move(handler)] {
