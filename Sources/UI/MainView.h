@@ -56,6 +56,7 @@ class MainView : public QWidget {
   QWidget* makeFooter(QWidget* parent);
   void addRawThermals(QVBoxLayout* column, QWidget* parent);
   FanCurveEditor* makeEditor(QWidget* parent);
+  void saveEdited(const FanPreset& preset);
   void choosePreset(const UUID& id);
   void renamePreset(const UUID& id, const std::string& name);
   void askForDeletion(const UUID& id);
@@ -69,6 +70,7 @@ class MainView : public QWidget {
   void setSidebarNarrow(bool narrow);
 
   std::shared_ptr<AppModel> model_;
+  std::shared_ptr<PresetDrafts> drafts_;
   std::optional<UUID> followedID_;
   std::optional<bool> isNarrow_;
   std::optional<bool> isSidebarNarrow_;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "App/AppModel.h"
+#include "App/PresetDrafts.h"
 #include "Platform/Clock.h"
 
 namespace halcyra {
@@ -17,6 +18,8 @@ struct ViewContext {
   std::function<void()> openSettings;
   std::function<void()> quit;
   std::function<void()> checkForUpdates;
+  /// Unsaved edits of presets; null: they are not kept.
+  std::shared_ptr<PresetDrafts> drafts;
   /// Null where the view needs no time.
   Clock* clock = nullptr;
   /// The application's version, as "1.2.3".
