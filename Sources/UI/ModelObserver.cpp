@@ -11,6 +11,10 @@ void ModelObserver::follow(PresetDrafts& drafts) {
   draftSubscription_ = drafts.observe([this] { schedule(); });
 }
 
+void ModelObserver::follow(Notices& notices) {
+  noticeSubscription_ = notices.observe([this] { schedule(); });
+}
+
 void ModelObserver::schedule() {
   if (isScheduled_) return;
   isScheduled_ = true;

@@ -5,6 +5,7 @@
 
 #include "App/AppModel.h"
 #include "App/PresetDrafts.h"
+#include "UI/Notices.h"
 
 namespace halcyra {
 
@@ -16,8 +17,9 @@ class ModelObserver : public QObject {
  public:
   ModelObserver(AppModel& model, QObject* parent, std::function<void()> refresh);
 
-  /// The view is refreshed after changes of `drafts`, too.
+  /// The view is refreshed after changes of this, too.
   void follow(PresetDrafts& drafts);
+  void follow(Notices& notices);
 
  private:
   void schedule();
@@ -25,6 +27,7 @@ class ModelObserver : public QObject {
   std::function<void()> refresh_;
   AppModel::Subscription subscription_;
   ChangeSignal::Subscription draftSubscription_;
+  ChangeSignal::Subscription noticeSubscription_;
   bool isScheduled_ = false;
 };
 

@@ -4,6 +4,8 @@
 
 #include "fmt/format.h"
 
+#include "UI/FirstRunState.h"
+
 namespace halcyra {
 
 namespace {
@@ -34,6 +36,8 @@ std::string_view withoutSpacesAndTabs(std::string_view text) {
 PresetListState makePresetListState(const ModelView& view, const std::set<UUID>& drafts) {
   PresetListState state{{}, view.activePreset.id};
   bool hasUserPresets = false;
+  // Not while busy: that passes by itself.
+  const std::string obstacle = view.isBusy ? "" : presetObstacle(view).value_or("");
   for (const FanPreset& preset : FanPreset::menuOrder(view.customPresets)) {
     const bool isUsers = !preset.isLocked();
     state.rows.push_back({.id = preset.id,
@@ -43,7 +47,8 @@ PresetListState makePresetListState(const ModelView& view, const std::set<UUID>&
                           .canDuplicate = preset.kind == PresetKind::custom,
                           .canEdit = isUsers,
                           .startsUserPresets = isUsers && !hasUserPresets,
-                          .hasDraft = drafts.contains(preset.id)});
+                          .hasDraft = drafts.contains(preset.id),
+                          .obstacle = preset.kind == PresetKind::system ? "" : obstacle});
     hasUserPresets = hasUserPresets || isUsers;
   }
   return state;

@@ -25,6 +25,8 @@ struct PresetListRow {
   bool startsUserPresets = false;
   /// Edits of it are not saved yet.
   bool hasDraft = false;
+  /// Why it cannot be chosen now; empty where it can.
+  std::string obstacle;
 
   bool operator==(const PresetListRow&) const = default;
 };

@@ -154,6 +154,7 @@ class Desktop {
     context.checkForUpdates = [this] { updates_->checkForUpdates(); };
     context.clock = &linux_.platform().clock;
     context.version = AEROVANE_VERSION;
+    context.approvalCommand = linux_.serviceManagement().approvalCommand();
     scenes_ = std::make_unique<HalcyraApp>(std::move(context));
     workspace_.setActivation([this] { scenes_->activate(); });
     scenes_->start();
