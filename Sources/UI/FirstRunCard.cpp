@@ -4,7 +4,7 @@
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -26,6 +26,8 @@ constexpr int endMargin = 12;
 constexpr int progressHeight = 4;
 /// Two lines of a caption: what stands below does not move when the note gets longer.
 constexpr int noteHeight = 32;
+/// Two lines of it, as in the panel.
+constexpr int commandHeight = 44;
 
 QPushButton* makeCardButton(const char* objectName, const char* text, QWidget* parent) {
   auto* const button = new QPushButton(QString::fromUtf8(text), parent);
@@ -106,17 +108,22 @@ QWidget* FirstRunCard::makeCommand() {
   column->addWidget(makeWrappedLabel(box, TextRole::secondary, FirstRunText::commandNote));
   auto* const row = new QHBoxLayout;
   row->setSpacing(6);
-  command_ = new QLineEdit(box);
+  command_ = new QPlainTextEdit(box);
   command_->setObjectName(QStringLiteral("approvalCommand"));
   command_->setAccessibleName(QString::fromUtf8(FirstRunText::commandNote));
   command_->setReadOnly(true);
+  command_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  command_->setTabChangesFocus(true);
+  command_->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  command_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  command_->setFixedHeight(commandHeight);
   row->addWidget(command_, 1);
   copy_ = makeCardButton("copyCommand", FirstRunText::copy, box);
   connect(copy_, &QPushButton::clicked, this, [this] {
-    QGuiApplication::clipboard()->setText(command_->text());
+    QGuiApplication::clipboard()->setText(command_->toPlainText());
     copy_->setText(QString::fromUtf8(FirstRunText::copied));
   });
-  row->addWidget(copy_);
+  row->addWidget(copy_, 0, Qt::AlignTop);
   column->addLayout(row);
   return box;
 }
@@ -154,10 +161,8 @@ void FirstRunCard::apply(const FirstRunState& state) {
   setEnabledKeepingFocus(setUp_, state.canSetUp);
   setVisibleKeepingFocus(setUpBox_, state.showsSetUp);
   const QString command = textOf(state.command);
-  if (command_->text() != command) {
-    command_->setText(command);
-    command_->setCursorPosition(0);
-    command_->setToolTip(toolTipOf(state.command));
+  if (command_->toPlainText() != command) {
+    command_->setPlainText(command);
     copy_->setText(QString::fromUtf8(FirstRunText::copy));
   }
   setVisibleKeepingFocus(commandBox_, !state.command.empty());

@@ -6,7 +6,7 @@
 #include "UI/FirstRunState.h"
 
 class QLabel;
-class QLineEdit;
+class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
 
@@ -50,7 +50,7 @@ class FirstRunCard : public QFrame {
   QWidget* setUpBox_ = nullptr;
   QPushButton* setUp_ = nullptr;
   QWidget* commandBox_ = nullptr;
-  QLineEdit* command_ = nullptr;
+  QPlainTextEdit* command_ = nullptr;
   QPushButton* copy_ = nullptr;
   QWidget* testBox_ = nullptr;
   QPushButton* test_ = nullptr;

@@ -6,6 +6,7 @@
 #include "UI/ConflictNotice.h"
 #include "UI/ControlStatusLine.h"
 #include "UI/Controls/Disclosure.h"
+#include "UI/Controls/FocusKeeper.h"
 #include "UI/FanCard.h"
 #include "UI/FanCurveEditor.h"
 #include "UI/FirstRunCard.h"
@@ -79,7 +80,7 @@ void MainView::apply(const MainViewState& state) {
   banner_->setVisible(state.isCritical);
   applyFans(state.fans);
   editor_->setFanIndices(state.controllableFans);
-  editor_->setVisible(state.showsEditor);
+  setVisibleKeepingFocus(editor_, state.showsEditor);
 }
 
 void MainView::applyFans(const std::vector<FanCardState>& fans) {
