@@ -26,8 +26,8 @@ constexpr int endMargin = 12;
 constexpr int progressHeight = 4;
 /// Two lines of a caption: what stands below does not move when the note gets longer.
 constexpr int noteHeight = 32;
-/// Two lines of it, as in the panel.
-constexpr int commandHeight = 44;
+/// Three lines of it, as in the panel.
+constexpr int commandHeight = 60;
 
 QPushButton* makeCardButton(const char* objectName, const char* text, QWidget* parent) {
   auto* const button = new QPushButton(QString::fromUtf8(text), parent);

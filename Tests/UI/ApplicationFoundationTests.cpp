@@ -11,7 +11,6 @@
 
 #include "Platform/Qt/QtMainQueue.h"
 #include "Platform/Qt/UpdateFeed.h"
-#include "UI/Fonts.h"
 #include "UI/Theme.h"
 #include "UI/UIHarness.h"
 
@@ -126,23 +125,6 @@ TEST(QtMainQueue, aTimerMayEndItselfWhileItFires) {
   const auto later = queue.startTimer(Seconds{0.01}, Seconds{0}, Seconds{0}, [&] { isLater = true; });
   while (!isLater) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
   EXPECT_EQ(fired, 1);
-}
-
-TEST(Fonts, numbersOfOneLengthAreEquallyWide) {
-  for (const TextStyle style : {TextStyle::hero, TextStyle::rowValue, TextStyle::caption2}) {
-    const QFont font = textFont(style);
-    EXPECT_EQ(figuresWidth(font, "1111.1"), figuresWidth(font, "8080.8"));
-    EXPECT_LT(figuresWidth(font, "111"), figuresWidth(font, "1111"));
-  }
-  FigureLabel label(TextStyle::rowValue);
-  label.setText("11.1 °C");
-  EXPECT_EQ(label.accessibleName(), "11.1 °C");
-  const QSize before = label.sizeHint();
-  label.setText("58.4 °C");
-  EXPECT_EQ(label.sizeHint(), before);
-  label.setAccessibleName("Left zone");
-  label.setText("58.5 °C");
-  EXPECT_EQ(label.accessibleName(), "Left zone");
 }
 
 TEST(Theme, everyNameOfTheStylesheetIsAColour) {

@@ -1,10 +1,8 @@
 #include <QClipboard>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QTest>
-#include <QToolButton>
 
 #include "gtest/gtest.h"
 
@@ -129,15 +127,6 @@ TEST_F(MenuBarPath, aPopupMakesWayForTheQuestionBeforeAPresetIsDeleted) {
   click(question, "confirmDelete");
   ui->run(0.2);
   EXPECT_EQ(ui->model().customPresets().size(), 2U);
-}
-
-TEST_F(MenuBarPath, theHistoryTakesThePlaceOfTheRestAndGivesItBack) {
-  open();
-  QTest::keyClick(&child<QPushButton>(view(), "sparklineButton"), Qt::Key_Space);
-  EXPECT_TRUE(view().isHistoryExpanded());
-  EXPECT_FALSE(isShown("normalContent"));
-  click(view(), "expandHistory");
-  EXPECT_TRUE(isShown("normalContent"));
 }
 
 }  // namespace halcyra::test

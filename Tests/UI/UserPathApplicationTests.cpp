@@ -1,8 +1,5 @@
-#include <QAbstractItemView>
 #include <QApplication>
-#include <QComboBox>
 #include <QLabel>
-#include <QPushButton>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -117,38 +114,6 @@ TEST_F(ApplicationPath, aPresetChosenInThePanelShowsInTheDashboardAndAConflictIn
   EXPECT_FALSE(conflict.isVisible());
   EXPECT_EQ(dashboardMode(), "Manual");
   EXPECT_EQ(text(*dashboard, "activePresetName"), "Full Blast");
-}
-
-TEST_F(ApplicationPath, fromThePanelToMonitoringOnly) {
-  chooseInPanel("Full Blast");
-  click(panel(), "openSettings");
-  QWidget* const settings = shownWindow("settings");
-  ASSERT_NE(settings, nullptr);
-  auto& owner = child<QComboBox>(*settings, "ownerPicker");
-  const auto chooseOwner = [&](Qt::Key key) {
-    owner.showPopup();
-    QTest::keyClick(owner.view(), key);
-    QTest::keyClick(owner.view(), Qt::Key_Return);
-  };
-  chooseOwner(Qt::Key_Down);
-  ASSERT_TRUE(ui.handsBack());
-
-  EXPECT_EQ(text(*settings, "ownerDetail").toStdString(), detail(FanControlOwnership::anotherApp));
-  scenes->openPanel();
-  ui.run(0.2);
-  EXPECT_TRUE(child<QWidget>(panel(), "anotherApp").isVisible());
-  EXPECT_FALSE(button("Full Blast").isEnabled());
-  const std::size_t writes = ui.loop.writes.size();
-  QTest::mouseClick(&button("Full Blast"), Qt::LeftButton, {}, QPoint(40, 14));
-  ui.run(20);
-  EXPECT_TRUE(ui.allAutomatic());
-  EXPECT_EQ(ui.loop.writes.size(), writes) << "a monitor writes nothing";
-  EXPECT_EQ(text(panel(), "fanMode0"), "Auto");
-
-  chooseOwner(Qt::Key_Up);
-  EXPECT_TRUE(ui.runUntil([&] { return ui.allManual(); }, 30));
-  ui.run(0.2);
-  EXPECT_FALSE(child<QWidget>(panel(), "anotherApp").isVisible());
 }
 
 TEST_F(ApplicationPath, closingEveryWindowLeavesControlRunningAndQuittingHandsBackFirst) {

@@ -198,15 +198,7 @@ TEST(ViewStates, readingsAreSpelledOutAndDashesStandWhereThereIsNone) {
   EXPECT_EQ(dashboard.title + ", " + dashboard.subtitle.value(), "Apple Default, Stock macOS control");
 }
 
-TEST(ViewStates, oneLineSaysTheSameInEveryWindow) {
-  using Kind = ControlStatus::Kind;
-  for (const Kind kind : {Kind::firmware, Kind::waitingForTemperatures, Kind::paused, Kind::monitoringOnly,
-                          Kind::starting, Kind::driving, Kind::handingBack}) {
-    ModelView view = ready();
-    view.controlStatus = {kind, "ExampleFan"};
-    EXPECT_EQ(makeMenuBarState(view).status, view.controlStatus);
-    EXPECT_EQ(makeMainViewState(view).status, view.controlStatus);
-  }
+TEST(ViewStates, aConflictNeedsAPresetThatAerovaneMayDrive) {
   ModelView view = with(rival);
   EXPECT_FALSE(makeConflictState(view)) << "Apple Default conflicts with nothing";
   view.activePreset = FanPreset::fullBlast();

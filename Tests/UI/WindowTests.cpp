@@ -1,9 +1,6 @@
-#include <QAbstractItemView>
 #include <QCheckBox>
-#include <QComboBox>
-#include <QLabel>
-#include <QScrollArea>
 #include <QScreen>
+#include <QScrollArea>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -11,14 +8,11 @@
 #include "gtest/gtest.h"
 
 #include "UI/Application.h"
-#include "UI/Controls/FadeTransition.h"
 #include "UI/MainView.h"
 #include "UI/MenuBarPanel.h"
-#include "UI/Motion.h"
 #include "UI/Style.h"
 #include "UI/Theme.h"
 #include "UI/UIHarness.h"
-#include "UI/Widgets.h"
 
 namespace halcyra::test {
 
@@ -134,56 +128,6 @@ TEST(Windows, everyWindowChangesItsColoursWhileItIsOpen) {
   showTheme(*qApp, false);
   UIHarness::pumpEvents();
   EXPECT_EQ(corner(), Theme::light().window);
-}
-
-TEST(Windows, theHistoryFadesInUnlessMotionIsReduced) {
-  UIHarness ui;
-  MenuBarPanel panel(ui.context(), MenuBarPanel::Kind::window);
-  panel.openNear({});
-  ui.run(0.2);
-  const auto isMoving = [&] { return panel.findChild<FadeTransition*>() != nullptr; };
-  setDesktopWantsMotion(false);
-  panel.view().setHistoryExpanded(true);
-  EXPECT_FALSE(isMoving());
-  EXPECT_FALSE(child<QWidget>(panel, "normalContent").isVisible());
-  setDesktopWantsMotion(true);
-  panel.view().setHistoryExpanded(false);
-  EXPECT_TRUE(isMoving());
-  EXPECT_TRUE(child<QWidget>(panel, "normalContent").isVisible()) << "usable at once";
-  panel.view().setHistoryExpanded(true);
-  EXPECT_EQ(panel.findChildren<FadeTransition*>().size(), 1);
-  panel.hide();
-}
-
-TEST(Windows, escapeClosesTheListOfSensorsAndThenThePanel) {
-  UIHarness ui;
-  setDesktopWantsMotion(false);
-  MenuBarPanel panel(ui.context(), MenuBarPanel::Kind::popup);
-  panel.openNear({});
-  panel.view().setHistoryExpanded(true);
-  ui.run(0.2);
-  auto& picker = child<QComboBox>(panel, "sensorPicker");
-  picker.setFocus();
-  picker.showPopup();
-  UIHarness::pumpEvents();
-  ASSERT_TRUE(picker.view()->isVisible());
-  picker.hidePopup();
-  QTest::keyClick(&picker, Qt::Key_Escape);
-  EXPECT_TRUE(panel.isVisible()) << "the key has closed the list";
-  UIHarness::pumpEvents();
-  QTest::keyClick(&picker, Qt::Key_Escape);
-  EXPECT_FALSE(panel.isVisible());
-  setDesktopWantsMotion(true);
-}
-
-TEST(Windows, toolTipsShowNamesAsTheyAreAndWrapWhatIsLong) {
-  EXPECT_EQ(toolTipOf("Mine & yours"), "Mine & yours");
-  EXPECT_EQ(toolTipOf("<b>Loud</b>"), "<qt>&lt;b&gt;Loud&lt;/b&gt;</qt>");
-  EXPECT_TRUE(Qt::mightBeRichText(toolTipOf(std::string(61, 'x'))));
-  UIHarness ui;
-  MenuBarPanel panel(ui.context(), MenuBarPanel::Kind::window);
-  panel.openNear({});
-  EXPECT_TRUE(child<QWidget>(panel, "zoneBlock").toolTip().startsWith("<qt>Secondary raw values — CPU hotspot: "));
 }
 
 }  // namespace halcyra::test
