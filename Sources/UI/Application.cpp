@@ -3,12 +3,13 @@
 #include <QAction>
 #include <QApplication>
 #include <QMenu>
-#include <QPainter>
+#include <QScreen>
 #include <QSettings>
 #include <QVBoxLayout>
 #include <utility>
 
 #include "App/MenuBarTitle.h"
+#include "UI/ControlStatusLine.h"
 #include "UI/Icons.h"
 #include "UI/MainView.h"
 #include "UI/MenuBarPanel.h"
@@ -25,18 +26,19 @@ QSettings windowSettings() {
   return QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("aerovane"), QStringLiteral("windows"));
 }
 
-/// Of the tray icon's size is its rim.
-constexpr double trayRimPart = 22;
-constexpr double trayRimOpacity = 0.55;
+/// Pixels that a window manager adds around a window, its title above all.
+constexpr QSize sceneFrame{4, 40};
 
 /// A top-level window whose size is remembered.
 class SceneWindow : public QWidget {
  public:
   SceneWindow(QString identifier, QSize minimum, QSize ideal) : identifier_(std::move(identifier)) {
     setObjectName(identifier_);
-    setMinimumSize(minimum);
     const QSize remembered = windowSettings().value(identifier_ + QStringLiteral("/size")).toSize();
-    resize(remembered.isValid() ? remembered : ideal);
+    // A size that was remembered on another screen, or at another scale, may be more than there is room for.
+    const QSize room = QGuiApplication::primaryScreen()->availableGeometry().size() - sceneFrame;
+    setMinimumSize(minimum.boundedTo(room));
+    resize((remembered.isValid() ? remembered : ideal).boundedTo(room));
   }
 
  protected:
@@ -49,22 +51,19 @@ class SceneWindow : public QWidget {
   QString identifier_;
 };
 
-/// Nothing says whether the desktop's panel is light or dark: light, as most are dark, with a dark rim that makes it
-/// stand out on a light one.
-QPixmap trayPixmap(int size) {
-  const QPixmap glyph = iconPixmap(QStringLiteral("fan"), QColor("#E8EBEA"), size);
-  const QPixmap rim = iconPixmap(QStringLiteral("fan"), QColor("#16191A"), size);
-  QPixmap result(glyph.size());
-  result.fill(Qt::transparent);
-  QPainter painter(&result);
-  painter.setOpacity(trayRimOpacity);
-  const double width = size / trayRimPart;
-  for (const QPointF& side : {QPointF(-width, 0), QPointF(width, 0), QPointF(0, -width), QPointF(0, width)}) {
-    painter.drawPixmap(side, rim);
+/// The bar of some desktops is dark whatever the windows are; that of the others follows them.
+bool trayIsDark() {
+  const QByteArray desktop = qgetenv("XDG_CURRENT_DESKTOP").toUpper();
+  return Theme::isDark() || desktop.contains("GNOME") || desktop.contains("UNITY");
+}
+
+/// One plain colour: a rim that would suit every bar looks dirty on each.
+QIcon trayPicture(bool isDark) {
+  QIcon picture;
+  for (const int size : {16, 22, 24, 32, 44}) {
+    picture.addPixmap(iconPixmap(QStringLiteral("fan"), QColor(isDark ? "#E8EBEA" : "#1A1E1F"), size));
   }
-  painter.setOpacity(1);
-  painter.drawPixmap(0, 0, glyph);
-  return result;
+  return picture;
 }
 
 void bringToFront(QWidget& window) {
@@ -77,6 +76,9 @@ void bringToFront(QWidget& window) {
 }  // namespace
 
 HalcyraApp::HalcyraApp(ViewContext context, QObject* parent) : QObject(parent), context_(std::move(context)) {
+  if (!context_.notices) context_.notices = std::make_shared<Notices>();
+  // Also while no window is open to see it.
+  new ModelObserver(*context_.model, this, [this] { context_.notices->follow(context_.model->view()); });
   context_.openDashboard = [this] { openDashboard(); };
   context_.openSensors = [this] { openSensors(); };
   context_.openSettings = [this] { openSettings(); };
@@ -104,6 +106,10 @@ void HalcyraApp::startTray() {
   trayMenu_ = std::make_unique<QMenu>();
   trayTitle_ = trayMenu_->addAction(QString());
   trayTitle_->setEnabled(false);
+  trayStatus_ = trayMenu_->addAction(QString());
+  trayStatus_->setEnabled(false);
+  trayMenu_->addSeparator();
+  trayPresets_ = trayMenu_->addMenu(QString::fromUtf8(MenuBarText::presets));
   trayMenu_->addSeparator();
   const auto add = [&](const char* text, const std::function<void()>& action) {
     const QAction* entry = trayMenu_->addAction(QString::fromUtf8(text));
@@ -128,20 +134,47 @@ void HalcyraApp::startTray() {
     }
   });
   new ModelObserver(*context_.model, this, [this] { updateTray(); });
-  QIcon picture;
-  for (const int size : {16, 22, 24, 32, 44}) {
-    picture.addPixmap(trayPixmap(size));
-  }
-  tray_->setIcon(picture);
   updateTray();
   tray_->show();
 }
 
 void HalcyraApp::updateTray() {
-  const QString title = QString::fromStdString(menuBarTitle(context_.model->view()));
-  if (trayTitle_->text() == title) return;
-  trayTitle_->setText(title);
-  tray_->setToolTip(title);
+  if (const bool isDark = trayIsDark(); isDark != trayIsDark_) {
+    trayIsDark_ = isDark;
+    tray_->setIcon(trayPicture(isDark));
+  }
+  const ModelView view = context_.model->view();
+  const QString title = QString::fromStdString(menuBarTitle(view));
+  const QString status = QString::fromStdString(view.controlStatus.line());
+  if (shownStatus_ != view.controlStatus) {
+    shownStatus_ = view.controlStatus;
+    // A menu's entry reads "&" as a mark for the keyboard.
+    trayStatus_->setText(QString(status).replace('&', QStringLiteral("&&")));
+    trayStatus_->setIcon(themedIcon(statusPicture(view.controlStatus.kind)));
+  }
+  if (trayTitle_->text() != title) trayTitle_->setText(title);
+  const QString toolTip = title + QLatin1Char('\n') + status;
+  if (tray_->toolTip() != toolTip) tray_->setToolTip(toolTip);
+  updateTrayPresets(makeMenuBarState(view));
+}
+
+void HalcyraApp::updateTrayPresets(const MenuBarState& state) {
+  if (state.presets == shownPresets_) return;
+  shownPresets_ = state.presets;
+  trayPresets_->clear();
+  for (const MenuBarState::PresetRow& row : state.presets) {
+    if (row.startsGroup) trayPresets_->addSeparator();
+    QAction* entry =
+        trayPresets_->addAction(QString::fromStdString(row.preset.name).replace('&', QStringLiteral("&&")));
+    entry->setCheckable(true);
+    entry->setChecked(row.isActive);
+    entry->setEnabled(row.isEnabled);
+    connect(entry, &QAction::triggered, this, [this, entry, preset = row.preset, isActive = row.isActive] {
+      // The model says what is active, not the click.
+      entry->setChecked(isActive);
+      context_.model->activate(preset, false);
+    });
+  }
 }
 
 QWidget& HalcyraApp::window(const QString& identifier, const std::function<QWidget*()>& make) {

@@ -7,8 +7,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "UI/MenuBarState.h"
 #include "UI/ViewContext.h"
 
 class QAction;
@@ -47,13 +50,19 @@ class HalcyraApp : public QObject {
   void addCommands(QWidget* window);
   void startTray();
   void updateTray();
+  void updateTrayPresets(const MenuBarState& state);
 
   ViewContext context_;
   std::map<QString, QPointer<QWidget>> windows_;
   QPointer<MenuBarPanel> panel_;
   std::unique_ptr<QSystemTrayIcon> tray_;
   std::unique_ptr<QMenu> trayMenu_;
+  std::optional<bool> trayIsDark_;
   QAction* trayTitle_ = nullptr;
+  QAction* trayStatus_ = nullptr;
+  std::optional<ControlStatus> shownStatus_;
+  QMenu* trayPresets_ = nullptr;
+  std::vector<MenuBarState::PresetRow> shownPresets_;
 };
 
 }  // namespace halcyra

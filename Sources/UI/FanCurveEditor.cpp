@@ -12,6 +12,7 @@
 #include <cmath>
 #include <utility>
 
+#include "App/PresetDrafts.h"
 #include "UI/FanCurveEditorBlock.h"
 #include "UI/PresetListState.h"
 #include "UI/Widgets.h"
@@ -151,12 +152,23 @@ QWidget* FanCurveEditor::makeButtons() {
 }
 
 void FanCurveEditor::setPreset(const FanPreset& preset) {
-  preset_ = preset;
+  saved_ = preset;
+  const std::optional<FanPreset> draft = drafts_ != nullptr ? drafts_->draft(preset.id) : std::nullopt;
+  preset_ = draft.value_or(preset);
+  refresh();
+}
+
+void FanCurveEditor::revert() {
+  if (drafts_ != nullptr) drafts_->discard(saved_.id);
+  preset_ = saved_;
   refresh();
 }
 
 void FanCurveEditor::setName(const std::string& name) {
-  change([&](FanPreset& preset) { preset.name = name; });
+  const std::string before = std::exchange(saved_.name, name);
+  change([&](FanPreset& preset) {
+    if (preset.name == before) preset.name = name;
+  });
 }
 
 void FanCurveEditor::setFanIndices(const std::vector<int>& indices) {
@@ -178,6 +190,7 @@ void FanCurveEditor::setNarrow(bool narrow) {
 
 void FanCurveEditor::change(const std::function<void(FanPreset&)>& edit) {
   edit(preset_);
+  if (drafts_ != nullptr) drafts_->keep(preset_, saved_);
   refresh();
 }
 

@@ -17,6 +17,7 @@ class QPushButton;
 namespace halcyra {
 
 class FanCurveEditorBlock;
+class PresetDrafts;
 
 /// The form for one custom preset. It changes a working copy of its own and saves nothing itself.
 class FanCurveEditor : public QWidget {
@@ -28,11 +29,15 @@ class FanCurveEditor : public QWidget {
   /// `onSave` is called with the edited preset by "Save and Apply", `onDelete` once the user has confirmed.
   FanCurveEditor(Callback onSave, Callback onDelete, QWidget* parent = nullptr);
 
-  /// Edits `preset` from now on; what was not saved is dropped.
+  /// Where unsaved edits are kept from now on; null: nowhere. Outlives the editor.
+  void setDrafts(PresetDrafts* drafts) { drafts_ = drafts; }
+  /// Edits the draft of `preset`, which is its saved form, from now on, or `preset` itself where there is no draft.
   void setPreset(const FanPreset& preset);
+  /// Drops what has not been saved.
+  void revert();
   /// The working copy.
   const FanPreset& preset() const { return preset_; }
-  /// The preset has been renamed elsewhere.
+  /// The preset has been renamed elsewhere, and saved; an edited name stays.
   void setName(const std::string& name);
   /// Indices of the controllable fans, ascending.
   void setFanIndices(const std::vector<int>& indices);
@@ -53,6 +58,8 @@ class FanCurveEditor : public QWidget {
 
   Callback onSave_;
   Callback onDelete_;
+  PresetDrafts* drafts_ = nullptr;
+  FanPreset saved_;
   FanPreset preset_;
   std::vector<int> fanIndices_;
   bool isNarrow_ = false;

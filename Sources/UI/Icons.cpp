@@ -84,6 +84,12 @@ IconLabel::IconLabel(QString name, QWidget* parent, int size)
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
+void IconLabel::setName(const QString& name) {
+  if (name_ == name) return;
+  name_ = name;
+  update();
+}
+
 void IconLabel::setColor(QColor (*color)()) {
   color_ = color;
   update();

@@ -28,6 +28,7 @@ class IconLabel : public QWidget {
  public:
   explicit IconLabel(QString name, QWidget* parent = nullptr, int size = 16);
 
+  void setName(const QString& name);
   /// Which colour of the theme.
   void setColor(QColor (*color)());
   QSize sizeHint() const override { return {size_, size_}; }

@@ -2,20 +2,25 @@
 
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QLineEdit>
 #include <QScrollArea>
 #include <QSplitter>
 #include <QVBoxLayout>
 
+#include "UI/ConflictNotice.h"
+#include "UI/ControlStatusLine.h"
 #include "UI/Controls/Disclosure.h"
 #include "UI/Controls/OutdentedItem.h"
 #include "UI/Controls/OverlayScrollBar.h"
 #include "UI/Controls/SidebarButton.h"
 #include "UI/FanCard.h"
 #include "UI/FanCurveEditor.h"
+#include "UI/FirstRunCard.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryGraphView.h"
 #include "UI/Icons.h"
 #include "UI/ModelObserver.h"
+#include "UI/NoticeBar.h"
 #include "UI/PresetList.h"
 #include "UI/TemperatureGauge.h"
 #include "UI/Theme.h"
@@ -34,7 +39,14 @@ constexpr int sidebarInset = 12;
 
 }  // namespace
 
-MainView::MainView(const ViewContext& context, QWidget* parent) : QWidget(parent), model_(context.model) {
+MainView::MainView(const ViewContext& context, QWidget* parent)
+    : QWidget(parent),
+      model_(context.model),
+      drafts_(context.drafts),
+      notices_(context.notices),
+      approvalCommand_(context.approvalCommand) {
+  if (!notices_) notices_ = std::make_shared<Notices>();
+
   setObjectName(QStringLiteral("page"));
   setAttribute(Qt::WA_StyledBackground);
   auto* const whole = new QHBoxLayout(this);
@@ -49,7 +61,9 @@ MainView::MainView(const ViewContext& context, QWidget* parent) : QWidget(parent
   splitter_->setStretchFactor(1, 1);
   splitter_->setSizes({sidebarWidth_, detailWidth});
   whole->addWidget(splitter_);
-  new ModelObserver(*model_, this, [this] { refresh(); });
+  auto* const observer = new ModelObserver(*model_, this, [this] { refresh(); });
+  if (drafts_) observer->follow(*drafts_);
+  observer->follow(*notices_);
 }
 
 MainView::~MainView() {
@@ -83,7 +97,8 @@ QWidget* MainView::makeSidebar() {
                              [this](const UUID& id) { askForDeletion(id); }},
                             sidebar);
   auto* const inset = new QHBoxLayout;
-  inset->setContentsMargins(sidebarInset, 0, sidebarInset, 0);
+  // The list leaves the inset at its right side free itself, for its scroll bar.
+  inset->setContentsMargins(sidebarInset, 0, 0, 0);
   inset->addWidget(presets_);
   column->addLayout(inset, 1);
   column->addWidget(makeLine(sidebar));
@@ -99,13 +114,17 @@ QWidget* MainView::makeFooter(QWidget* parent) {
   row->setContentsMargins(sidebarInset, 6, sidebarInset / 2, 8);
   auto* const create = new SidebarButton(textOf(PresetListText::create), QStringLiteral("plus"), footer);
   create->setObjectName(QStringLiteral("newCustomPreset"));
-  connect(create, &QAbstractButton::clicked, this, [this] { model_->createCustomPreset(); });
+  connect(create, &QAbstractButton::clicked, this, &MainView::createPreset);
   row->addWidget(create);
   return footer;
 }
 
 QWidget* MainView::makeDetail() {
-  auto* const scroll = new QScrollArea(this);
+  auto* const detail = new QWidget(this);
+  auto* const whole = new QVBoxLayout(detail);
+  whole->setContentsMargins(0, 0, 0, 0);
+  whole->setSpacing(0);
+  auto* const scroll = new QScrollArea(detail);
   scroll_ = scroll;
   scroll->setObjectName(QStringLiteral("detail"));
   scroll->setWidgetResizable(true);
@@ -118,10 +137,7 @@ QWidget* MainView::makeDetail() {
   column_ = new QVBoxLayout(page);
   column_->setSpacing(blockGap);
   column_->addWidget(makeHeader(page));
-  error_ = makeLabel(page, "error", TextRole::error);
-  makeShrinkable(error_);
-  error_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  column_->addWidget(error_);
+  column_->addWidget(makeNotices(page));
   gauge_ = new TemperatureGaugeView(TemperatureGaugeView::Header::hidden, gaugeHeight, page);
   column_->addWidget(gauge_);
   banner_ = makeBanner(page);
@@ -138,7 +154,33 @@ QWidget* MainView::makeDetail() {
   column_->addStretch(1);
   scroll->setWidget(page);
   new OverlayScrollBar(*scroll);
-  return scroll;
+  whole->addWidget(scroll, 1);
+  noticeBar_ = new NoticeBar([this] { notices_->dismissError(); }, detail);
+  whole->addWidget(noticeBar_);
+  return detail;
+}
+
+QWidget* MainView::makeNotices(QWidget* parent) {
+  auto* const box = new QWidget(parent);
+  auto* const column = new QVBoxLayout(box);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(blockGap);
+  firstRun_ = new FirstRunCard(box);
+  firstRun_->setProperty("card", true);
+  connect(firstRun_, &FirstRunCard::setUpRequested, this, [this] { model_->installHelper(); });
+  connect(firstRun_, &FirstRunCard::testRequested, this, [this] { model_->runSupervisedFan0Test(); });
+  connect(firstRun_, &FirstRunCard::acknowledged, this, [this] { notices_->acknowledgeTest(); });
+  column->addWidget(firstRun_);
+  conflictCard_ = new QFrame(box);
+  conflictCard_->setProperty("card", true);
+  auto* const card = new QVBoxLayout(conflictCard_);
+  card->setContentsMargins(16, 12, 16, 12);
+  conflict_ = new ConflictNotice(conflictCard_);
+  card->addWidget(conflict_);
+  conflictCard_->hide();
+  column->addWidget(conflictCard_);
+  noticeBox_ = box;
+  return box;
 }
 
 QWidget* MainView::makeHeader(QWidget* parent) {
@@ -160,6 +202,8 @@ QWidget* MainView::makeHeader(QWidget* parent) {
   status->addWidget(helper_);
   status->addStretch(1);
   names->addLayout(status);
+  status_ = new ControlStatusLine(header);
+  names->addWidget(status_);
   names->addStretch(1);
   headerRow_->addLayout(names, 1);
   headerRow_->addWidget(makeHottest(header), 0, Qt::AlignTop);
@@ -214,12 +258,42 @@ void MainView::addRawThermals(QVBoxLayout* column, QWidget* parent) {
 }
 
 FanCurveEditor* MainView::makeEditor(QWidget* parent) {
-  return new FanCurveEditor(
-      [this](const FanPreset& preset) {
-        model_->savePreset(preset);
-        model_->activate(preset, false);
-      },
-      [this](const FanPreset& preset) { model_->deletePreset(preset); }, parent);
+  auto* const editor = new FanCurveEditor([this](const FanPreset& preset) { saveEdited(preset); },
+                                          [this](const FanPreset& preset) { model_->deletePreset(preset); }, parent);
+  editor->setDrafts(drafts_.get());
+  return editor;
+}
+
+void MainView::saveEdited(const FanPreset& preset) {
+  model_->savePreset(preset);
+  if (listedPreset(model_->customPresets(), preset.id) == preset) {
+    if (drafts_) drafts_->discard(preset.id);
+    editor_->setPreset(preset);
+  }
+  model_->activate(preset, false);
+}
+
+void MainView::createPreset() {
+  const std::size_t before = model_->customPresets().size();
+  model_->createCustomPreset();
+  if (model_->customPresets().size() == before) return;
+  // What is new and not active yet is shown all the same once it is; a refusal leaves no editor to show.
+  awaitsNewPreset_ = true;
+  refresh();
+}
+
+void MainView::showEditor() {
+  if (!awaitsNewPreset_ || !editor_->isVisible()) return;
+  awaitsNewPreset_ = false;
+  auto* const name = editor_->findChild<QLineEdit*>(QStringLiteral("presetName"));
+  if (name == nullptr) return;
+  // The page is as high as before until it is laid out with the editor.
+  column_->activate();
+  scroll_->widget()->adjustSize();
+  scroll_->ensureWidgetVisible(editor_, 0, 0);
+  scroll_->ensureWidgetVisible(name, 0, 24);
+  name->setFocus(Qt::OtherFocusReason);
+  name->selectAll();
 }
 
 void MainView::choosePreset(const UUID& id) {
@@ -231,11 +305,10 @@ void MainView::renamePreset(const UUID& id, const std::string& name) {
   const auto renamed = renamedPreset(model_->customPresets(), id, name);
   if (!before || !renamed) return;
   model_->savePreset(*renamed);
+  if (!renamed->isValidCustomConfiguration()) return;
   // Else "Save and Apply" would silently undo the renaming.
-  const FanPreset& edited = editor_->preset();
-  if (renamed->isValidCustomConfiguration() && edited.id == id && edited.name == before->name) {
-    editor_->setName(renamed->name);
-  }
+  if (drafts_) drafts_->followRename(*before, *renamed);
+  if (editor_->preset().id == id) editor_->setName(renamed->name);
 }
 
 void MainView::askForDeletion(const UUID& id) {

@@ -10,6 +10,7 @@
 #include "UI/ViewContext.h"
 
 class QBoxLayout;
+class QFrame;
 class QLabel;
 class QScrollArea;
 class QSplitter;
@@ -17,11 +18,15 @@ class QVBoxLayout;
 
 namespace halcyra {
 
+class ConflictNotice;
+class ControlStatusLine;
 class DisclosureButton;
 class FanCard;
 class FanCurveEditor;
 class FigureLabel;
+class FirstRunCard;
 class HistoryGraphView;
+class NoticeBar;
 class PresetList;
 class TemperatureGaugeView;
 class ThermalMetricSummary;
@@ -53,12 +58,17 @@ class MainView : public QWidget {
   QWidget* makeHeader(QWidget* parent);
   QWidget* makeHottest(QWidget* parent);
   QWidget* makeBanner(QWidget* parent);
+  QWidget* makeNotices(QWidget* parent);
   QWidget* makeFooter(QWidget* parent);
   void addRawThermals(QVBoxLayout* column, QWidget* parent);
   FanCurveEditor* makeEditor(QWidget* parent);
+  void saveEdited(const FanPreset& preset);
   void choosePreset(const UUID& id);
   void renamePreset(const UUID& id, const std::string& name);
   void askForDeletion(const UUID& id);
+  void createPreset();
+  void showEditor();
+  void refreshNotices(const ModelView& view);
   void refresh();
   void apply(const MainViewState& state);
   void applyFans(const std::vector<FanCardState>& fans);
@@ -69,6 +79,11 @@ class MainView : public QWidget {
   void setSidebarNarrow(bool narrow);
 
   std::shared_ptr<AppModel> model_;
+  std::shared_ptr<PresetDrafts> drafts_;
+  std::shared_ptr<Notices> notices_;
+  std::string approvalCommand_;
+  /// The editor of a new preset is brought into view as soon as it is there.
+  bool awaitsNewPreset_ = false;
   std::optional<UUID> followedID_;
   std::optional<bool> isNarrow_;
   std::optional<bool> isSidebarNarrow_;
@@ -83,7 +98,12 @@ class MainView : public QWidget {
   QLabel* title_ = nullptr;
   QLabel* subtitle_ = nullptr;
   QLabel* helper_ = nullptr;
-  QLabel* error_ = nullptr;
+  ControlStatusLine* status_ = nullptr;
+  QWidget* noticeBox_ = nullptr;
+  FirstRunCard* firstRun_ = nullptr;
+  QFrame* conflictCard_ = nullptr;
+  ConflictNotice* conflict_ = nullptr;
+  NoticeBar* noticeBar_ = nullptr;
   QLabel* hottestCaption_ = nullptr;
   FigureLabel* hottest_ = nullptr;
   TemperatureGaugeView* gauge_ = nullptr;

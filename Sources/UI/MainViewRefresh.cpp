@@ -3,12 +3,17 @@
 #include <QScrollArea>
 #include <QSplitter>
 
+#include "UI/ConflictNotice.h"
+#include "UI/ControlStatusLine.h"
 #include "UI/Controls/Disclosure.h"
+#include "UI/Controls/FocusKeeper.h"
 #include "UI/FanCard.h"
 #include "UI/FanCurveEditor.h"
+#include "UI/FirstRunCard.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryGraphView.h"
 #include "UI/MainView.h"
+#include "UI/NoticeBar.h"
 #include "UI/PresetList.h"
 #include "UI/TemperatureGauge.h"
 #include "UI/ThermalMetricSummary.h"
@@ -31,13 +36,27 @@ constexpr int pageEndMargin = 20;
 void MainView::refresh() {
   if (!isVisible()) return;
   const ModelView view = model_->view();
-  presets_->apply(makePresetListState(view));
+  if (drafts_) drafts_->retain(view.customPresets);
+  presets_->apply(makePresetListState(view, drafts_ ? drafts_->ids() : std::set<UUID>()));
   followActivePreset(view.activePreset);
   apply(makeMainViewState(view));
+  refreshNotices(view);
+  showEditor();
   gauge_->setSamplingInterval(view.pollingInterval);
   gauge_->setTemperature(view.displayTemperature);
   if (rawThermals_->isChecked()) metrics_->refresh(view);
   history_->setSamples(*view.history);
+}
+
+void MainView::refreshNotices(const ModelView& view) {
+  notices_->follow(view);
+  const FirstRunState firstRun = makeFirstRunState(view, *notices_, approvalCommand_);
+  firstRun_->apply(firstRun);
+  const auto conflict = makeConflictState(view);
+  conflict_->apply(conflict);
+  conflictCard_->setVisible(conflict.has_value());
+  noticeBox_->setVisible(firstRun.isShown || conflict);
+  noticeBar_->setError(notices_->error());
 }
 
 void MainView::followActivePreset(const FanPreset& active) {
@@ -56,13 +75,12 @@ void MainView::apply(const MainViewState& state) {
   setLabelText(subtitle_, state.subtitle.value_or(""));
   setLabelText(helper_, state.helper);
   setCapsule(helper_, state.helperIsApproved);
-  error_->setVisible(state.error.has_value());
-  setLabelText(error_, state.error.value_or(""));
+  status_->setStatus(state.status);
   hottest_->setText(textOf(state.hottest));
   banner_->setVisible(state.isCritical);
   applyFans(state.fans);
   editor_->setFanIndices(state.controllableFans);
-  editor_->setVisible(state.showsEditor);
+  setVisibleKeepingFocus(editor_, state.showsEditor);
 }
 
 void MainView::applyFans(const std::vector<FanCardState>& fans) {
@@ -93,6 +111,7 @@ void MainView::reset() {
   presets_->cancelRenaming();
   rawThermals_->setChecked(false);
   followedID_.reset();
+  awaitsNewPreset_ = false;
 }
 
 void MainView::resizeEvent(QResizeEvent* event) {

@@ -46,7 +46,7 @@ MainViewState makeMainViewState(const ModelView& view) {
   if (active.subtitle()) state.subtitle = std::string(*active.subtitle());
   state.helper = std::string(rawValue(view.helperState));
   state.helperIsApproved = view.helperState == HelperInstallState::enabled;
-  state.error = view.visibleError;
+  state.status = view.controlStatus;
   state.hottest = temperatureText(view.displayTemperature, "—");
   state.isCritical = view.criticalThermalOverrideActive;
   for (const FanInfo& fan : view.fans) {

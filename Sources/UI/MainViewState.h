@@ -37,7 +37,7 @@ struct MainViewState {
   std::optional<std::string> subtitle;
   std::string helper;
   bool helperIsApproved = false;
-  std::optional<std::string> error;
+  ControlStatus status;
   std::string hottest;
   bool isCritical = false;
   std::vector<FanCardState> fans;

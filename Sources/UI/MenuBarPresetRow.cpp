@@ -1,6 +1,7 @@
 #include "UI/MenuBarPresetRow.h"
 
 #include <QContextMenuEvent>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QPainter>
@@ -8,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include "UI/Controls/ActionMenu.h"
+#include "UI/Controls/FocusKeeper.h"
 #include "UI/Controls/Popover.h"
 #include "UI/Fonts.h"
 #include "UI/Icons.h"
@@ -42,10 +44,15 @@ QWidget* makePopoverContent(const FanPreset& preset) {
 PresetInfoButton::PresetInfoButton(QWidget* parent) : QToolButton(parent) {
   setObjectName(QStringLiteral("presetInfo"));
   setToolTip(QString::fromUtf8(MenuBarText::presetHelp));
-  setAccessibleName(QString::fromUtf8(MenuBarText::presetHelp));
   setFocusPolicy(Qt::TabFocus);
   setThemedIcon(this, "help-circle");
   connect(this, &QToolButton::clicked, this, &PresetInfoButton::togglePopover);
+}
+
+void PresetInfoButton::setPreset(const FanPreset& preset) {
+  preset_ = preset;
+  // Ten buttons of one name would tell nobody what they explain.
+  setAccessibleName(QStringLiteral("%1 — %2").arg(QString::fromUtf8(MenuBarText::presetHelp), textOf(preset.name)));
 }
 
 void PresetInfoButton::togglePopover() {
@@ -97,6 +104,8 @@ MenuBarPresetRow::MenuBarPresetRow(QWidget* parent)
     : QWidget(parent), button_(new PresetButton(this)), info_(new PresetInfoButton(this)) {
   setFixedHeight(presetRowHeight);
   button_->setObjectName(QStringLiteral("presetButton"));
+  button_->installEventFilter(this);
+  info_->installEventFilter(this);
   connect(button_, &QAbstractButton::clicked, this, [this] { emit activated(row_.preset); });
 }
 
@@ -106,8 +115,20 @@ void MenuBarPresetRow::setRow(const MenuBarState::PresetRow& row) {
   button_->setName(QString::fromStdString(row.preset.name));
   button_->setToolTip(toolTipOf(row.helpText));
   button_->setActive(row.isActive);
-  button_->setEnabled(row.isEnabled);
+  setEnabledKeepingFocus(button_, row.isEnabled);
   info_->setPreset(row.preset);
+}
+
+bool MenuBarPresetRow::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    // Arrows go from preset to preset; Qt would stop at each help button on the way.
+    if (key == Qt::Key_Down || key == Qt::Key_Up) {
+      emit focusMoved(key == Qt::Key_Down ? 1 : -1);
+      return true;
+    }
+  }
+  return QWidget::eventFilter(watched, event);
 }
 
 void MenuBarPresetRow::resizeEvent(QResizeEvent*) {

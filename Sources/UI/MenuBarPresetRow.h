@@ -17,7 +17,7 @@ class PresetInfoButton : public QToolButton {
 
  public:
   explicit PresetInfoButton(QWidget* parent = nullptr);
-  void setPreset(const FanPreset& preset) { preset_ = preset; }
+  void setPreset(const FanPreset& preset);
 
  private:
   void togglePopover();
@@ -53,13 +53,18 @@ class MenuBarPresetRow : public QWidget {
  public:
   explicit MenuBarPresetRow(QWidget* parent = nullptr);
   void setRow(const MenuBarState::PresetRow& row);
+  /// What the Tab key stops at, in order.
+  std::vector<QWidget*> stops() const { return {button_, info_}; }
 
  signals:
+  /// To the row so many further down.
+  void focusMoved(int by);
   void activated(const FanPreset& preset);
   void duplicateRequested(const FanPreset& preset);
   void deletionRequested(const FanPreset& preset);
 
  protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   void contextMenuEvent(QContextMenuEvent* event) override;
 

@@ -1,10 +1,12 @@
 #include "UI/MenuBarState.h"
 
+#include <map>
 #include <utility>
 
 #include "fmt/format.h"
 
 #include "UI/FanNames.h"
+#include "UI/FirstRunState.h"
 #include "UI/TemperatureGaugeState.h"
 
 namespace halcyra {
@@ -47,13 +49,13 @@ std::vector<std::string> rawMetrics(const ModelView& view) {
 
 std::string curveInput(const ModelView& view, int fan) {
   const auto temperature = view.fanControlTemperatures.find(fan);
-  if (temperature == view.fanControlTemperatures.end()) return {};
+  if (temperature == view.fanControlTemperatures.end()) return "Curve input —";
   const std::string text = "Curve input " + degrees(temperature->second);
   const auto driver = view.fanControlDrivers.find(fan);
   return driver == view.fanControlDrivers.end() ? text : text + " · " + driver->second;
 }
 
-std::string helpText(const FanPreset& preset) {
+std::string kindHelp(const FanPreset& preset) {
   switch (preset.kind) {
     case PresetKind::system:
       return "Stock macOS control";
@@ -67,10 +69,30 @@ std::string helpText(const FanPreset& preset) {
   return preset.name;
 }
 
+/// Apple Default can be chosen at any time where there are fans: it also ends what is under way.
 bool isEnabled(const ModelView& view, const FanPreset& preset) {
-  if (view.isBusy || view.fans.empty()) return false;
-  return preset.kind == PresetKind::system || (view.thermalControlSupported && view.supervisedTestPassed &&
-                                               view.fanControlOwnership != FanControlOwnership::anotherApp);
+  if (view.fans.empty()) return false;
+  return preset.kind == PresetKind::system ||
+         (!view.isBusy && view.thermalControlSupported && view.supervisedTestPassed &&
+          view.fanControlOwnership != FanControlOwnership::anotherApp);
+}
+
+std::string helpText(const ModelView& view, const FanPreset& preset, bool enabled) {
+  const std::string help = kindHelp(preset);
+  const auto obstacle = enabled ? std::nullopt : presetObstacle(view);
+  return obstacle ? help + " — " + *obstacle : help;
+}
+
+/// One row per fan and per known zone, whether or not there is a temperature just now.
+std::vector<MenuBarState::ZoneRow> zoneRows(const ModelView& view) {
+  std::map<int, std::optional<double>> zones;
+  for (const FanInfo& fan : view.fans) zones[fan.index];
+  for (const auto& [fan, temperature] : view.fanControlTemperatures) zones[fan] = temperature;
+  std::vector<MenuBarState::ZoneRow> rows;
+  for (const auto& [fan, temperature] : zones) {
+    rows.push_back({zoneLabel(fan), temperature, temperatureText(temperature, "—")});
+  }
+  return rows;
 }
 
 std::vector<MenuBarState::PresetRow> presetRows(const ModelView& view) {
@@ -82,7 +104,7 @@ std::vector<MenuBarState::PresetRow> presetRows(const ModelView& view) {
     row.isEnabled = isEnabled(view, preset);
     row.canDelete = !preset.isLocked();
     row.startsGroup = previousIsLocked && !preset.isLocked();
-    row.helpText = helpText(preset);
+    row.helpText = helpText(view, preset, row.isEnabled);
     previousIsLocked = preset.isLocked();
     row.preset = std::move(preset);
     rows.push_back(std::move(row));
@@ -98,37 +120,12 @@ std::optional<std::string> monitoringNote(const ModelView& view) {
   return std::nullopt;
 }
 
-std::optional<MenuBarState::Conflict> conflict(const ModelView& view) {
-  if (!view.competingController || view.fanControlOwnership != FanControlOwnership::aerovane ||
-      view.activePreset.kind == PresetKind::system) {
-    return std::nullopt;
-  }
-  const std::string& name = *view.competingController;
-  return MenuBarState::Conflict{
-      name + " helper conflict",
-      fmt::format("Remove its background helper using {}'s uninstaller. Aerovane will stay on "
-                  "Apple Default and retry your saved preset automatically.",
-                  name)};
-}
-
-void addSetup(MenuBarState& state, const ModelView& view) {
-  const bool helperEnabled = view.helperState == HelperInstallState::enabled;
-  state.showsHelperSetup = !helperEnabled;
-  state.canSetUpHelper = !view.isBusy;
-  state.showsSupervisedTestCaption = !view.supervisedTestPassed;
-  state.showsSupervisedTest = state.showsSupervisedTestCaption && !view.fans.empty();
-  state.canRunSupervisedTest = helperEnabled && !view.isBusy && view.thermalControlSupported &&
-                               view.fanControlOwnership != FanControlOwnership::anotherApp;
-}
-
 }  // namespace
 
 MenuBarState makeMenuBarState(const ModelView& view) {
   MenuBarState state;
   state.rawThermalTooltip = tooltip(view);
-  for (const auto& [fan, temperature] : view.fanControlTemperatures) {
-    state.zones.push_back({zoneLabel(fan), temperature, degrees(temperature)});
-  }
+  state.zones = zoneRows(view);
   state.rawHotspots = rawHotspots(view);
   state.rawMetrics = rawMetrics(view);
   state.criticalOverride = view.criticalThermalOverrideActive;
@@ -142,9 +139,9 @@ MenuBarState makeMenuBarState(const ModelView& view) {
   state.hottest = view.displayTemperature;
   state.hottestText = temperatureText(state.hottest, "—");
   state.samplingInterval = view.pollingInterval;
-  addSetup(state, view);
-  state.conflict = conflict(view);
-  state.error = view.visibleError;
+  // Not while busy: what passes by itself needs no note.
+  if (!view.isBusy) state.presetNote = presetObstacle(view).value_or("");
+  state.status = view.controlStatus;
   return state;
 }
 

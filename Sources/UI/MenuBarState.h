@@ -12,9 +12,9 @@ namespace halcyra {
 struct MenuBarState {
   struct ZoneRow {
     std::string name;
-    /// °C.
-    double temperature = 0;
-    /// "58.4 °C"
+    /// °C; absent without a reading.
+    std::optional<double> temperature;
+    /// "58.4 °C", or a dash.
     std::string value;
 
     bool operator==(const ZoneRow&) const = default;
@@ -25,7 +25,7 @@ struct MenuBarState {
     std::string speed;
     /// "Auto" or "Manual"
     std::string mode;
-    /// Empty for a fan without a temperature.
+    /// "Curve input 58.4 °C · Left CPU/GPU zone", or a dash.
     std::string curveInput;
 
     bool operator==(const FanRow&) const = default;
@@ -37,15 +37,10 @@ struct MenuBarState {
     bool canDelete = false;
     /// Parted from the one above: the first of the user's own.
     bool startsGroup = false;
+    /// What it is, and why it cannot be chosen where that is so.
     std::string helpText;
 
     bool operator==(const PresetRow&) const = default;
-  };
-  struct Conflict {
-    std::string title;
-    std::string explanation;
-
-    bool operator==(const Conflict&) const = default;
   };
 
   std::string rawThermalTooltip;
@@ -58,18 +53,14 @@ struct MenuBarState {
   std::optional<std::string> monitoringNote;
   bool anotherAppOwnsFans = false;
   std::vector<PresetRow> presets;
+  /// Beside the header of the presets: what is missing before they can be chosen; empty where nothing is.
+  std::string presetNote;
   /// °C.
   std::optional<double> hottest;
   /// "61.2 °C", or a dash.
   std::string hottestText;
   double samplingInterval = 0;
-  bool showsHelperSetup = false;
-  bool canSetUpHelper = false;
-  bool showsSupervisedTest = false;
-  bool canRunSupervisedTest = false;
-  bool showsSupervisedTestCaption = false;
-  std::optional<Conflict> conflict;
-  std::optional<std::string> error;
+  ControlStatus status;
 
   bool operator==(const MenuBarState&) const = default;
 };

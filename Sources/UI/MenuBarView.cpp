@@ -10,13 +10,17 @@
 #include <algorithm>
 #include <utility>
 
+#include "UI/ConflictNotice.h"
+#include "UI/ControlStatusLine.h"
 #include "UI/Controls/FadeTransition.h"
 #include "UI/Controls/OverlayScrollBar.h"
+#include "UI/FirstRunCard.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryView.h"
 #include "UI/Icons.h"
 #include "UI/MenuBarPresetRow.h"
 #include "UI/ModelObserver.h"
+#include "UI/NoticeBar.h"
 #include "UI/PresetListState.h"
 #include "UI/Sparkline.h"
 #include "UI/TemperatureGaugeCompact.h"
@@ -46,6 +50,7 @@ QWidget* makeCritical(QWidget* parent) {
 }  // namespace
 
 MenuBarView::MenuBarView(ViewContext context, QWidget* parent) : QWidget(parent), context_(std::move(context)) {
+  if (!context_.notices) context_.notices = std::make_shared<Notices>();
   setObjectName(QStringLiteral("menuBarView"));
   setFixedWidth(panelWidth);
   content_ = new QWidget;
@@ -57,6 +62,11 @@ MenuBarView::MenuBarView(ViewContext context, QWidget* parent) : QWidget(parent)
   column->addWidget(header_);
   critical_ = makeCritical(content_);
   column->addWidget(critical_);
+  status_ = new ControlStatusLine(content_);
+  auto* status = new QHBoxLayout;
+  status->setContentsMargins(16, 0, 16, 8);
+  status->addWidget(status_);
+  column->addLayout(status);
   column->addWidget(makeLine(content_));
   history_ = new ExpandedSensorHistoryView(content_);
   historyBox_ = new QWidget(content_);
@@ -75,18 +85,21 @@ MenuBarView::MenuBarView(ViewContext context, QWidget* parent) : QWidget(parent)
   new OverlayScrollBar(*scroll_);
   scroll_->viewport()->setAutoFillBackground(false);
   content_->setAutoFillBackground(false);
+  noticeBar_ = new NoticeBar([this] { context_.notices->dismissError(); }, this);
   buttons_ = makeButtons();
   auto* outer = new QVBoxLayout(this);
   outer->setContentsMargins(0, 0, 0, 0);
   outer->setSpacing(0);
   outer->addWidget(scroll_, 1);
+  outer->addWidget(noticeBar_);
   outer->addWidget(buttons_);
   connectCommands();
   setHistoryExpanded(false);
   // A panel that nobody sees costs nothing: it is brought up to date when it opens.
-  new ModelObserver(*context_.model, this, [this] {
+  auto* observer = new ModelObserver(*context_.model, this, [this] {
     if (isVisible()) refresh();
   });
+  observer->follow(*context_.notices);
   refresh();
 }
 
@@ -98,8 +111,9 @@ void MenuBarView::connectCommands() {
     selectedSensorID_ = id.toStdString();
     refresh();
   });
-  connect(helperSetup_.button, &QPushButton::clicked, this, [this] { context_.model->installHelper(); });
-  connect(supervisedTest_.button, &QPushButton::clicked, this, [this] { context_.model->runSupervisedFan0Test(); });
+  connect(firstRun_, &FirstRunCard::setUpRequested, this, [this] { context_.model->installHelper(); });
+  connect(firstRun_, &FirstRunCard::testRequested, this, [this] { context_.model->runSupervisedFan0Test(); });
+  connect(firstRun_, &FirstRunCard::acknowledged, this, [this] { context_.notices->acknowledgeTest(); });
 }
 
 void MenuBarView::setHistoryExpanded(bool expanded) {
@@ -131,6 +145,7 @@ void MenuBarView::refresh() {
     apply(state);
     shown_ = state;
   }
+  refreshNotices(view);
   if (isHistoryExpanded_) {
     history_->refresh(view, selectedSensorID_);
   } else {
@@ -149,7 +164,21 @@ void MenuBarView::apply(const MenuBarState& state) {
   hottest_->setText(QString::fromStdString(state.hottestText));
   gauge_->setTemperature(state.hottest);
   gauge_->setSamplingInterval(state.samplingInterval);
-  applyNotices(state);
+  status_->setStatus(state.status);
+  monitoringNote_->setVisible(state.monitoringNote.has_value());
+  setLabelText(monitoringNote_, state.monitoringNote.value_or(""));
+  anotherApp_->setVisible(state.anotherAppOwnsFans);
+}
+
+void MenuBarView::refreshNotices(const ModelView& view) {
+  context_.notices->follow(view);
+  const FirstRunState firstRun = makeFirstRunState(view, *context_.notices, context_.approvalCommand);
+  firstRun_->apply(firstRun);
+  firstRunBox_->setVisible(firstRun.isShown);
+  const auto conflict = makeConflictState(view);
+  conflict_->apply(conflict);
+  conflictBox_->setVisible(conflict.has_value());
+  noticeBar_->setError(context_.notices->error());
 }
 
 void MenuBarView::applyRawDetails(const MenuBarState& state) {
@@ -200,11 +229,11 @@ void MenuBarView::applyFans(const MenuBarState& state) {
     fans_[index].speed->setText(QString::fromStdString(fan.speed));
     setLabelText(fans_[index].mode, fan.mode);
     fans_[index].curveInput->setText(QString::fromStdString(fan.curveInput));
-    fans_[index].curveInput->setVisible(!fan.curveInput.empty());
   }
 }
 
 void MenuBarView::applyPresets(const MenuBarState& state) {
+  const bool isNew = presets_.size() < state.presets.size();
   while (presets_.size() < state.presets.size()) {
     auto* row = new MenuBarPresetRow(normal_);
     row->setObjectName(QStringLiteral("preset%1").arg(presets_.size()));
@@ -213,6 +242,8 @@ void MenuBarView::applyPresets(const MenuBarState& state) {
     connect(row, &MenuBarPresetRow::duplicateRequested, this,
             [this](const FanPreset& preset) { context_.model->duplicatePreset(preset); });
     connect(row, &MenuBarPresetRow::deletionRequested, this, &MenuBarView::askToDelete);
+    connect(row, &MenuBarPresetRow::focusMoved, this,
+            [this, position = presets_.size()](int by) { moveFocus(position, by); });
     presets_.push_back(row);
     presetRows_->addWidget(row);
   }
@@ -229,25 +260,35 @@ void MenuBarView::applyPresets(const MenuBarState& state) {
     }
   }
   presetLine_->setVisible(hasLine);
+  setLabelText(presetNote_, state.presetNote);
+  presetNote_->setToolTip(toolTipOf(state.presetNote));
+  if (isNew) orderFocus();
 }
 
-void MenuBarView::applyNotices(const MenuBarState& state) {
-  monitoringNote_->setVisible(state.monitoringNote.has_value());
-  setLabelText(monitoringNote_, state.monitoringNote.value_or(""));
-  anotherApp_.box->setVisible(state.anotherAppOwnsFans);
-  helperSetup_.box->setVisible(state.showsHelperSetup);
-  helperSetup_.button->setEnabled(state.canSetUpHelper);
-  supervisedTest_.box->setVisible(state.showsSupervisedTestCaption);
-  supervisedTest_.line->setVisible(state.showsSupervisedTest);
-  supervisedTest_.button->setVisible(state.showsSupervisedTest);
-  supervisedTest_.button->setEnabled(state.canRunSupervisedTest);
-  conflict_.box->setVisible(state.conflict.has_value());
-  if (state.conflict) {
-    setLabelText(conflict_.title, state.conflict->title);
-    setLabelText(conflict_.note, state.conflict->explanation);
+void MenuBarView::moveFocus(std::size_t from, int by) {
+  for (auto next = static_cast<std::ptrdiff_t>(from) + by;
+       next >= 0 && next < static_cast<std::ptrdiff_t>(presets_.size()); next += by) {
+    QWidget* button = presets_[static_cast<std::size_t>(next)]->stops().front();
+    if (!button->isEnabled() || !button->isVisible()) continue;
+    button->setFocus(Qt::TabFocusReason);
+    scroll_->ensureWidgetVisible(button, 0, 8);
+    return;
   }
-  error_->setVisible(state.error.has_value());
-  setLabelText(error_, state.error.value_or(""));
+}
+
+void MenuBarView::orderFocus() {
+  // In reading order. Rows are made as presets come, after everything else.
+  QWidget* last = content_->findChild<QWidget*>(QStringLiteral("runSupervisedTest"));
+  const auto add = [&](QWidget* next) {
+    setTabOrder(last, next);
+    last = next;
+  };
+  for (MenuBarPresetRow* row : presets_) {
+    for (QWidget* stop : row->stops()) add(stop);
+  }
+  add(sparklineCard_);
+  add(noticeBar_->findChild<QWidget*>(QStringLiteral("dismissError")));
+  for (QPushButton* button : buttons_->findChildren<QPushButton*>()) add(button);
 }
 
 void MenuBarView::askToDelete(const FanPreset& preset) {

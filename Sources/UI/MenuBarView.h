@@ -18,11 +18,15 @@ class QVBoxLayout;
 namespace halcyra {
 
 class CompactTemperatureGauge;
+class ConflictNotice;
+class ControlStatusLine;
 class ExpandedSensorHistoryView;
 class FigureLabel;
+class FirstRunCard;
 class IconLabel;
 class MenuBarPresetRow;
 class MenuBarSparkline;
+class NoticeBar;
 class ZoneRail;
 
 /// The content of the menu bar panel, 350 pixels wide. Follows the model while it is visible.
@@ -35,7 +39,7 @@ class MenuBarView : public QWidget {
   explicit MenuBarView(ViewContext context, QWidget* parent = nullptr);
 
   void refresh();
-  /// The height at which nothing has to scroll.
+  /// The height at which nothing has to scroll; an error takes its room from what scrolls.
   int wholeHeight() const;
   bool isHistoryExpanded() const { return isHistoryExpanded_; }
   void setHistoryExpanded(bool expanded);
@@ -63,20 +67,14 @@ class MenuBarView : public QWidget {
     QLabel* mode = nullptr;
     FigureLabel* curveInput = nullptr;
   };
-  struct Notice {
-    QWidget* box = nullptr;
-    QWidget* line = nullptr;
-    QLabel* title = nullptr;
-    QLabel* note = nullptr;
-    QPushButton* button = nullptr;
-  };
 
   // MenuBarViewLayout.cpp
   QWidget* makeHeader();
   QWidget* makeNormalContent();
   QWidget* makeSparklineCard();
-  Notice makeNotice(const char* objectName, const char* iconName);
-  Notice makeAction(const char* objectName, const char* title, const std::vector<const char*>& notes);
+  QWidget* makeFirstRun();
+  QWidget* makeAnotherApp();
+  QWidget* makeConflict();
   QWidget* makeButtons();
   ZoneLine makeZoneLine(int position);
   FanLine makeFanLine(int position);
@@ -90,7 +88,9 @@ class MenuBarView : public QWidget {
   void applyZones(const MenuBarState& state);
   void applyFans(const MenuBarState& state);
   void applyPresets(const MenuBarState& state);
-  void applyNotices(const MenuBarState& state);
+  void refreshNotices(const ModelView& view);
+  void moveFocus(std::size_t from, int by);
+  void orderFocus();
   void askToDelete(const FanPreset& preset);
   void leaveFor(const std::function<void()>& action);
   void updateHeight();
@@ -118,7 +118,7 @@ class MenuBarView : public QWidget {
   QVBoxLayout* fanRows_ = nullptr;
   std::vector<FanLine> fans_;
   QLabel* monitoringNote_ = nullptr;
-  Notice anotherApp_;
+  QWidget* anotherApp_ = nullptr;
   QVBoxLayout* presetRows_ = nullptr;
   std::vector<MenuBarPresetRow*> presets_;
   QWidget* presetLine_ = nullptr;
@@ -126,10 +126,13 @@ class MenuBarView : public QWidget {
   MenuBarSparkline* sparkline_ = nullptr;
   FigureLabel* hottest_ = nullptr;
   CompactTemperatureGauge* gauge_ = nullptr;
-  Notice helperSetup_;
-  Notice supervisedTest_;
-  Notice conflict_;
-  QLabel* error_ = nullptr;
+  QLabel* presetNote_ = nullptr;
+  ControlStatusLine* status_ = nullptr;
+  FirstRunCard* firstRun_ = nullptr;
+  QWidget* firstRunBox_ = nullptr;
+  ConflictNotice* conflict_ = nullptr;
+  QWidget* conflictBox_ = nullptr;
+  NoticeBar* noticeBar_ = nullptr;
 };
 
 }  // namespace halcyra

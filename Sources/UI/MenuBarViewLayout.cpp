@@ -6,9 +6,11 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "UI/ConflictNotice.h"
 #include "UI/Controls/CardButton.h"
 #include "UI/Controls/Disclosure.h"
 #include "UI/Controls/OutdentedItem.h"
+#include "UI/FirstRunCard.h"
 #include "UI/Fonts.h"
 #include "UI/HistoryView.h"
 #include "UI/Icons.h"
@@ -26,7 +28,6 @@ namespace {
 constexpr int panelMargin = 16;
 /// Pixels; of details under their title.
 constexpr int rawIndent = 16;
-constexpr const char* sectionLine = "sectionLine";
 
 QPushButton* makeButton(const char* objectName, const char* text, QWidget* parent) {
   auto* button = new QPushButton(QString::fromUtf8(text).replace('&', QStringLiteral("&&")), parent);
@@ -49,9 +50,7 @@ QVBoxLayout* makeSection(QWidget* box) {
   auto* outer = new QVBoxLayout(box);
   outer->setContentsMargins(0, 0, 0, 0);
   outer->setSpacing(0);
-  QWidget* line = makeLine(box);
-  line->setObjectName(QString::fromLatin1(sectionLine));
-  outer->addWidget(line);
+  outer->addWidget(makeLine(box));
   auto* inner = new QVBoxLayout;
   inner->setContentsMargins(panelMargin, 12, panelMargin, 12);
   inner->setSpacing(6);
@@ -176,10 +175,17 @@ QWidget* MenuBarView::makeSparklineCard() {
 }
 
 void MenuBarView::makePresets(QVBoxLayout* layout) {
-  auto* header = makeWrappedLabel(normal_, TextRole::secondary, MenuBarText::presets);
-  header->setContentsMargins(panelMargin, 8, panelMargin, 4);
+  auto* header = makeLabel(normal_, TextRole::secondary, MenuBarText::presets);
+  presetNote_ = makeLabel(normal_, "presetNote", TextRole::caption2);
+  presetNote_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  presetNote_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  auto* heading = new QHBoxLayout;
+  heading->setContentsMargins(panelMargin, 8, panelMargin, 4);
+  heading->setSpacing(8);
+  heading->addWidget(header);
+  heading->addWidget(presetNote_, 1);
   layout->addWidget(makeLine(normal_));
-  layout->addWidget(header);
+  layout->addLayout(heading);
   presetRows_ = new QVBoxLayout;
   presetRows_->setContentsMargins(8, 0, 8, 0);
   presetRows_->setSpacing(1);
@@ -203,6 +209,7 @@ QWidget* MenuBarView::makeNormalContent() {
   auto* layout = new QVBoxLayout(normal_);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->setSpacing(0);
+  layout->addWidget(makeFirstRun());
   fanRows_ = new QVBoxLayout;
   fanRows_->setContentsMargins(panelMargin, 12, panelMargin, 12);
   fanRows_->setSpacing(10);
@@ -211,59 +218,37 @@ QWidget* MenuBarView::makeNormalContent() {
   monitoringNote_->setObjectName(QStringLiteral("monitoringNote"));
   monitoringNote_->setContentsMargins(panelMargin, 0, panelMargin, 12);
   layout->addWidget(monitoringNote_);
-  anotherApp_.box = new QWidget(normal_);
-  anotherApp_.box->setObjectName(QStringLiteral("anotherApp"));
-  auto* note = makeColumn(anotherApp_.box, 0, 12, 4);
-  note->addWidget(makeWrappedLabel(anotherApp_.box, TextRole::captionStrong, MenuBarText::anotherApp));
-  note->addWidget(makeWrappedLabel(anotherApp_.box, TextRole::caption2, MenuBarText::anotherAppNote));
-  layout->addWidget(anotherApp_.box);
+  layout->addWidget(makeAnotherApp());
   makePresets(layout);
-  helperSetup_ =
-      makeAction("setUpHelper", MenuBarText::setUpHelper, {MenuBarText::approveNote, MenuBarText::otherAppsNote});
-  helperSetup_.button->setProperty("kind", "primary");
-  supervisedTest_ = makeAction("runSupervisedTest", MenuBarText::supervisedTest, {MenuBarText::supervisedTestNote});
-  conflict_ = makeNotice("conflict", "shield-warning-fill");
-  error_ = makeWrappedLabel(normal_, TextRole::error);
-  error_->setObjectName(QStringLiteral("error"));
-  error_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  error_->setContentsMargins(panelMargin, 0, panelMargin, 12);
-  for (QWidget* part : {helperSetup_.box, supervisedTest_.box, conflict_.box, static_cast<QWidget*>(error_)}) {
-    layout->addWidget(part);
-  }
+  layout->addWidget(makeConflict());
   return normal_;
 }
 
-MenuBarView::Notice MenuBarView::makeAction(const char* objectName, const char* title,
-                                            const std::vector<const char*>& notes) {
-  Notice notice;
-  notice.box = new QWidget(normal_);
-  auto* layout = makeSection(notice.box);
-  notice.line = notice.box->findChild<QWidget*>(QString::fromLatin1(sectionLine));
-  notice.button = makeButton(objectName, title, notice.box);
-  layout->addWidget(notice.button);
-  for (const char* text : notes) {
-    notice.note = makeWrappedLabel(notice.box, TextRole::secondary, text);
-    layout->addWidget(notice.note);
-  }
-  return notice;
+QWidget* MenuBarView::makeFirstRun() {
+  firstRunBox_ = new QWidget(normal_);
+  auto* column = new QVBoxLayout(firstRunBox_);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  firstRun_ = new FirstRunCard(firstRunBox_);
+  column->addWidget(firstRun_);
+  column->addWidget(makeLine(firstRunBox_));
+  return firstRunBox_;
 }
 
-MenuBarView::Notice MenuBarView::makeNotice(const char* objectName, const char* iconName) {
-  Notice notice;
-  notice.box = new QWidget(normal_);
-  notice.box->setObjectName(QString::fromLatin1(objectName));
-  auto* layout = makeSection(notice.box);
-  auto* row = new QHBoxLayout;
-  row->setSpacing(8);
-  auto* picture = new IconLabel(QString::fromLatin1(iconName), notice.box);
-  picture->setColor([] { return Theme::current().warn; });
-  notice.title = makeWrappedLabel(notice.box, TextRole::conflict);
-  row->addWidget(picture);
-  row->addWidget(notice.title, 1);
-  layout->addLayout(row);
-  notice.note = makeWrappedLabel(notice.box, TextRole::secondary);
-  layout->addWidget(notice.note);
-  return notice;
+QWidget* MenuBarView::makeAnotherApp() {
+  anotherApp_ = new QWidget(normal_);
+  anotherApp_->setObjectName(QStringLiteral("anotherApp"));
+  auto* note = makeColumn(anotherApp_, 0, 12, 4);
+  note->addWidget(makeWrappedLabel(anotherApp_, TextRole::captionStrong, MenuBarText::anotherApp));
+  note->addWidget(makeWrappedLabel(anotherApp_, TextRole::caption2, MenuBarText::anotherAppNote));
+  return anotherApp_;
+}
+
+QWidget* MenuBarView::makeConflict() {
+  conflictBox_ = new QWidget(normal_);
+  conflict_ = new ConflictNotice(conflictBox_);
+  makeSection(conflictBox_)->addWidget(conflict_);
+  return conflictBox_;
 }
 
 QWidget* MenuBarView::makeButtons() {

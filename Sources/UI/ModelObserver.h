@@ -4,6 +4,8 @@
 #include <functional>
 
 #include "App/AppModel.h"
+#include "App/PresetDrafts.h"
+#include "UI/Notices.h"
 
 namespace halcyra {
 
@@ -15,11 +17,17 @@ class ModelObserver : public QObject {
  public:
   ModelObserver(AppModel& model, QObject* parent, std::function<void()> refresh);
 
+  /// The view is refreshed after changes of this, too.
+  void follow(PresetDrafts& drafts);
+  void follow(Notices& notices);
+
  private:
   void schedule();
 
   std::function<void()> refresh_;
   AppModel::Subscription subscription_;
+  ChangeSignal::Subscription draftSubscription_;
+  ChangeSignal::Subscription noticeSubscription_;
   bool isScheduled_ = false;
 };
 

@@ -17,11 +17,17 @@ namespace {
 
 constexpr int listRowHeight = 30;
 constexpr int rowGap = 1;
+/// Right of the rows.
+constexpr int scrollBarSpace = 12;
 /// With the line between the built-in presets and the user's own.
 constexpr int groupGap = 13;
 constexpr int listPadding = 9;
 constexpr int listIconSize = 16;
 constexpr int listTextLeft = listPadding + listIconSize + 10;
+
+/// The dot of a preset with unsaved edits.
+constexpr double draftMarkRadius = 3.5;
+constexpr int draftMarkSpace = 14;
 
 const char* const filledProperty = "isFilled";
 
@@ -33,7 +39,7 @@ PresetListDelegate::PresetListDelegate(const PresetListModel& model, QObject* pa
 QRect PresetListDelegate::rowRect(const QRect& item, const QModelIndex& index) const {
   const PresetListRow* const row = model_.row(index);
   const int top = row != nullptr && row->startsUserPresets ? groupGap : 0;
-  return item.adjusted(0, top + rowGap, 0, -rowGap);
+  return item.adjusted(0, top + rowGap, -scrollBarSpace, -rowGap);
 }
 
 QSize PresetListDelegate::sizeHint(const QStyleOptionViewItem&, const QModelIndex& index) const {
@@ -64,12 +70,24 @@ void PresetListDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
   }
   if (showsFocus_ && (option.state & QStyle::State_HasFocus)) drawFocusRing(*painter, place);
   const double ratio = painter->device()->devicePixelRatioF();
-  painter->drawPixmap(
-      place.left() + listPadding, place.center().y() - listIconSize / 2 + 1,
-      iconPixmap(textOf(row->icon), isSelected && isWindowActive ? theme.accent : theme.text2, listIconSize, ratio));
+  painter->drawPixmap(place.left() + listPadding, place.center().y() - listIconSize / 2 + 1,
+                      iconPixmap(textOf(row->icon),
+                                 !row->obstacle.empty()         ? theme.textDis
+                                 : isSelected && isWindowActive ? theme.accent
+                                                                : theme.text2,
+                                 listIconSize, ratio));
   painter->setFont(textFont(isSelected ? TextStyle::headline : TextStyle::body));
-  painter->setPen(theme.text);
-  const QRect text = place.adjusted(listTextLeft, 0, -listPadding, 0);
+  painter->setPen(row->obstacle.empty() ? theme.text : theme.textDis);
+  QRect text = place.adjusted(listTextLeft, 0, -listPadding, 0);
+  if (row->hasDraft) {
+    painter->save();
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(theme.warn);
+    painter->drawEllipse(QPointF(text.right() - draftMarkRadius, text.center().y() + 0.5), draftMarkRadius,
+                         draftMarkRadius);
+    painter->restore();
+    text.setRight(text.right() - draftMarkSpace);
+  }
   const QString name = QFontMetrics(painter->font()).elidedText(textOf(row->name), Qt::ElideRight, text.width());
   painter->drawText(text, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, name);
   painter->restore();

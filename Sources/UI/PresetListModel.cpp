@@ -8,6 +8,17 @@
 
 namespace halcyra {
 
+namespace {
+
+std::string helpOf(const PresetListRow& row) {
+  std::string help = row.help;
+  if (row.hasDraft) help += " — edited, not saved";
+  if (!row.obstacle.empty()) help += " — " + row.obstacle;
+  return help;
+}
+
+}  // namespace
+
 PresetListModel::PresetListModel(Rename rename, QObject* parent)
     : QAbstractListModel(parent), rename_(std::move(rename)) {}
 
@@ -61,7 +72,7 @@ QVariant PresetListModel::data(const QModelIndex& index, int role) const {
       return textOf(each->name);
     case Qt::ToolTipRole:
     case Qt::AccessibleDescriptionRole:
-      return toolTipOf(each->help);
+      return toolTipOf(helpOf(*each));
     default:
       return {};
   }

@@ -4,6 +4,8 @@
 
 #include "fmt/format.h"
 
+#include "UI/FirstRunState.h"
+
 namespace halcyra {
 
 namespace {
@@ -31,9 +33,11 @@ std::string_view withoutSpacesAndTabs(std::string_view text) {
 
 }  // namespace
 
-PresetListState makePresetListState(const ModelView& view) {
+PresetListState makePresetListState(const ModelView& view, const std::set<UUID>& drafts) {
   PresetListState state{{}, view.activePreset.id};
   bool hasUserPresets = false;
+  // Not while busy: that passes by itself.
+  const std::string obstacle = view.isBusy ? "" : presetObstacle(view).value_or("");
   for (const FanPreset& preset : FanPreset::menuOrder(view.customPresets)) {
     const bool isUsers = !preset.isLocked();
     state.rows.push_back({.id = preset.id,
@@ -42,7 +46,9 @@ PresetListState makePresetListState(const ModelView& view) {
                           .help = std::string(preset.subtitle().value_or(preset.name)),
                           .canDuplicate = preset.kind == PresetKind::custom,
                           .canEdit = isUsers,
-                          .startsUserPresets = isUsers && !hasUserPresets});
+                          .startsUserPresets = isUsers && !hasUserPresets,
+                          .hasDraft = drafts.contains(preset.id),
+                          .obstacle = preset.kind == PresetKind::system ? "" : obstacle});
     hasUserPresets = hasUserPresets || isUsers;
   }
   return state;

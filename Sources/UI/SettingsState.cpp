@@ -28,6 +28,20 @@ int settingsIntervalStep(double seconds) {
   return static_cast<int>(std::lround(limited * stepsPerSecond));
 }
 
+std::string testNotificationText(TestNotification state, const std::optional<std::string>& error) {
+  switch (state) {
+    case TestNotification::notSent:
+      return "";
+    case TestNotification::sending:
+      return "Sending…";
+    case TestNotification::sent:
+      return "Sent. The desktop shows it.";
+    case TestNotification::failed:
+      break;
+  }
+  return error.value_or("It could not be sent.");
+}
+
 SettingsState makeSettingsState(const ModelView& view, const BundleVersion& version) {
   SettingsState state;
   state.owner = view.fanControlOwnership;

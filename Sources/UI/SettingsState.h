@@ -58,6 +58,12 @@ double settingsInterval(int step);
 /// The step nearest to `seconds`, within the slider's range.
 int settingsIntervalStep(double seconds);
 
+/// How the notification fared that was sent to try them out.
+enum class TestNotification { notSent, sending, sent, failed };
+
+/// What stands beside its button: `error` is what the model shows.
+std::string testNotificationText(TestNotification state, const std::optional<std::string>& error);
+
 /// Texts that never change, in the order in which they stand.
 namespace SettingsText {
 
@@ -98,6 +104,10 @@ inline constexpr std::string_view returnToAutomatic = "Return All Fans to Automa
 inline constexpr std::string_view aboutHeader = "About";
 inline constexpr std::string_view version = "Version";
 inline constexpr std::string_view checkForUpdates = "Check for Updates…";
+
+inline constexpr std::string_view uninstallQuestion = "Uninstall the helper?";
+inline constexpr std::string_view uninstallMessage =
+    "The fans return to Automatic, and presets can no longer be used until the helper is installed and approved again.";
 
 /// What the log says about hand-backs that the settings ask for.
 inline constexpr std::string_view uninstallReason = "helper uninstall";

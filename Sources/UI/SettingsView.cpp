@@ -4,15 +4,18 @@
 #include <QComboBox>
 #include <QEvent>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QShortcut>
 #include <QSignalBlocker>
 #include <QSlider>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include "App/AppModel.h"
+#include "UI/Controls/FocusKeeper.h"
 #include "UI/Controls/OverlayScrollBar.h"
 #include "UI/Controls/Picker.h"
 #include "UI/ModelObserver.h"
@@ -31,6 +34,9 @@ constexpr int pickerWidth = 208;
 constexpr int sliderWidth = 196;
 constexpr int intervalPage = 2;
 constexpr int thresholdPage = 10;
+constexpr int answerHeight = 16;
+/// The desktop answers a refusal at once; what has not been refused until then has been sent.
+constexpr int testNotificationMilliseconds = 1500;
 
 QPushButton* makeButton(std::string_view text, const char* objectName) {
   auto* const button = new QPushButton(textOf(text));
@@ -38,6 +44,29 @@ QPushButton* makeButton(std::string_view text, const char* objectName) {
   button->setProperty("compact", true);
   button->setAutoDefault(false);
   return button;
+}
+
+/// A key that would choose another entry unseen.
+bool changesClosedPicker(const QKeyEvent& event) {
+  switch (event.key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_Left:
+    case Qt::Key_Right:
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+      return true;
+    default:
+      // A letter finds an entry.
+      return !event.text().trimmed().isEmpty() && (event.modifiers() & (Qt::ControlModifier | Qt::AltModifier)) == 0;
+  }
+}
+
+/// The model says the same again where notifications are still off.
+bool isNotificationError(const std::string& error) {
+  return error.starts_with("Notification");
 }
 
 void setSlider(QSlider* slider, int value, const std::string& spoken) {
@@ -169,11 +198,17 @@ SettingsSection* SettingsView::makeAlertSection() {
   section->addCaption(SettingsText::alertCaption);
   auto* const test = makeButton(SettingsText::testNotification, "testNotification");
   section->addButtons({test});
+  // There from the first, so that the answer moves nothing.
+  testAnswer_ = section->addCaption("", "testAnswer");
+  testAnswer_->setMinimumHeight(answerHeight);
+  testTimer_ = new QTimer(this);
+  testTimer_->setSingleShot(true);
+  connect(testTimer_, &QTimer::timeout, this, &SettingsView::followTestNotification);
   connect(overheatAlerts_, &QCheckBox::clicked, this, [this](bool checked) {
     model_->setOverheatAlertsEnabled(checked);
     refresh();
   });
-  connect(test, &QPushButton::clicked, this, [this] { model_->sendTestNotification(); });
+  connect(test, &QPushButton::clicked, this, &SettingsView::sendTestNotification);
   return section;
 }
 
@@ -236,7 +271,7 @@ void SettingsView::connectHelper() {
     model_->setFanControlOwnership(allFanControlOwnerships.at(static_cast<std::size_t>(index)));
   });
   connect(install_, &QPushButton::clicked, this, [this] { model_->installHelper(); });
-  connect(uninstall_, &QPushButton::clicked, this, &SettingsView::uninstallHelper);
+  connect(uninstall_, &QPushButton::clicked, this, &SettingsView::askToUninstall);
   connect(openLoginItems_, &QPushButton::clicked, this, [this] { model_->openLoginItemsSettings(); });
 }
 
@@ -244,6 +279,31 @@ void SettingsView::connectSliders() {
   connect(interval_, &QSlider::valueChanged, this,
           [this](int step) { model_->setPollingInterval(settingsInterval(step)); });
   connect(threshold_, &QSlider::valueChanged, this, [this](int degrees) { model_->setOverheatThreshold(degrees); });
+}
+
+void SettingsView::askToUninstall() {
+  ask(this,
+      {QStringLiteral("uninstallConfirmation"), textOf(SettingsText::uninstallQuestion),
+       textOf(SettingsText::uninstallMessage), textOf(SettingsText::uninstall)},
+      [this] { uninstallHelper(); });
+}
+
+void SettingsView::sendTestNotification() {
+  testNotification_ = TestNotification::sending;
+  errorBeforeTest_ = model_->view().visibleError;
+  setLabelText(testAnswer_, testNotificationText(testNotification_, {}));
+  testTimer_->start(testNotificationMilliseconds);
+  model_->sendTestNotification();
+}
+
+void SettingsView::followTestNotification() {
+  if (testNotification_ != TestNotification::sending) return;
+  const auto error = model_->view().visibleError;
+  const bool isRefused = error && (error != errorBeforeTest_ || isNotificationError(*error));
+  if (!isRefused && testTimer_->isActive()) return;
+  testTimer_->stop();
+  testNotification_ = isRefused ? TestNotification::failed : TestNotification::sent;
+  setLabelText(testAnswer_, testNotificationText(testNotification_, error));
 }
 
 void SettingsView::uninstallHelper() {
@@ -257,6 +317,7 @@ void SettingsView::uninstallHelper() {
 
 void SettingsView::refresh() {
   apply(makeSettingsState(model_->view(), bundle_));
+  followTestNotification();
 }
 
 void SettingsView::apply(const SettingsState& state) {
@@ -280,8 +341,8 @@ void SettingsView::applyHelper(const SettingsState& state) {
   setLabelText(status_, state.helperStatus);
   setCapsule(status_, state.helperApproved);
   setLabelText(supervisedTest_, state.supervisedTest);
-  install_->setEnabled(state.canChangeHelper);
-  uninstall_->setEnabled(state.canChangeHelper);
+  setEnabledKeepingFocus(install_, state.canChangeHelper);
+  setEnabledKeepingFocus(uninstall_, state.canChangeHelper);
 }
 
 void SettingsView::applySliders(const SettingsState& state) {
@@ -294,11 +355,19 @@ void SettingsView::applySliders(const SettingsState& state) {
   setLabelText(thresholdText_, state.thresholdText);
 }
 
+void SettingsView::showEvent(QShowEvent* event) {
+  setFocus(Qt::OtherFocusReason);
+  QWidget::showEvent(event);
+}
+
 bool SettingsView::eventFilter(QObject* watched, QEvent* event) {
-  const auto* const control = qobject_cast<QWidget*>(watched);
-  if (event->type() == QEvent::Wheel && control != nullptr && !control->hasFocus()) {
+  if (event->type() == QEvent::Wheel) {
     // Ignored, it goes on to the scroll area.
     event->ignore();
+    return true;
+  }
+  if (watched == owner_ && event->type() == QEvent::KeyPress && changesClosedPicker(*static_cast<QKeyEvent*>(event))) {
+    owner_->showPopup();
     return true;
   }
   return QWidget::eventFilter(watched, event);

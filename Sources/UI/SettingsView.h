@@ -3,6 +3,8 @@
 #include <QWidget>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "UI/SettingsState.h"
 #include "UI/ViewContext.h"
@@ -12,6 +14,7 @@ class QComboBox;
 class QLabel;
 class QPushButton;
 class QSlider;
+class QTimer;
 
 namespace halcyra {
 
@@ -33,7 +36,9 @@ class SettingsView : public QWidget {
   QSize minimumSizeHint() const override { return {450, 520}; }
 
  protected:
-  /// Scrolling past a slider or picker must not change it; the scroll bar must not narrow the cards.
+  /// Nothing that could be changed has the focus before the user gives it.
+  void showEvent(QShowEvent* event) override;
+  /// The wheel scrolls the window and changes nothing in it; arrow keys open the picker instead of choosing in it.
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
@@ -50,6 +55,9 @@ class SettingsView : public QWidget {
   void applyHelper(const SettingsState& state);
   void applySliders(const SettingsState& state);
   void uninstallHelper();
+  void askToUninstall();
+  void sendTestNotification();
+  void followTestNotification();
 
   std::shared_ptr<AppModel> model_;
   BundleVersion bundle_;
@@ -72,6 +80,10 @@ class SettingsView : public QWidget {
   QSlider* threshold_ = nullptr;
   QLabel* thresholdText_ = nullptr;
   QLabel* version_ = nullptr;
+  QLabel* testAnswer_ = nullptr;
+  TestNotification testNotification_ = TestNotification::notSent;
+  std::optional<std::string> errorBeforeTest_;
+  QTimer* testTimer_ = nullptr;
 };
 
 }  // namespace halcyra

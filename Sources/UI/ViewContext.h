@@ -5,7 +5,9 @@
 #include <string>
 
 #include "App/AppModel.h"
+#include "App/PresetDrafts.h"
 #include "Platform/Clock.h"
+#include "UI/Notices.h"
 
 namespace halcyra {
 
@@ -17,6 +19,12 @@ struct ViewContext {
   std::function<void()> openSettings;
   std::function<void()> quit;
   std::function<void()> checkForUpdates;
+  /// Unsaved edits of presets; null: they are not kept.
+  std::shared_ptr<PresetDrafts> drafts;
+  /// What the windows remember together; a view that is given none remembers for itself.
+  std::shared_ptr<Notices> notices;
+  /// What has to be typed to approve the helper; empty where the desktop needs no such help.
+  std::string approvalCommand;
   /// Null where the view needs no time.
   Clock* clock = nullptr;
   /// The application's version, as "1.2.3".

@@ -1,8 +1,6 @@
 #include "UI/Widgets.h"
 
 #include <QFrame>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QStyle>
 #include <utility>
 
@@ -110,30 +108,6 @@ QWidget* makeLine(QWidget* parent) {
   line->setProperty("line", true);
   line->setFixedHeight(1);
   return line;
-}
-
-void askToDelete(QWidget* parent, const QString& title, const QString& message, const QString& button,
-                 std::function<void()> confirmed) {
-  auto* const box = new QMessageBox(parent);
-  box->setObjectName(QStringLiteral("deleteConfirmation"));
-  box->setAttribute(Qt::WA_DeleteOnClose);
-  box->setTextFormat(Qt::PlainText);
-  box->setWindowTitle(QStringLiteral("Aerovane"));
-  box->setText(title);
-  box->setInformativeText(message);
-  auto* const agree = box->addButton(button, QMessageBox::DestructiveRole);
-  agree->setObjectName(QStringLiteral("confirmDelete"));
-  agree->setProperty("kind", QStringLiteral("destructive"));
-  restyle(agree);
-  agree->setAutoDefault(false);
-  QPushButton* const cancel = box->addButton(QMessageBox::Cancel);
-  cancel->setText(QStringLiteral("Cancel"));
-  cancel->setIcon({});
-  cancel->setObjectName(QStringLiteral("cancelDelete"));
-  box->setDefaultButton(cancel);
-  box->setEscapeButton(cancel);
-  QObject::connect(agree, &QPushButton::clicked, parent, [confirmed = std::move(confirmed)] { confirmed(); });
-  box->open();
 }
 
 }  // namespace halcyra

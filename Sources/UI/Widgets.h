@@ -45,8 +45,21 @@ void makeShrinkable(QLabel* label);
 /// A hairline across.
 QWidget* makeLine(QWidget* parent);
 
-/// Asks before something is deleted, in a dialog over the parent's window that leaves the rest of the program running.
-/// Cancel is the default and what Escape chooses. `confirmed` is called when the user agrees, while `parent` lives.
+/// What is asked before something is done that cannot be undone.
+struct Question {
+  /// Of the dialog.
+  QString objectName;
+  QString title;
+  /// What it means; may be empty.
+  QString message;
+  /// Of the button that agrees.
+  QString button;
+};
+
+/// Asks in a dialog over the parent's window that leaves the rest of the program running. Cancel is the default and
+/// what Escape chooses. `confirmed` is called when the user agrees, while `parent` lives.
+void ask(QWidget* parent, const Question& question, std::function<void()> confirmed);
+/// The same before something is deleted.
 void askToDelete(QWidget* parent, const QString& title, const QString& message, const QString& button,
                  std::function<void()> confirmed);
 

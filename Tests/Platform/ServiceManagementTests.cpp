@@ -64,7 +64,8 @@ TEST_F(ServiceManagementTests, RootRegistersWithoutApproval) {
 TEST_F(ServiceManagementTests, AnOrdinaryUserNeedsApprovalOnce) {
   auto user = management(ordinaryUser);
   user.openSystemSettingsLoginItems();
-  EXPECT_TRUE(log_.contains("--approve-helper"));
+  EXPECT_TRUE(log_.contains(user.approvalCommand()));
+  EXPECT_TRUE(user.approvalCommand().ends_with("--register " + std::to_string(ordinaryUser)));
   EXPECT_TRUE(log_.contains(layout_.folder->string())) << "the log says how to approve where there is nothing to open";
   EXPECT_THROW(user.approve(plist), LocalizedError) << "there is nothing to approve";
   user.registerDaemon(plist);

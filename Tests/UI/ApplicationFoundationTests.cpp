@@ -1,20 +1,16 @@
 #include <QApplication>
 #include <QFile>
-#include <QImage>
 #include <QMessageBox>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryFile>
 #include <QTextDocumentFragment>
-#include <set>
 
 #include "gtest/gtest.h"
 
 #include "Platform/Qt/QtMainQueue.h"
 #include "Platform/Qt/UpdateFeed.h"
-#include "UI/Fonts.h"
-#include "UI/Icons.h"
 #include "UI/Theme.h"
 #include "UI/UIHarness.h"
 
@@ -131,23 +127,6 @@ TEST(QtMainQueue, aTimerMayEndItselfWhileItFires) {
   EXPECT_EQ(fired, 1);
 }
 
-TEST(Fonts, numbersOfOneLengthAreEquallyWide) {
-  for (const TextStyle style : {TextStyle::hero, TextStyle::rowValue, TextStyle::caption2}) {
-    const QFont font = textFont(style);
-    EXPECT_EQ(figuresWidth(font, "1111.1"), figuresWidth(font, "8080.8"));
-    EXPECT_LT(figuresWidth(font, "111"), figuresWidth(font, "1111"));
-  }
-  FigureLabel label(TextStyle::rowValue);
-  label.setText("11.1 °C");
-  EXPECT_EQ(label.accessibleName(), "11.1 °C");
-  const QSize before = label.sizeHint();
-  label.setText("58.4 °C");
-  EXPECT_EQ(label.sizeHint(), before);
-  label.setAccessibleName("Left zone");
-  label.setText("58.5 °C");
-  EXPECT_EQ(label.accessibleName(), "Left zone");
-}
-
 TEST(Theme, everyNameOfTheStylesheetIsAColour) {
   EXPECT_EQ(Theme::dark().resolve("@window@"), "#1a1d1e");
   QFile file(":/aerovane/aerovane.qss");
@@ -155,20 +134,6 @@ TEST(Theme, everyNameOfTheStylesheetIsAColour) {
   const QString sheet = Theme::light().resolve(QString::fromUtf8(file.readAll()).replace("@res@", ""));
   EXPECT_FALSE(sheet.contains(QRegularExpression("@\\w+@")))
       << QRegularExpression("@\\w+@").match(sheet).captured().toStdString();
-}
-
-TEST(Icons, areTintedAndUnknownOnesAreNull) {
-  const QPixmap picture = iconPixmap("fan", Qt::red, 16, 2.0);
-  ASSERT_EQ(picture.size(), QSize(32, 32));
-  std::set<QRgb> opaque;
-  const QImage image = picture.toImage().convertToFormat(QImage::Format_ARGB32);
-  for (int y = 0; y < 32; ++y) {
-    for (int x = 0; x < 32; ++x) {
-      if (image.pixelColor(x, y).alpha() == 255) opaque.insert(image.pixel(x, y));
-    }
-  }
-  EXPECT_EQ(opaque, std::set<QRgb>{QColor(Qt::red).rgb()});
-  EXPECT_TRUE(iconPixmap("no such picture", Qt::red).isNull());
 }
 
 }  // namespace halcyra::test

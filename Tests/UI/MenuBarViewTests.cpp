@@ -1,14 +1,13 @@
+#include <QClipboard>
 #include <QLabel>
 #include <QMenu>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
-#include <QToolButton>
 
 #include "gtest/gtest.h"
 
+#include "UI/ControlStatusLine.h"
 #include "UI/Fonts.h"
-#include "UI/HistoryView.h"
 #include "UI/MenuBarPanel.h"
 #include "UI/MenuBarPresetRow.h"
 #include "UI/MenuBarView.h"
@@ -21,11 +20,11 @@ namespace {
 /// What a user does in the panel, with what the fans of the machine then do.
 class MenuBarPath : public testing::Test {
  protected:
-  void open(UIHarness::Options options = {}) {
+  void open(UIHarness::Options options = {}, MenuBarPanel::Kind kind = MenuBarPanel::Kind::window) {
     ui = std::make_unique<UIHarness>(options);
     ViewContext context = ui->context();
-    context.openDashboard = [this] { ++dashboards; };
-    panel = std::make_unique<MenuBarPanel>(context, MenuBarPanel::Kind::window);
+    context.approvalCommand = "sudo aerovane-helper --register 1000";
+    panel = std::make_unique<MenuBarPanel>(context, kind);
     panel->openNear({});
     ui->run(1.0);
   }
@@ -35,123 +34,99 @@ class MenuBarPath : public testing::Test {
   }
   MenuBarView& view() { return panel->view(); }
   PresetButton& button(const std::string& name) { return *presetButton(view(), name); }
-  MenuBarPresetRow& presetRow(const std::string& name) {
-    return *dynamic_cast<MenuBarPresetRow*>(button(name).parentWidget());
-  }
-  bool isShown(const char* name) {
-    auto* widget = view().findChild<QWidget*>(name);
-    return widget != nullptr && widget->isVisible();
-  }
-  QMenu* openMenu(const std::string& preset) {
+  bool isShown(const char* name) { return child<QWidget>(view(), name).isVisible(); }
+  std::string status() { return child<ControlStatusLine>(view(), "controlStatus").accessibleName().toStdString(); }
+  QStringList menuOf(const std::string& preset) {
     QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(5, 5), QPoint(50, 50));
-    QApplication::sendEvent(&presetRow(preset), &event);
-    return view().findChild<QMenu*>("presetMenu");
+    QApplication::sendEvent(button(preset).parentWidget(), &event);
+    QStringList entries;
+    for (const QAction* action : child<QMenu>(view(), "presetMenu").actions()) entries << action->text();
+    return entries;
   }
 
   std::unique_ptr<UIHarness> ui;
   std::unique_ptr<MenuBarPanel> panel;
-  int dashboards = 0;
 };
-
-QStringList entriesOf(const QMenu& menu) {
-  QStringList result;
-  for (const QAction* action : menu.actions()) result << action->text();
-  return result;
-}
 
 }  // namespace
 
-TEST_F(MenuBarPath, choosingAPresetTurnsTheFansAndAppleDefaultGivesThemBack) {
+TEST_F(MenuBarPath, choosingAPresetByKeyboardTurnsTheFansAndKeepsTheFocus) {
   open();
-  QTest::mouseClick(&button("Full Blast"), Qt::LeftButton, {}, QPoint(40, 14));
+  EXPECT_EQ(status(), "Apple's firmware drives the fans");
+  button("Apple Default").setFocus(Qt::TabFocusReason);
+  for (int press = 0; press < 4; ++press) QTest::keyClick(QApplication::focusWidget(), Qt::Key_Down);
+  ASSERT_TRUE(button("Full Blast").hasFocus()) << "arrows pass the help buttons";
+  QTest::keyClick(&button("Full Blast"), Qt::Key_Return);
+  ui->run(0.1);
+  EXPECT_FALSE(button("Smart Auto").isEnabled()) << "while the fans are taken";
+  EXPECT_TRUE(button("Apple Default").isEnabled()) << "at any time";
   ASSERT_TRUE(ui->drives());
   ui->run(15);
+  EXPECT_TRUE(button("Full Blast").hasFocus());
+  EXPECT_EQ(status(), "Driving");
   EXPECT_EQ(child<QLabel>(view(), "fanMode0").text(), "Manual");
   EXPECT_EQ(child<FigureLabel>(view(), "fanSpeed0").text().toStdString(),
             std::to_string(ui->model().fans()[0].actualRPM) + " RPM");
-  EXPECT_EQ(button("Full Blast").accessibleDescription(), "Active");
 
-  button("Apple Default").setFocus(Qt::TabFocusReason);
-  QTest::keyClick(&button("Apple Default"), Qt::Key_Return);
+  QTest::mouseClick(&button("Apple Default"), Qt::LeftButton, {}, QPoint(40, 14));
   ASSERT_TRUE(ui->handsBack());
   ui->run(3);
   EXPECT_EQ(child<QLabel>(view(), "fanMode0").text(), "Auto");
-  EXPECT_EQ(button("Full Blast").accessibleDescription(), "");
+  EXPECT_EQ(button("Apple Default").accessibleDescription(), "Active");
 }
 
-TEST_F(MenuBarPath, firstUseOffersTheHelperThenTheTest) {
-  open({.isSetUp = false, .prepare = {}});
-  ASSERT_TRUE(isShown("setUpHelper"));
-  EXPECT_TRUE(isShown("runSupervisedTest"));
+TEST_F(MenuBarPath, firstUseInstallsApprovesAndTests) {
+  open(
+      {.isSetUp = false, .prepare = [](TestPlatform& platform) { platform.serviceManagement.setNeedsApproval(true); }});
   EXPECT_FALSE(child<QPushButton>(view(), "runSupervisedTest").isEnabled());
-  EXPECT_FALSE(button("Full Blast").isEnabled());
-  EXPECT_TRUE(button("Apple Default").isEnabled());
-  auto& info = *presetRow("Full Blast").findChild<PresetInfoButton*>();
-  EXPECT_TRUE(info.isEnabled()) << "the help of a disabled preset stays open";
-  QTest::mouseClick(&info, Qt::LeftButton);
-  auto* description = info.findChild<QLabel*>("presetDescription");
-  ASSERT_NE(description, nullptr);
-  EXPECT_EQ(description->text(),
-            "All fans at their hardware maximum. Use for short bursts of heavy load or quick cool-downs.");
-  description->window()->close();
-
-  click(view(), "openDashboard");
-  EXPECT_EQ(dashboards, 1);
+  EXPECT_EQ(child<QLabel>(view(), "presetNote").text(), "Install and approve the helper first.");
   click(view(), "setUpHelper");
-  ASSERT_TRUE(ui->runUntil([&] { return ui->model().helperState() == HelperInstallState::enabled; }, 10));
   ui->run(0.2);
-  EXPECT_FALSE(isShown("setUpHelper"));
+  EXPECT_EQ(ui->desktop().serviceManagement.counts().settingsOpened, 1);
+  click(view(), "copyCommand");
+  EXPECT_EQ(QApplication::clipboard()->text(), "sudo aerovane-helper --register 1000");
+  ui->desktop().serviceManagement.approve();
+  ASSERT_TRUE(ui->runUntil([&] { return !isShown("setUpHelper"); }, 10));
+
+  ui->setCompetitor(true);
+  ui->run(3);
   click(view(), "runSupervisedTest");
+  ui->run(0.2);
+  ASSERT_TRUE(isShown("noticeBar")) << "beside another utility the test is refused, and says so";
+  click(view(), "dismissError");
+  EXPECT_FALSE(isShown("noticeBar"));
+  ui->setCompetitor(false);
+  ui->run(3);
+  click(view(), "runSupervisedTest");
+  EXPECT_TRUE(isShown("testProgress"));
   ASSERT_TRUE(ui->runUntil([&] { return ui->model().supervisedTestPassed() && !ui->model().isBusy(); }, 60));
   ui->run(0.2);
+  EXPECT_TRUE(ui->allAutomatic());
   EXPECT_FALSE(isShown("runSupervisedTest"));
   EXPECT_TRUE(button("Full Blast").isEnabled());
-  EXPECT_TRUE(ui->allAutomatic());
+  click(view(), "firstRunDone");
+  EXPECT_FALSE(isShown("firstRun"));
 }
 
-TEST_F(MenuBarPath, onlyTheUsersPresetsCanBeDeletedAndOnlyAfterAQuestion) {
-  open();
-  QMenu* menu = openMenu("Full Blast");
-  ASSERT_NE(menu, nullptr);
-  EXPECT_EQ(entriesOf(*menu), QStringList{"Duplicate"});
-  delete menu;
-  ui->model().createCustomPreset();
+TEST_F(MenuBarPath, aPopupMakesWayForTheQuestionBeforeAPresetIsDeleted) {
+  open({}, MenuBarPanel::Kind::popup);
+  ui->model().duplicatePreset(FanPreset::batterySaver());
   FanPreset mine = ui->model().customPresets().back();
   mine.name = "Mine & yours";
   ui->model().savePreset(mine);
-  UIHarness::pumpEvents();
-  menu = openMenu("Mine & yours");
-  ASSERT_NE(menu, nullptr);
-  EXPECT_EQ(entriesOf(*menu), (QStringList{"Duplicate", "Delete"}));
-  menu->actions().at(1)->trigger();
-  auto* question = view().findChild<QMessageBox*>("deleteConfirmation");
-  ASSERT_NE(question, nullptr);
-  EXPECT_EQ(question->text().toStdString(), "Delete “Mine & yours”?");
-  QTest::keyClick(question, Qt::Key_Escape);
-  UIHarness::pumpEvents();
-  EXPECT_NE(presetButton(view(), "Mine & yours"), nullptr);
-  delete view().findChild<QMenu*>("presetMenu");
-
-  openMenu("Mine & yours")->actions().at(1)->trigger();
-  question = view().findChild<QMessageBox*>("deleteConfirmation");
-  ASSERT_NE(question, nullptr);
-  for (QAbstractButton* button : question->buttons()) {
-    if (question->buttonRole(button) == QMessageBox::DestructiveRole) button->click();
-  }
   ui->run(0.2);
-  EXPECT_EQ(presetButton(view(), "Mine & yours"), nullptr);
-}
-
-TEST_F(MenuBarPath, theHistoryTakesThePlaceOfTheRestAndGivesItBack) {
-  open();
-  EXPECT_TRUE(isShown("normalContent"));
-  QTest::keyClick(&child<QPushButton>(view(), "sparklineButton"), Qt::Key_Space);
-  EXPECT_TRUE(view().isHistoryExpanded());
-  EXPECT_FALSE(isShown("normalContent"));
-  EXPECT_EQ(child<QToolButton>(view(), "expandHistory").toolTip(), "Collapse session chart");
-  click(view(), "expandHistory");
-  EXPECT_TRUE(isShown("normalContent"));
-  EXPECT_EQ(child<QToolButton>(view(), "expandHistory").toolTip(), "Expand session chart");
+  EXPECT_EQ(menuOf("Full Blast"), QStringList{"Duplicate"});
+  delete view().findChild<QMenu*>("presetMenu");
+  EXPECT_EQ(menuOf("Mine & yours"), (QStringList{"Duplicate", "Delete"}));
+  child<QMenu>(view(), "presetMenu").actions().at(1)->trigger();
+  UIHarness::pumpEvents();
+  EXPECT_FALSE(panel->isVisible());
+  auto& question = child<QWidget>(view(), "deleteConfirmation");
+  EXPECT_TRUE(question.isVisible());
+  EXPECT_EQ(child<QLabel>(question, "questionTitle").text().toStdString(), "Delete “Mine & yours”?");
+  click(question, "confirmDelete");
+  ui->run(0.2);
+  EXPECT_EQ(ui->model().customPresets().size(), 2U);
 }
 
 }  // namespace halcyra::test

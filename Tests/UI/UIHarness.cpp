@@ -146,6 +146,7 @@ bool UIHarness::handsBack() {
 ViewContext UIHarness::context() {
   ViewContext context;
   context.model = model_;
+  context.drafts = std::make_shared<PresetDrafts>(doubles_->userDefaults, doubles_->platform.dispatch.mainQueue());
   return context;
 }
 

@@ -1,7 +1,5 @@
 #include <QApplication>
-#include <QComboBox>
 #include <QLabel>
-#include <QPushButton>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -88,7 +86,8 @@ TEST_F(ApplicationPath, aPresetChosenInThePanelShowsInTheDashboardAndAConflictIn
   chooseInPanel("Full Blast");
   EXPECT_EQ(text(*dashboard, "activePresetName"), "Full Blast");
   EXPECT_EQ(button("Full Blast").accessibleDescription(), "Active");
-  auto& error = child<QLabel>(*dashboard, "error");
+  auto& error = child<QWidget>(*dashboard, "noticeBar");
+  auto& dashboardConflict = child<QWidget>(*dashboard, "conflict");
   const auto dashboardMode = [&] { return text(child<QWidget>(*dashboard, "fanCard1"), "fanMode"); };
   ui.run(2.5);
   EXPECT_EQ(dashboardMode(), "Manual");
@@ -97,11 +96,12 @@ TEST_F(ApplicationPath, aPresetChosenInThePanelShowsInTheDashboardAndAConflictIn
   ASSERT_TRUE(ui.handsBack());
   ui.run(2.5);
   EXPECT_TRUE(conflict.isVisible());
-  bool isNamed = false;
-  for (const QLabel* const label : conflict.findChildren<QLabel*>()) {
-    isNamed = isNamed || label->text().endsWith(" helper conflict");
+  EXPECT_TRUE(dashboardConflict.isVisible());
+  EXPECT_TRUE(text(conflict, "conflictTitle").endsWith(" helper conflict"));
+  for (QWidget* const window : {dashboard, static_cast<QWidget*>(&panel())}) {
+    const QString line = child<QWidget>(*window, "controlStatus").accessibleName();
+    EXPECT_TRUE(line.startsWith("Paused: ") && line.endsWith(" is running")) << line.toStdString();
   }
-  EXPECT_TRUE(isNamed);
   EXPECT_EQ(dashboardMode(), "Automatic");
   EXPECT_EQ(text(panel(), "fanMode1"), "Auto");
   EXPECT_FALSE(error.isVisible()) << "the conflict's own notice says it, not a second error";
@@ -114,34 +114,6 @@ TEST_F(ApplicationPath, aPresetChosenInThePanelShowsInTheDashboardAndAConflictIn
   EXPECT_FALSE(conflict.isVisible());
   EXPECT_EQ(dashboardMode(), "Manual");
   EXPECT_EQ(text(*dashboard, "activePresetName"), "Full Blast");
-}
-
-TEST_F(ApplicationPath, fromThePanelToMonitoringOnly) {
-  chooseInPanel("Full Blast");
-  click(panel(), "openSettings");
-  QWidget* const settings = shownWindow("settings");
-  ASSERT_NE(settings, nullptr);
-  auto& owner = child<QComboBox>(*settings, "ownerPicker");
-  owner.setFocus();
-  QTest::keyClick(&owner, Qt::Key_Down);
-  ASSERT_TRUE(ui.handsBack());
-
-  EXPECT_EQ(text(*settings, "ownerDetail").toStdString(), detail(FanControlOwnership::anotherApp));
-  scenes->openPanel();
-  ui.run(0.2);
-  EXPECT_TRUE(child<QWidget>(panel(), "anotherApp").isVisible());
-  EXPECT_FALSE(button("Full Blast").isEnabled());
-  const std::size_t writes = ui.loop.writes.size();
-  QTest::mouseClick(&button("Full Blast"), Qt::LeftButton, {}, QPoint(40, 14));
-  ui.run(20);
-  EXPECT_TRUE(ui.allAutomatic());
-  EXPECT_EQ(ui.loop.writes.size(), writes) << "a monitor writes nothing";
-  EXPECT_EQ(text(panel(), "fanMode0"), "Auto");
-
-  QTest::keyClick(&owner, Qt::Key_Up);
-  EXPECT_TRUE(ui.runUntil([&] { return ui.allManual(); }, 30));
-  ui.run(0.2);
-  EXPECT_FALSE(child<QWidget>(panel(), "anotherApp").isVisible());
 }
 
 TEST_F(ApplicationPath, closingEveryWindowLeavesControlRunningAndQuittingHandsBackFirst) {

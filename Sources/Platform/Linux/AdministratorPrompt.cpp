@@ -73,8 +73,8 @@ void AdministratorPrompt::ask() {
   pid_t process = -1;
   // Not from a shell: pkexec names the process that it was started by to polkit, which must still be there.
   if (::posix_spawn(&process, promptProgram, nullptr, nullptr, arguments.data(), environ) != 0) {
-    throw ServiceManagementError(
-        fmt::format("An administrator registers the helper with: sudo aerovane-helper --register {}", userID_));
+    throw ServiceManagementError(fmt::format("An administrator registers the helper with: sudo {} --register {}",
+                                             helperProgram_.string(), userID_));
   }
   logger_.log("asking an administrator to register the helper");
   const std::lock_guard lock(mutex_);

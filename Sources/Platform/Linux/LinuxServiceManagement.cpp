@@ -38,6 +38,21 @@ std::string quoted(const std::string& argument) {
   return result + '"';
 }
 
+/// One word of a shell's command line.
+std::string shellWord(const std::string& text) {
+  constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_/.+,:@%";
+  if (!text.empty() && text.find_first_not_of(plain) == std::string::npos) return text;
+  std::string result = "'";
+  for (const char character : text) {
+    if (character == '\'') {
+      result += "'\\''";
+    } else {
+      result += character;
+    }
+  }
+  return result + "'";
+}
+
 /// The Exec value of a desktop entry: percent signs start field codes, and the value is a string with escapes itself.
 std::string desktopCommand(const std::string& program) {
   std::string result;
@@ -187,7 +202,8 @@ void LinuxServiceManagement::unregisterDaemon(const std::string& plistName) {
     throw ServiceManagementError(fmt::format("The daemon “{}” is not registered.", plistName));
   }
   if (options_.askAdministrator && registration) {
-    throw ServiceManagementError("An administrator removes the helper with: sudo aerovane-helper --unregister");
+    throw ServiceManagementError(fmt::format("An administrator removes the helper with: sudo {} --unregister",
+                                             shellWord(options_.helperProgram.string())));
   }
   // First what starts it, so that a failure half-way leaves nothing that could be started.
   if (!isActivationPackaged(plistName)) {
@@ -240,9 +256,18 @@ void LinuxServiceManagement::openSystemSettingsLoginItems() {
     }
     return;
   }
-  const std::string folder =
-      options_.layout.folder ? fmt::format(" --runtime-dir {}", options_.layout.folder->string()) : std::string();
-  logger_.log(fmt::format("an administrator approves the helper with: aerovane{} --approve-helper", folder));
+  logger_.log(fmt::format("the helper is approved with: {}", approvalCommand()));
+}
+
+std::string LinuxServiceManagement::approvalCommand() const {
+  // By its whole path: the helper is not among the programs that a shell finds.
+  const std::string program = shellWord(options_.helperProgram.string());
+  if (options_.layout.folder) {
+    // Not as root, which rightly does not believe a record that another user could have written.
+    return fmt::format("{} --runtime-dir {} --register {}", program, shellWord(options_.layout.folder->string()),
+                       options_.userID);
+  }
+  return fmt::format("sudo {} --register {}", program, options_.userID);
 }
 
 int LinuxServiceManagement::mainAppStatus() const {

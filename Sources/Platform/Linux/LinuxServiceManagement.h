@@ -56,6 +56,10 @@ class LinuxServiceManagement : public ServiceManagement {
   /// started from now on, also after being registered again. Throws when nothing is registered.
   void approve(const std::string& plistName);
 
+  /// What has to be typed into a terminal to have the helper registered and approved for `userID`: by an administrator
+  /// on a machine whose records are the system's, else by the user whose records they are.
+  std::string approvalCommand() const;
+
  private:
   std::filesystem::path activationFile(const std::string& plistName) const;
   bool isActivationPackaged(const std::string& plistName) const;

@@ -42,7 +42,7 @@ void QtWorkspace::activateApplication() {
 
 void QtWorkspace::showWarning(const std::string& message, const std::string& informativeText,
                               const std::string& button) {
-  QMessageBox box(QMessageBox::Warning, QStringLiteral("Aerovane"), QString::fromStdString(message),
+  QMessageBox box(QMessageBox::NoIcon, QStringLiteral("Aerovane"), QString::fromStdString(message),
                   QMessageBox::NoButton, QApplication::activeWindow());
   box.setObjectName(QStringLiteral("warning"));
   box.setInformativeText(QString::fromStdString(informativeText));

@@ -115,7 +115,7 @@ void UpdateFeed::showResult(const QByteArray& content) {
 }
 
 void UpdateFeed::show(const QString& message, const QString& informativeText) {
-  auto* box = new QMessageBox(QMessageBox::Information, QStringLiteral("Aerovane"), message, QMessageBox::Ok,
+  auto* box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("Aerovane"), message, QMessageBox::Ok,
                               QApplication::activeWindow());
   box->setObjectName(QStringLiteral("updateResult"));
   box->setAttribute(Qt::WA_DeleteOnClose);

@@ -3,6 +3,8 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
+#include <QKeyEvent>
+#include <QLineEdit>
 #include <QPixmap>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -55,6 +57,8 @@ class Photographer : public QObject {
     plan([this] { save("dashboard", "dashboard"); });
     plan([] { scroll(true); });
     plan([this] { save("dashboard", "dashboard-editor"); });
+    plan([] { editName(); });
+    plan([this] { save("dashboard", "dashboard-draft"); });
     plan([] {
       scroll(false);
       press("rawThermals");
@@ -103,6 +107,17 @@ class Photographer : public QObject {
     const QWidget* const shown = window("dashboard");
     auto* const detail = shown != nullptr ? shown->findChild<QScrollArea*>(QStringLiteral("detail")) : nullptr;
     if (detail != nullptr) detail->verticalScrollBar()->setValue(toEnd ? detail->verticalScrollBar()->maximum() : 0);
+  }
+
+  /// Leaves the edited preset with a change that is not saved. Only where the editor is shown.
+  static void editName() {
+    const QWidget* const shown = window("dashboard");
+    auto* const name = shown != nullptr ? shown->findChild<QLineEdit*>(QStringLiteral("presetName")) : nullptr;
+    if (name == nullptr || !name->isVisible()) return;
+    name->setFocus();
+    name->end(false);
+    QKeyEvent typed(QEvent::KeyPress, Qt::Key_2, Qt::NoModifier, QStringLiteral(" 2"));
+    QCoreApplication::sendEvent(name, &typed);
   }
 
   static void press(const char* name) {

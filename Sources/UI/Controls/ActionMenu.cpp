@@ -3,6 +3,7 @@
 #include <QPaintEvent>
 #include <QPainter>
 
+#include "UI/Compositor.h"
 #include "UI/Theme.h"
 
 namespace halcyra {
@@ -18,6 +19,10 @@ constexpr double itemRadius = 5;
 
 ActionMenu::ActionMenu(QWidget* parent) : QMenu(parent) {
   setAttribute(Qt::WA_DeleteOnClose);
+  if (!showsTransparency()) return;
+  setProperty("round", true);
+  setWindowFlag(Qt::FramelessWindowHint);
+  setAttribute(Qt::WA_TranslucentBackground);
 }
 
 QAction* ActionMenu::addDestructive(const QString& text) {

@@ -4,11 +4,15 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "UI/Compositor.h"
+
 namespace halcyra {
 
 Popover::Popover(QWidget* content, QWidget* parent) : QFrame(parent, Qt::Popup | Qt::FramelessWindowHint) {
   setObjectName(QStringLiteral("popover"));
   setAttribute(Qt::WA_DeleteOnClose);
+  setProperty("square", !showsTransparency());
+  setAttribute(Qt::WA_TranslucentBackground, showsTransparency());
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(14, 12, 14, 12);
   layout->addWidget(content);
