@@ -1,10 +1,9 @@
 #include "UI/QuitNotice.h"
 
-#include <utility>
-
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <utility>
 
 namespace halcyra {
 

@@ -9,20 +9,19 @@
 
 #include "Helpers/FanControlProcessLock.h"
 #include "Support/ScriptWords.h"
-#include "XPC/FanControlHelperSelector.h"
 #include "XPC/HelperXPCError.h"
 
 namespace halcyra::test {
 
 /// Takes the handlers; what a bus does with them is done by hand.
-class HelperRig::Listener : public MachServiceListener {
+class HelperRig::Listener : public FanControlHelperListener {
  public:
-  void setMessageHandler(MessageHandler handler) override { message = std::move(handler); }
+  void setService(std::weak_ptr<FanControlHelperService> of) override { service = std::move(of); }
   void setClientGoneHandler(std::function<void(const std::string&)> handler) override { gone = std::move(handler); }
   void setLostHandler(std::function<void()> handler) override { lost = std::move(handler); }
   void resume() override {}
 
-  MessageHandler message;
+  std::weak_ptr<FanControlHelperService> service;
   std::function<void(const std::string&)> gone;
   std::function<void()> lost;
 };
@@ -63,7 +62,7 @@ void HelperRig::kill() {
   endedDrivers_.push_back(std::move(iokit_));
 }
 
-MachServiceCaller HelperRig::caller(char name) {
+FanControlHelperCaller HelperRig::caller(char name) {
   switch (name) {
     case '0':
       return {":1.0", 0, 100};
@@ -78,7 +77,7 @@ MachServiceCaller HelperRig::caller(char name) {
 
 void HelperRig::send(char from, const std::string& selector, const PropertyList& arguments, Reply reply) {
   process->mainQueue().async([this, who = caller(from), selector, arguments, reply = std::move(reply)] {
-    listener_->message(who, selector, arguments, reply);
+    if (const auto service = listener_->service.lock()) deliverMessage(*service, who, selector, arguments, reply);
   });
 }
 
@@ -292,7 +291,7 @@ std::shared_ptr<HelperScript::Answer> HelperScript::send(const Words& words) {
                                  : Selector::setFanTargetRPM;
   }
   auto answer = std::make_shared<Answer>();
-  rig_.send(words.at(1)[0], std::string(selector), arguments, [answer](const MachServiceReply& reply) {
+  rig_.send(words.at(1)[0], std::string(selector), arguments, [answer](const HelperReply& reply) {
     ++answer->count;
     answer->reply = reply;
   });

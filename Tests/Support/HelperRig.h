@@ -9,6 +9,7 @@
 
 #include "Daemon/HelperDaemon.h"
 #include "Support/CapturingLogSink.h"
+#include "Support/HelperMessages.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/VirtualMacIOKit.h"
 #include "Support/VirtualScheduler.h"
@@ -29,7 +30,7 @@ struct AcceptedWrite {
 class HelperRig {
  public:
   static constexpr std::uint32_t registeredUser = 501;
-  using Reply = std::function<void(const MachServiceReply&)>;
+  using Reply = std::function<void(const HelperReply&)>;
 
   HelperRig();
   ~HelperRig();
@@ -41,7 +42,7 @@ class HelperRig {
   /// It ends as by SIGKILL.
   void kill();
   /// '0' the superuser, '1' and '2' connections of the registered user, '3' a stranger.
-  static MachServiceCaller caller(char name);
+  static FanControlHelperCaller caller(char name);
   void send(char caller, const std::string& selector, const PropertyList& arguments, Reply reply);
   void clientGone(char caller);
   void busLost();
@@ -96,7 +97,7 @@ class HelperScript {
  private:
   struct Answer {
     int count = 0;
-    MachServiceReply reply;
+    HelperReply reply;
   };
 
   std::string play(const std::string& text);

@@ -30,6 +30,7 @@
 #include "Programs/Aerovane/Screenshots.h"
 #include "UI/Application.h"
 #include "UI/Motion.h"
+#include "UI/QuitNotice.h"
 #include "UI/Style.h"
 #include "XPC/FanControlXPC.h"
 
@@ -89,13 +90,23 @@ class Desktop {
       : line_(line), linux_(platformOptions(layout)), updater_(feedAddress(), AEROVANE_VERSION) {
     model_ = AppModel::make(linux_.platform());
     AppDelegateSurroundings surroundings;
-    surroundings.terminate = [] { QCoreApplication::exit(0); };
+    surroundings.terminate = [this] { QCoreApplication::exit(status_); };
     surroundings.standardOutput = [](const std::string& text) { std::cout << text << std::flush; };
     surroundings.standardError = [](const std::string& text) { std::cerr << text << std::flush; };
     surroundings.startUpdates = [this] {
       updates_ = std::make_unique<UpdateManager>(updater_, [](const Warning& warning) {
         QtWorkspace::showWarning(warning.message, warning.informativeText, warning.button);
       });
+    };
+    surroundings.waitsForHandBack = [this] { quitNotice_.showWaiting(); };
+    surroundings.handBackFailed = [this](const std::string& failure) {
+      status_ = 1;
+      std::cerr << "aerovane: " << failure << std::endl;
+      if (isAttended_) {
+        quitNotice_.showFailure(failure);
+      } else {
+        QCoreApplication::exit(status_);
+      }
     };
     delegate_ = std::make_shared<AppDelegate>(linux_.platform(), model_, LaunchFlags{false, line.installHelper},
                                               std::move(surroundings));
@@ -123,6 +134,12 @@ class Desktop {
 
   void quit() {
     if (delegate_->applicationShouldTerminate() == TerminateReply::terminateNow) QCoreApplication::exit(0);
+  }
+
+  /// The same where nobody is there to read a window: a signal, the end of the time asked for.
+  void quitUnattended() {
+    isAttended_ = false;
+    quit();
   }
 
   void showDashboard() {
@@ -166,7 +183,7 @@ class Desktop {
       takeScreenshots(*scenes_, *line_.screenshots, [this] { quit(); });
     }
     if (line_.seconds) {
-      end_ = mainQueue_.startTimer(Seconds{*line_.seconds}, Seconds{0}, Seconds{0}, [this] { quit(); });
+      end_ = mainQueue_.startTimer(Seconds{*line_.seconds}, Seconds{0}, Seconds{0}, [this] { quitUnattended(); });
     }
   }
 
@@ -208,6 +225,9 @@ class Desktop {
   std::unique_ptr<QTimer> steps_;
   std::unique_ptr<Timer> end_;
   bool testWasStarted_ = false;
+  bool isAttended_ = true;
+  int status_ = 0;
+  QuitNotice quitNotice_{[this] { QCoreApplication::exit(1); }};
 };
 
 }  // namespace
@@ -242,8 +262,8 @@ int runDesktop(const CommandLine& line, const RuntimeLayout& layout, int& argc, 
     desktop.showDashboard();
   });
   QObject::connect(&application, &QGuiApplication::commitDataRequest, &application,
-                   [&](QSessionManager&) { desktop.quit(); });
-  const SignalWatcher watcher(desktop.mainQueue(), {SIGINT, SIGTERM, SIGHUP}, [&](int) { desktop.quit(); });
+                   [&](QSessionManager&) { desktop.quitUnattended(); });
+  const SignalWatcher watcher(desktop.mainQueue(), {SIGINT, SIGTERM, SIGHUP}, [&](int) { desktop.quitUnattended(); });
   return desktop.start() ? QApplication::exec() : 2;
 }
 
