@@ -10,8 +10,6 @@
 namespace halcyra::benchmarks {
 namespace {
 
-constexpr double pollingInterval = 2.0;
-
 /// The console application under Smart Auto for `state.range(0)` seconds after a warm-up.
 void consoleFootprint(benchmark::State& state) {
   const MachineUnderTest machine;

@@ -18,7 +18,7 @@
 
 namespace halcyra {
 
-namespace benchmarks {
+namespace benchmarks::history {
 namespace {
 
 constexpr int sensorCount = 120;
@@ -111,5 +111,5 @@ void historyOfTwelveHours(benchmark::State& state) {
 BENCHMARK(historyOfTwelveHours)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 }  // namespace
-}  // namespace benchmarks
+}  // namespace benchmarks::history
 }  // namespace halcyra

@@ -7,6 +7,9 @@
 
 namespace halcyra::benchmarks {
 
+/// Seconds between two polls, as the application starts with it.
+inline constexpr double pollingInterval = 2.0;
+
 /// A `virtual-mac` process in a temporary folder, for as long as this object lives.
 class MachineUnderTest {
  public:

@@ -29,8 +29,6 @@
 namespace halcyra::benchmarks {
 namespace {
 
-constexpr double pollingInterval = 2.0;
-
 double threadSeconds() {
   timespec time{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);

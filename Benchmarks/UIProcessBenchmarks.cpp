@@ -21,7 +21,6 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr double pollingInterval = 2.0;
 constexpr const char* dashboardTitle = "Aerovane";
 
 /// A machine, a display, and the application on both under Smart Auto.
