@@ -8,6 +8,10 @@
 
 namespace halcyra {
 
+/// The bus itself, as a service and as the sender of signals; nobody else can have the name.
+inline constexpr const char* busDriverName = "org.freedesktop.DBus";
+inline constexpr const char* busDriverPath = "/org/freedesktop/DBus";
+
 struct BusCallTarget {
   std::string service;
   std::string path;

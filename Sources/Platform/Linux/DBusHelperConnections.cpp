@@ -10,7 +10,6 @@
 #include "fmt/format.h"
 
 #include "Platform/Linux/HelperBusCoding.h"
-#include "Platform/Linux/HelperBusNames.h"
 #include "Platform/Linux/HelperProxy.h"
 #include "Platform/Precondition.h"
 
@@ -33,7 +32,7 @@ bool meansInvalid(std::string_view name) {
 /// Errors that say that a call will not be answered, and that the next one may be.
 bool meansInterrupted(std::string_view name) {
   return name == "org.freedesktop.DBus.Error.NoReply" || name == "org.freedesktop.DBus.Error.Timeout" ||
-         name == "org.freedesktop.DBus.Error.TimedOut" || name == limitsExceededName;
+         name == "org.freedesktop.DBus.Error.TimedOut" || name == HelperBusCoding::limitsExceeded;
 }
 
 /// One call that is out: the generated proxy tells its replies by their method alone. Bus thread only.
@@ -42,7 +41,7 @@ class HelperCall final : public sdbus::ProxyInterfaces<com::norwick::Halcyra::he
   using Done = std::function<void(const Dictionary&, const sdbus::Error*)>;
 
   HelperCall(sdbus::IConnection& connection, Done done)
-      : ProxyInterfaces(connection, INTERFACE_NAME, helperObjectPath), done_(std::move(done)) {}
+      : ProxyInterfaces(connection, INTERFACE_NAME, HelperBusCoding::objectPath), done_(std::move(done)) {}
 
  private:
   void onStatusReply(const Dictionary& status, const sdbus::Error* error) override { done_(status, error); }

@@ -13,9 +13,9 @@
 
 #include "fmt/format.h"
 
+#include "Platform/Linux/BusCall.h"
 #include "Platform/Linux/HelperAdaptor.h"
 #include "Platform/Linux/HelperBusCoding.h"
-#include "Platform/Linux/HelperBusNames.h"
 #include "Platform/Linux/MessageAdmission.h"
 #include "XPC/HelperXPCError.h"
 
@@ -51,7 +51,7 @@ class HelperObject final : public sdbus::AdaptorInterfaces<Adaptor> {
  public:
   /// `arrive` does not throw.
   HelperObject(sdbus::IConnection& connection, std::function<void(Arrival)> arrive)
-      : AdaptorInterfaces(connection, helperObjectPath), arrive_(std::move(arrive)) {
+      : AdaptorInterfaces(connection, HelperBusCoding::objectPath), arrive_(std::move(arrive)) {
     registerAdaptor();
   }
   ~HelperObject() { unregisterAdaptor(); }
@@ -60,7 +60,6 @@ class HelperObject final : public sdbus::AdaptorInterfaces<Adaptor> {
 
  private:
   using DictionaryResult = sdbus::Result<Dictionary>;
-  using ErrorResult = sdbus::Result<>;
 
   void Status(DictionaryResult&& result) override {
     take(std::move(result), Effect::none, {}, [](auto& to, auto& from, auto reply) { to.status(from, reply); });
@@ -69,7 +68,7 @@ class HelperObject final : public sdbus::AdaptorInterfaces<Adaptor> {
     take(std::move(result), Effect::begins, id,
          [id](auto& to, auto& from, auto reply) { to.beginSession(from, id, reply); });
   }
-  void Heartbeat(ErrorResult&& result, std::string id) override {
+  void Heartbeat(sdbus::Result<>&& result, std::string id) override {
     take(std::move(result), Effect::none, id,
          [id](auto& to, auto& from, auto reply) { to.heartbeat(from, id, reply); });
   }
@@ -84,11 +83,11 @@ class HelperObject final : public sdbus::AdaptorInterfaces<Adaptor> {
   void ResetAll(DictionaryResult&& result, std::string id) override {
     take(std::move(result), Effect::none, id, [id](auto& to, auto& from, auto reply) { to.resetAll(from, id, reply); });
   }
-  void EndSession(ErrorResult&& result, std::string id) override {
+  void EndSession(sdbus::Result<>&& result, std::string id) override {
     take(std::move(result), Effect::ends, id,
          [id](auto& to, auto& from, auto reply) { to.endSession(from, id, reply); });
   }
-  void PrepareForUninstall(ErrorResult&& result) override {
+  void PrepareForUninstall(sdbus::Result<>&& result) override {
     take(std::move(result), Effect::ends, {},
          [](auto& to, auto& from, auto reply) { to.prepareForUninstall(from, reply); });
   }
@@ -195,7 +194,7 @@ class DBusHelperListener::State : public std::enable_shared_from_this<State> {
                                                              : admission_.refusal(message.sender, clock_.steadyNow());
     if (refusal) {
       noteRefusal(message.sender, *refusal);
-      send(message, nullptr, sdbus::Error(limitsExceededName, *refusal));
+      send(message, nullptr, sdbus::Error(HelperBusCoding::limitsExceeded, *refusal));
       return;
     }
     const std::string sender = message.sender;

@@ -133,7 +133,7 @@ sdbus::Error HelperBusCoding::encoded(const Error& error) {
 Error HelperBusCoding::decoded(const sdbus::Error& error) {
   Error result = parsedName(error.getName());
   const std::string& text = error.getMessage();
-  if (text != standardText(result)) result.userInfo.emplace(localizedDescriptionKey, text);
+  if (!text.empty() && text != standardText(result)) result.userInfo.emplace(localizedDescriptionKey, text);
   return result;
 }
 

@@ -10,6 +10,11 @@
 /// What the helper answers with, as it travels on a message bus.
 namespace halcyra::HelperBusCoding {
 
+/// The helper's object; its bus name is its interface's.
+inline constexpr const char* objectPath = "/com/norwick/Halcyra/helper";
+/// The error of a message that was not taken on.
+inline constexpr const char* limitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
+
 using Dictionary = std::map<std::string, sdbus::Variant>;
 
 /// Booleans as `b`, integers `x`, numbers `d`, strings `s`, dictionaries `a{sv}`, arrays of dictionaries `aa{sv}`,

@@ -8,7 +8,6 @@
 #include "fmt/format.h"
 
 #include "Platform/Linux/BusCall.h"
-#include "Platform/Linux/HelperBusNames.h"
 #include "sdbus-c++/sdbus-c++.h"
 
 namespace halcyra {
