@@ -13,6 +13,7 @@
 #include "App/AppModelState.h"
 #include "App/Control/ControlStatus.h"
 #include "App/HistorySample.h"
+#include "App/ModelView.h"
 #include "App/Published.h"
 #include "Client/HelperClient.h"
 #include "Client/TelemetryPoller.h"
@@ -113,6 +114,8 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   const std::optional<std::string>& lastError() const { return *lastError_; }
   /// Fan control is being taken, tested or handed back.
   bool isBusy() const { return *isBusy_; }
+  /// What the windows show of all this at this moment.
+  ModelView view() const;
   /// What drives the fans now, and what is missing when the selected preset does not.
   ControlStatus controlStatus() const;
   bool supervisedTestPassed() const { return *supervisedTestPassed_; }

@@ -7,7 +7,7 @@
 
 #include "fmt/format.h"
 
-#include "App/AppModel.h"
+#include "App/ModelView.h"
 
 namespace halcyra {
 
@@ -28,20 +28,20 @@ std::string speedText(std::int64_t rpm) {
 
 }  // namespace
 
-std::string menuBarTitle(const AppModel& model) {
-  std::vector<FanInfo> fans = model.fans();
+std::string menuBarTitle(const ModelView& view) {
+  std::vector<FanInfo> fans = view.fans;
   std::sort(fans.begin(), fans.end(), [](const FanInfo& a, const FanInfo& b) { return a.index < b.index; });
   std::string title;
   std::string speeds;
   for (const FanInfo& fan : fans) {
-    const auto zone = model.fanControlTemperatures().find(fan.index);
-    if (zone != model.fanControlTemperatures().end()) {
+    const auto zone = view.fanControlTemperatures.find(fan.index);
+    if (zone != view.fanControlTemperatures.end()) {
       title += (title.empty() ? "" : " ") + zoneLetter(fan.index) + wholeDegrees(zone->second);
     }
     speeds += (speeds.empty() ? "" : "·") + speedText(fan.actualRPM);
   }
   if (title.empty()) {
-    title = model.displayTemperature() ? wholeDegrees(*model.displayTemperature()) : "Fan";
+    title = view.displayTemperature ? wholeDegrees(*view.displayTemperature) : "Fan";
   }
   return speeds.empty() ? title : title + " " + speeds;
 }

@@ -4,9 +4,9 @@
 
 namespace halcyra {
 
-class AppModel;
+struct ModelView;
 
 /// The text beside the menu bar icon: the temperature of each fan zone, or the displayed one, and the fan speeds.
-std::string menuBarTitle(const AppModel& model);
+std::string menuBarTitle(const ModelView& view);
 
 }  // namespace halcyra

@@ -138,7 +138,7 @@ void HalcyraApp::startTray() {
 }
 
 void HalcyraApp::updateTray() {
-  const QString title = QString::fromStdString(menuBarTitle(*context_.model));
+  const QString title = QString::fromStdString(menuBarTitle(context_.model->view()));
   if (trayTitle_->text() == title) return;
   trayTitle_->setText(title);
   tray_->setToolTip(title);

@@ -129,8 +129,8 @@ QWidget* ExpandedSensorHistoryView::makeFigures() {
   return row;
 }
 
-void ExpandedSensorHistoryView::refresh(const AppModel& model, const std::string& selectedSensorID) {
-  refresh(SessionHistory::of(model), selectedSensorID);
+void ExpandedSensorHistoryView::refresh(const ModelView& view, const std::string& selectedSensorID) {
+  refresh(SessionHistory::of(view), selectedSensorID);
 }
 
 void ExpandedSensorHistoryView::refresh(const SessionHistory& history, const std::string& selectedSensorID) {

@@ -27,7 +27,7 @@ class ExpandedSensorHistoryView : public QWidget {
   explicit ExpandedSensorHistoryView(QWidget* parent = nullptr);
 
   /// Shows the model's present history. Touches only what has changed.
-  void refresh(const AppModel& model, const std::string& selectedSensorID);
+  void refresh(const ModelView& view, const std::string& selectedSensorID);
   void refresh(const SessionHistory& history, const std::string& selectedSensorID);
 
  signals:

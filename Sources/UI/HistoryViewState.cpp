@@ -59,8 +59,8 @@ std::optional<std::string> figureText(const std::optional<double>& value) {
 
 }  // namespace
 
-SessionHistory SessionHistory::of(const AppModel& model) {
-  return {model.history(), model.sensorHistory(), model.sensorReadings(), model.fans()};
+SessionHistory SessionHistory::of(const ModelView& view) {
+  return {*view.history, *view.sensorHistory, *view.sensorReadings, view.fans};
 }
 
 ExpandedSensorHistoryState ExpandedSensorHistory::update(const SessionHistory& history,
@@ -134,8 +134,8 @@ std::vector<ExpandedSensorHistoryState::FanRow> ExpandedSensorHistory::fanRows(c
   return rows;
 }
 
-ExpandedSensorHistoryState makeExpandedSensorHistoryState(const AppModel& model, const std::string& selectedSensorID) {
-  return ExpandedSensorHistory().update(SessionHistory::of(model), selectedSensorID);
+ExpandedSensorHistoryState makeExpandedSensorHistoryState(const ModelView& view, const std::string& selectedSensorID) {
+  return ExpandedSensorHistory().update(SessionHistory::of(view), selectedSensorID);
 }
 
 }  // namespace halcyra

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "App/AppModel.h"
+#include "App/ModelView.h"
 #include "UI/Downsampling.h"
 #include "UI/HistorySeries.h"
 
@@ -16,11 +16,11 @@ namespace halcyra {
 /// What the charts are drawn from. Refers to values that outlive it.
 struct SessionHistory {
   const std::vector<HistorySample>& samples;
-  const AppModel::SensorHistory& sensorSeries;
+  const ModelView::SensorHistory& sensorSeries;
   const std::vector<SensorReading>& readings;
   const std::vector<FanInfo>& fans;
 
-  static SessionHistory of(const AppModel& model);
+  static SessionHistory of(const ModelView& view);
 };
 
 /// One entry of the picker.
@@ -88,6 +88,6 @@ class ExpandedSensorHistory {
   std::vector<std::int64_t> peakSpeeds_;
 };
 
-ExpandedSensorHistoryState makeExpandedSensorHistoryState(const AppModel& model, const std::string& selectedSensorID);
+ExpandedSensorHistoryState makeExpandedSensorHistoryState(const ModelView& view, const std::string& selectedSensorID);
 
 }  // namespace halcyra

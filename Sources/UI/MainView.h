@@ -62,7 +62,7 @@ class MainView : public QWidget {
   void refresh();
   void apply(const MainViewState& state);
   void applyFans(const std::vector<FanCardState>& fans);
-  void followActivePreset();
+  void followActivePreset(const FanPreset& active);
   /// As when the view was first shown.
   void reset();
   void setNarrow(bool narrow);

@@ -30,17 +30,17 @@ constexpr int pageEndMargin = 20;
 
 void MainView::refresh() {
   if (!isVisible()) return;
-  presets_->apply(makePresetListState(*model_));
-  followActivePreset();
-  apply(makeMainViewState(*model_));
-  gauge_->setSamplingInterval(model_->pollingInterval());
-  gauge_->setTemperature(model_->displayTemperature());
-  if (rawThermals_->isChecked()) metrics_->refresh(*model_);
-  history_->setSamples(model_->history());
+  const ModelView view = model_->view();
+  presets_->apply(makePresetListState(view));
+  followActivePreset(view.activePreset);
+  apply(makeMainViewState(view));
+  gauge_->setSamplingInterval(view.pollingInterval);
+  gauge_->setTemperature(view.displayTemperature);
+  if (rawThermals_->isChecked()) metrics_->refresh(view);
+  history_->setSamples(*view.history);
 }
 
-void MainView::followActivePreset() {
-  const FanPreset& active = model_->activePreset();
+void MainView::followActivePreset(const FanPreset& active) {
   if (!followedID_) {
     editor_->setPreset(firstEditingPreset(active));
   } else if (*followedID_ != active.id && active.kind == PresetKind::custom) {

@@ -39,22 +39,22 @@ FanCardState makeFanCardState(const FanInfo& fan, const std::optional<double>& t
   return card;
 }
 
-MainViewState makeMainViewState(const AppModel& model) {
-  const FanPreset& active = model.activePreset();
+MainViewState makeMainViewState(const ModelView& view) {
+  const FanPreset& active = view.activePreset;
   MainViewState state;
   state.title = active.name;
   if (active.subtitle()) state.subtitle = std::string(*active.subtitle());
-  state.helper = std::string(rawValue(model.helperState()));
-  state.helperIsApproved = model.helperState() == HelperInstallState::enabled;
-  state.error = model.visibleError();
-  state.hottest = temperatureText(model.displayTemperature(), "—");
-  state.isCritical = model.criticalThermalOverrideActive();
-  for (const FanInfo& fan : model.fans()) {
-    state.fans.push_back(makeFanCardState(fan, entry(model.fanControlTemperatures(), fan.index),
-                                          entry(model.fanControlDrivers(), fan.index)));
+  state.helper = std::string(rawValue(view.helperState));
+  state.helperIsApproved = view.helperState == HelperInstallState::enabled;
+  state.error = view.visibleError;
+  state.hottest = temperatureText(view.displayTemperature, "—");
+  state.isCritical = view.criticalThermalOverrideActive;
+  for (const FanInfo& fan : view.fans) {
+    state.fans.push_back(
+        makeFanCardState(fan, entry(view.fanControlTemperatures, fan.index), entry(view.fanControlDrivers, fan.index)));
   }
   state.showsEditor = active.kind == PresetKind::custom;
-  state.controllableFans.assign(model.controllableFanIndices().begin(), model.controllableFanIndices().end());
+  state.controllableFans.assign(view.controllableFanIndices.begin(), view.controllableFanIndices.end());
   return state;
 }
 

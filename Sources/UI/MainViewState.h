@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "App/AppModel.h"
+#include "App/ModelView.h"
 #include "UI/TemperatureGaugeState.h"
 
 namespace halcyra {
@@ -54,7 +54,7 @@ struct MainViewText {
   static constexpr std::string_view rawThermals = "Raw die and hotspot details";
 };
 
-MainViewState makeMainViewState(const AppModel& model);
+MainViewState makeMainViewState(const ModelView& view);
 
 /// `temperature` feeds the fan's curve, `driver` is the reason of its last decision.
 FanCardState makeFanCardState(const FanInfo& fan, const std::optional<double>& temperature,

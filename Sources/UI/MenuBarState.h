@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "App/AppModel.h"
+#include "App/ModelView.h"
 
 namespace halcyra {
 
@@ -74,7 +74,7 @@ struct MenuBarState {
   bool operator==(const MenuBarState&) const = default;
 };
 
-MenuBarState makeMenuBarState(const AppModel& model);
+MenuBarState makeMenuBarState(const ModelView& view);
 
 namespace MenuBarText {
 

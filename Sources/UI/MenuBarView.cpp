@@ -114,7 +114,7 @@ void MenuBarView::setHistoryExpanded(bool expanded) {
 void MenuBarView::switchContent() {
   historyBox_->setVisible(isHistoryExpanded_);
   normal_->setVisible(!isHistoryExpanded_);
-  if (isHistoryExpanded_) history_->refresh(*context_.model, selectedSensorID_);
+  if (isHistoryExpanded_) history_->refresh(context_.model->view(), selectedSensorID_);
   scroll_->verticalScrollBar()->setValue(0);
   updateHeight();
 }
@@ -125,15 +125,16 @@ void MenuBarView::showEvent(QShowEvent* event) {
 }
 
 void MenuBarView::refresh() {
-  const MenuBarState state = makeMenuBarState(*context_.model);
+  const ModelView view = context_.model->view();
+  const MenuBarState state = makeMenuBarState(view);
   if (shown_ != state) {
     apply(state);
     shown_ = state;
   }
   if (isHistoryExpanded_) {
-    history_->refresh(*context_.model, selectedSensorID_);
+    history_->refresh(view, selectedSensorID_);
   } else {
-    sparkline_->setSamples(context_.model->history());
+    sparkline_->setSamples(*view.history);
   }
   updateHeight();
 }

@@ -31,10 +31,10 @@ std::string_view withoutSpacesAndTabs(std::string_view text) {
 
 }  // namespace
 
-PresetListState makePresetListState(const AppModel& model) {
-  PresetListState state{{}, model.activePreset().id};
+PresetListState makePresetListState(const ModelView& view) {
+  PresetListState state{{}, view.activePreset.id};
   bool hasUserPresets = false;
-  for (const FanPreset& preset : FanPreset::menuOrder(model.customPresets())) {
+  for (const FanPreset& preset : FanPreset::menuOrder(view.customPresets)) {
     const bool isUsers = !preset.isLocked();
     state.rows.push_back({.id = preset.id,
                           .name = preset.name,

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "App/AppModel.h"
+#include "App/ModelView.h"
 #include "Helpers/FanPreset.h"
 
 namespace halcyra {
@@ -44,7 +44,7 @@ struct PresetListText {
       "This cannot be undone. If the preset is active, fans return to Automatic.";
 };
 
-PresetListState makePresetListState(const AppModel& model);
+PresetListState makePresetListState(const ModelView& view);
 
 /// The listed preset with this id.
 std::optional<FanPreset> listedPreset(const std::vector<FanPreset>& customs, const UUID& id);

@@ -5,7 +5,7 @@
 
 #include "fmt/format.h"
 
-#include "App/AppModel.h"
+#include "App/ModelView.h"
 
 namespace halcyra {
 
@@ -45,8 +45,8 @@ SensorsState makeSensorsState(const std::vector<SensorReading>& readings, const 
   return state;
 }
 
-SensorsState makeSensorsState(const AppModel& model, const std::string& searchText) {
-  return makeSensorsState(model.sensorReadings(), searchText);
+SensorsState makeSensorsState(const ModelView& view, const std::string& searchText) {
+  return makeSensorsState(*view.sensorReadings, searchText);
 }
 
 }  // namespace halcyra

@@ -9,7 +9,7 @@
 
 namespace halcyra {
 
-class AppModel;
+struct ModelView;
 
 /// What the list of temperature channels shows.
 struct SensorsState {
@@ -38,6 +38,6 @@ struct SensorsState {
 
 /// `searchText` keeps the channels whose key contains it in any case; empty keeps all.
 SensorsState makeSensorsState(const std::vector<SensorReading>& readings, const std::string& searchText);
-SensorsState makeSensorsState(const AppModel& model, const std::string& searchText);
+SensorsState makeSensorsState(const ModelView& view, const std::string& searchText);
 
 }  // namespace halcyra

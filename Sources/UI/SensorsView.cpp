@@ -117,7 +117,7 @@ QWidget* SensorsView::makeNote(std::string_view title, QLabel** text) {
 }
 
 void SensorsView::refresh() {
-  const SensorsState state = makeSensorsState(*model_, search_->text().toStdString());
+  const SensorsState state = makeSensorsState(model_->view(), search_->text().toStdString());
   rows_->setGroups(state.groups);
   if (!state.hasReadings) {
     pages_->setCurrentWidget(noDataNote_);

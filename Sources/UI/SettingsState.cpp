@@ -28,21 +28,21 @@ int settingsIntervalStep(double seconds) {
   return static_cast<int>(std::lround(limited * stepsPerSecond));
 }
 
-SettingsState makeSettingsState(const AppModel& model, const BundleVersion& version) {
+SettingsState makeSettingsState(const ModelView& view, const BundleVersion& version) {
   SettingsState state;
-  state.owner = model.fanControlOwnership();
+  state.owner = view.fanControlOwnership;
   state.ownerDetail = detail(state.owner);
-  state.detectedWriter = model.competingController();
-  state.helperStatus = rawValue(model.helperState());
-  state.helperApproved = model.helperState() == HelperInstallState::enabled;
-  state.supervisedTest = model.supervisedTestPassed() ? "Passed" : "Required";
-  state.canChangeHelper = !model.isBusy();
-  state.startAtLogin = model.launchAtLogin();
-  state.intervalStep = settingsIntervalStep(model.pollingInterval());
-  state.applyInterval = fmt::format("Apply {:.1f} second interval", model.pollingInterval());
-  state.spokenInterval = fmt::format("{:.1f} seconds", model.pollingInterval());
-  state.overheatAlerts = model.overheatAlertsEnabled();
-  state.threshold = static_cast<int>(std::lround(model.overheatThreshold()));
+  state.detectedWriter = view.competingController;
+  state.helperStatus = rawValue(view.helperState);
+  state.helperApproved = view.helperState == HelperInstallState::enabled;
+  state.supervisedTest = view.supervisedTestPassed ? "Passed" : "Required";
+  state.canChangeHelper = !view.isBusy;
+  state.startAtLogin = view.launchAtLogin;
+  state.intervalStep = settingsIntervalStep(view.pollingInterval);
+  state.applyInterval = fmt::format("Apply {:.1f} second interval", view.pollingInterval);
+  state.spokenInterval = fmt::format("{:.1f} seconds", view.pollingInterval);
+  state.overheatAlerts = view.overheatAlertsEnabled;
+  state.threshold = static_cast<int>(std::lround(view.overheatThreshold));
   state.thresholdText = fmt::format("{} °C", state.threshold);
   state.version = fmt::format("{} ({})", version.shortVersion.value_or(std::string(missing)),
                               version.build.value_or(std::string(missing)));

@@ -8,7 +8,7 @@
 
 namespace halcyra {
 
-class AppModel;
+struct ModelView;
 
 /// What the program's bundle says about itself; nothing where it says nothing.
 struct BundleVersion {
@@ -49,7 +49,7 @@ struct SettingsState {
   bool operator==(const SettingsState&) const = default;
 };
 
-SettingsState makeSettingsState(const AppModel& model, const BundleVersion& version);
+SettingsState makeSettingsState(const ModelView& view, const BundleVersion& version);
 
 /// The interval slider goes in steps of half a second from 1 to 5 seconds.
 inline constexpr int firstIntervalStep = 2;

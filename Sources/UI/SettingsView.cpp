@@ -84,7 +84,7 @@ SettingsView::SettingsView(const ViewContext& context, QWidget* parent)
   scroll->setWidget(form);
   connectHelper();
   connectSliders();
-  apply(makeSettingsState(*model_, bundle_));
+  apply(makeSettingsState(model_->view(), bundle_));
   new ModelObserver(*model_, this, [this] { refresh(); });
 }
 
@@ -255,7 +255,7 @@ void SettingsView::uninstallHelper() {
 }
 
 void SettingsView::refresh() {
-  apply(makeSettingsState(*model_, bundle_));
+  apply(makeSettingsState(model_->view(), bundle_));
 }
 
 void SettingsView::apply(const SettingsState& state) {

@@ -5,7 +5,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
-#include "App/AppModel.h"
+#include "App/ModelView.h"
 #include "UI/Controls/ZoneDot.h"
 #include "UI/Fonts.h"
 #include "UI/Widgets.h"
@@ -68,13 +68,13 @@ void ThermalMetricSummary::setMetrics(const ThermalMetrics& metrics) {
   }
 }
 
-void ThermalMetricSummary::refresh(const AppModel& model) {
-  setMetrics({.cpuAverage = model.cpuCoreAverage(),
-              .performanceMaximum = model.performanceCoreMaximum(),
-              .efficiencyMaximum = model.efficiencyCoreMaximum(),
-              .gpuMaximum = model.gpuCoreMaximum(),
-              .cpuHotspot = model.cpuDieHotspotTemperature(),
-              .gpuHotspot = model.gpuDieHotspotTemperature()});
+void ThermalMetricSummary::refresh(const ModelView& view) {
+  setMetrics({.cpuAverage = view.cpuCoreAverage,
+              .performanceMaximum = view.performanceCoreMaximum,
+              .efficiencyMaximum = view.efficiencyCoreMaximum,
+              .gpuMaximum = view.gpuCoreMaximum,
+              .cpuHotspot = view.cpuDieHotspotTemperature,
+              .gpuHotspot = view.gpuDieHotspotTemperature});
 }
 
 }  // namespace halcyra

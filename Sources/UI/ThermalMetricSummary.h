@@ -7,7 +7,7 @@
 
 namespace halcyra {
 
-class AppModel;
+struct ModelView;
 class FigureLabel;
 class ZoneDot;
 
@@ -20,7 +20,7 @@ class ThermalMetricSummary : public QFrame {
 
   void setMetrics(const ThermalMetrics& metrics);
   /// Shows the model's present aggregates.
-  void refresh(const AppModel& model);
+  void refresh(const ModelView& view);
 
  private:
   QWidget* makeRow(const ThermalMetricRow& row);

@@ -151,17 +151,17 @@ TEST(MenuBarTitle, showsZonesThenSpeeds) {
   StartedModel harness;
   // Without zones the displayed temperature stands alone; fans come by index, whatever order they are reported in.
   harness.onMain([](AppModel& model) {
-    const std::string title = menuBarTitle(model);
+    const std::string title = menuBarTitle(model.view());
     EXPECT_EQ(title, "L50° R50° 1.5k·1.5k");
     AppModelAccess::apply(model, snapshotOf({{1, 2040}, {0, 980}}));
-    EXPECT_TRUE(menuBarTitle(model).ends_with(" 980·2.0k")) << menuBarTitle(model);
+    EXPECT_TRUE(menuBarTitle(model.view()).ends_with(" 980·2.0k")) << menuBarTitle(model.view());
   });
 }
 
 TEST(MenuBarTitle, withoutFansAndTemperatureItIsAWord) {
   ModelHarness harness;
   harness.start({.refreshHelperRegistration = true});
-  EXPECT_EQ(menuBarTitle(harness.model()), "Fan");
+  EXPECT_EQ(menuBarTitle(harness.model().view()), "Fan");
 }
 
 TEST(UpdateManager, checksOrSaysWhyNot) {

@@ -28,7 +28,7 @@ HistorySample sample(double seconds, double control, std::vector<std::int64_t> r
 
 struct Session {
   std::vector<HistorySample> samples;
-  AppModel::SensorHistory sensors;
+  ModelView::SensorHistory sensors;
   std::vector<SensorReading> readings;
   std::vector<FanInfo> fans{{1, 1980, 1350, 6200}, {0, 2040, 1350, 5950}};
 

@@ -39,7 +39,7 @@ class PaintCounter : public QObject {
 
 struct ChartSession {
   std::vector<HistorySample> samples;
-  AppModel::SensorHistory sensors;
+  ModelView::SensorHistory sensors;
   std::vector<SensorReading> readings{{"TCMz", "TCMz", 60}, {"Te05", "Te05", 40}};
   std::vector<FanInfo> fans{{0, 2040, 1350, 5950}, {1, 1980, 1350, 6200}};
 

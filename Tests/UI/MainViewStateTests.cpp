@@ -28,7 +28,7 @@ TEST(MainViewStateTest, aFanCardSaysWhatTheFanDoes) {
 
 TEST(PresetListStateTest, theLibraryListsBuiltInPresetsThenTheUsersOwn) {
   UIHarness ui;
-  PresetListState state = makePresetListState(ui.model());
+  PresetListState state = makePresetListState(ui.model().view());
   ASSERT_EQ(state.rows.size(), 5U);
   EXPECT_EQ(state.activeID, FanPreset::systemDefault().id);
   EXPECT_EQ(state.rows[0].help, "Stock macOS control");
@@ -43,7 +43,7 @@ TEST(PresetListStateTest, theLibraryListsBuiltInPresetsThenTheUsersOwn) {
 
   ui.model().duplicatePreset(FanPreset::batterySaver());
   ui.model().duplicatePreset(FanPreset::cpuCoreDefault());
-  state = makePresetListState(ui.model());
+  state = makePresetListState(ui.model().view());
   ASSERT_EQ(state.rows.size(), 7U);
   EXPECT_EQ(state.rows[5].name, "Battery Saver Copy");
   EXPECT_TRUE(state.rows[5].startsUserPresets);

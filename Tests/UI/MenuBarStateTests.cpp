@@ -21,7 +21,7 @@ TEST(MenuBarState, monitoringOnlyLeavesAppleDefaultAlone) {
   UIHarness ui;
   ui.model().setFanControlOwnership(FanControlOwnership::anotherApp);
   ui.run(2);
-  const MenuBarState state = makeMenuBarState(ui.model());
+  const MenuBarState state = makeMenuBarState(ui.model().view());
   EXPECT_TRUE(state.anotherAppOwnsFans);
   EXPECT_FALSE(state.monitoringNote);
   for (const auto& row : state.presets) {
@@ -33,7 +33,7 @@ TEST(MenuBarState, monitoringOnlyLeavesAppleDefaultAlone) {
 TEST(MenuBarState, anUnknownModelIsMonitoredOnly) {
   UIHarness ui({.prepare = [](TestPlatform& platform) { platform.system.setModel("Mac14,2"); }});
   ui.run(2);
-  const MenuBarState state = makeMenuBarState(ui.model());
+  const MenuBarState state = makeMenuBarState(ui.model().view());
   EXPECT_EQ(state.monitoringNote, "Monitoring only — fan control is currently hardware-verified on Mac15,11.");
   EXPECT_TRUE(rowOf(state, "Apple Default")->isEnabled);
   EXPECT_FALSE(rowOf(state, "Smart Auto")->isEnabled);
@@ -43,7 +43,7 @@ TEST(MenuBarState, whatTheMachineSaysIsSpelledOut) {
   UIHarness ui;
   ui.run(4);
   const AppModel& model = ui.model();
-  const MenuBarState state = makeMenuBarState(model);
+  const MenuBarState state = makeMenuBarState(model.view());
   ASSERT_EQ(state.zones.size(), 2U);
   EXPECT_TRUE(state.zones[0].value.ends_with(" °C"));
   EXPECT_EQ(state.zones[0].name, "Left zone");
@@ -62,7 +62,7 @@ TEST(MenuBarState, whatTheMachineSaysIsSpelledOut) {
 TEST(MenuBarState, withoutReadingsThereAreDashesAndNoFans) {
   UIHarness ui;
   const auto fresh = AppModel::make(ui.desktop().platform, {.refreshHelperRegistration = true});
-  const MenuBarState state = makeMenuBarState(*fresh);
+  const MenuBarState state = makeMenuBarState(fresh->view());
   EXPECT_TRUE(state.rawHotspots.empty());
   EXPECT_EQ(state.rawMetrics, (std::vector<std::string>{"CPU avg —", "P-core max —", "E-core max —", "GPU max —"}));
   EXPECT_EQ(state.rawThermalTooltip,

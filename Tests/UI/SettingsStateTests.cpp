@@ -29,7 +29,7 @@ TEST(SettingsState, helperStatusHasTheStatesTexts) {
                            Case{ServiceManagement::notFound, "Not set up", false}, Case{42, "Unknown", false}}) {
     UIHarness ui({.isSetUp = false,
                   .prepare = [&](TestPlatform& platform) { platform.serviceManagement.setDaemonStatus(each.status); }});
-    const SettingsState state = makeSettingsState(ui.model(), {});
+    const SettingsState state = makeSettingsState(ui.model().view(), {});
     EXPECT_EQ(state.helperStatus, each.text);
     EXPECT_EQ(state.helperApproved, each.approved) << each.text;
     EXPECT_EQ(state.version, "— (—)") << "a dash for what the bundle lacks";
@@ -45,7 +45,7 @@ TEST(SettingsState, followsStoredSettings) {
     platform.serviceManagement.setMainAppStatus(ServiceManagement::enabled);
   };
   UIHarness ui(options);
-  const SettingsState state = makeSettingsState(ui.model(), {"1.2.0", "34"});
+  const SettingsState state = makeSettingsState(ui.model().view(), {"1.2.0", "34"});
   EXPECT_EQ(state.version, "1.2.0 (34)");
   EXPECT_EQ(state.intervalStep, 5);
   EXPECT_EQ(state.thresholdText, "100 °C") << "stored values are limited";
