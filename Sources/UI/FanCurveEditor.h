@@ -10,6 +10,7 @@
 class QBoxLayout;
 class QCheckBox;
 class QFrame;
+class QGridLayout;
 class QLabel;
 class QLineEdit;
 class QPushButton;
@@ -28,15 +29,27 @@ class FanCurveEditor : public QWidget {
   /// `onSave` is called with the edited preset by "Save and Apply", `onDelete` once the user has confirmed.
   FanCurveEditor(Callback onSave, Callback onDelete, QWidget* parent = nullptr);
 
-  /// Edits `preset` from now on; what was not saved is dropped.
+  /// Edits `preset` from now on, which is stored like this; what was not saved is dropped.
   void setPreset(const FanPreset& preset);
+  /// The same, going on with `draft`, which was edited before and not saved.
+  void setPreset(const FanPreset& preset, const FanPreset& draft);
   /// The working copy.
   const FanPreset& preset() const { return preset_; }
+  /// The working copy differs from what is stored.
+  bool isEdited() const { return preset_ != stored_; }
   /// The preset has been renamed elsewhere.
   void setName(const std::string& name);
   /// Indices of the controllable fans, ascending.
   void setFanIndices(const std::vector<int>& indices);
+  /// What the fans' zones report at the moment, for the marks on the curves.
+  void setReadings(const std::vector<CurveReading>& readings);
   void setNarrow(bool narrow);
+  /// For a preset that has just been made: shows the form, and has the user type its name.
+  void beginNaming();
+
+ signals:
+  /// The user has changed the working copy, or taken the changes back.
+  void edited();
 
  private:
   QWidget* makeNameAndSource();
@@ -48,13 +61,19 @@ class FanCurveEditor : public QWidget {
   void makeBlocks(const std::vector<EditorBlock>& blocks);
   void connectBlock(FanCurveEditorBlock* block);
   void layOutBlocks();
+  void layOutButtons();
+  void applyReadings();
   void save();
+  void revert();
   void askForDeletion();
 
   Callback onSave_;
   Callback onDelete_;
   FanPreset preset_;
+  FanPreset stored_;
+  bool wasJustSaved_ = false;
   std::vector<int> fanIndices_;
+  std::vector<CurveReading> readings_;
   bool isNarrow_ = false;
   QBoxLayout* nameAndSource_ = nullptr;
   QWidget* source_ = nullptr;
@@ -67,7 +86,11 @@ class FanCurveEditor : public QWidget {
   QBoxLayout* blockRow_ = nullptr;
   std::vector<QWidget*> boxes_;
   std::vector<FanCurveEditorBlock*> blocks_;
+  QGridLayout* buttons_ = nullptr;
   QPushButton* delete_ = nullptr;
+  QWidget* noteRow_ = nullptr;
+  QLabel* note_ = nullptr;
+  QPushButton* revert_ = nullptr;
   QPushButton* save_ = nullptr;
 };
 
