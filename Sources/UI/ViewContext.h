@@ -6,6 +6,7 @@
 
 #include "App/AppModel.h"
 #include "Platform/Clock.h"
+#include "UI/HistorySelection.h"
 
 namespace halcyra {
 
@@ -17,6 +18,8 @@ struct ViewContext {
   std::function<void()> openSettings;
   std::function<void()> quit;
   std::function<void()> checkForUpdates;
+  /// What the charts of all windows show; never null.
+  std::shared_ptr<HistorySelection> historySelection = std::make_shared<HistorySelection>();
   /// Null where the view needs no time.
   Clock* clock = nullptr;
   /// The application's version, as "1.2.3".

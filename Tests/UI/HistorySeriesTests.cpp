@@ -112,18 +112,4 @@ TEST(HistorySeries, costsOnlyWhatWasAdded) {
   EXPECT_GE(reads, 500u);
 }
 
-TEST(HistoryGrowth, noticesThatTheOldestSamplesHaveGone) {
-  std::vector<HistorySample> samples;
-  HistoryGrowth growth;
-  EXPECT_TRUE(growth.onlyAppended(samples));
-  for (int i = 0; i <= 10; ++i) samples.push_back({.date = secondsIn(i), .gpuCoreAverage = {}, .rpms = {}});
-  EXPECT_TRUE(growth.onlyAppended(samples));
-  samples.erase(samples.begin(), samples.begin() + 2);
-  EXPECT_FALSE(growth.onlyAppended(samples));
-  EXPECT_TRUE(growth.onlyAppended(samples));
-  samples.erase(samples.begin());
-  samples.push_back({.date = secondsIn(11), .gpuCoreAverage = {}, .rpms = {}});
-  EXPECT_FALSE(growth.onlyAppended(samples)) << "as many as before, but others";
-}
-
 }  // namespace halcyra::test

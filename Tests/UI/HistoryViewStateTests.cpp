@@ -33,8 +33,8 @@ struct Session {
   std::vector<FanInfo> fans{{1, 1980, 1350, 6200}, {0, 2040, 1350, 5950}};
 
   SessionHistory history() const { return {samples, sensors, readings, fans}; }
-  ExpandedSensorHistoryState state(const std::string& id) const {
-    return ExpandedSensorHistory().update(history(), id);
+  ExpandedSensorHistoryState state(const std::string& id, const HistoryChoice& choice = {}) const {
+    return ExpandedSensorHistory().update(history(), id, choice);
   }
 };
 
@@ -123,11 +123,51 @@ TEST(HistoryViewState, peakSpeedsGoByThePositionAmongTheFans) {
                                                     Row{"Fan 5 (F4)", "1500 RPM", " · peak 1500"}));
 }
 
+TEST(HistoryViewState, aRangeEndsWithTheNewestSampleAndOverlaysGoAlong) {
+  Session session;
+  for (int i = 0; i <= 400; ++i) {
+    session.samples.push_back(sample(10.0 * i, 40 + i % 7));
+    session.sensors["Te05"].push_back(static_cast<float>(i));
+  }
+  struct Case {
+    HistoryRange range;
+    std::string description;
+    double low;
+  };
+  const std::vector<Case> cases{{HistoryRange::fiveMinutes, "Te05 · 31 samples · 5m", 370},
+                                {HistoryRange::hour, "Te05 · 361 samples · 1h", 40},
+                                {HistoryRange::all, "Te05 · 401 samples · 1h 6m", 0}};
+  for (const Case& each : cases) {
+    const auto state = session.state("Te05", {each.range, {zone, "Te05", "Tzzz"}});
+    EXPECT_EQ(state.description, each.description);
+    EXPECT_EQ(state.points.front().value, each.low);
+    ASSERT_EQ(state.overlays.size(), 2u) << "not the chart's own line";
+    EXPECT_EQ(state.overlays[0].name, "Warmest Fan Zone (curve input)");
+    EXPECT_EQ(state.overlays[0].points.size(), state.points.size());
+    EXPECT_TRUE(state.overlays[1].points.empty());
+  }
+}
+
+TEST(HistorySelection, holdsFourOverlays) {
+  HistorySelection selection;
+  int changes = 0;
+  QObject::connect(&selection, &HistorySelection::changed, [&] { ++changes; });
+  for (const char* const id : {"a", "b", "b", "c", "d"}) selection.add(id);
+  EXPECT_TRUE(selection.isFull());
+  selection.show("e");
+  selection.remove("c");
+  selection.remove("zz");
+  EXPECT_THAT(selection.choice().overlays, ElementsAre("b", "d", "e"));
+  EXPECT_EQ(changes, 6);
+}
+
 TEST(HistoryViewState, followingTheHistoryGivesWhatStartingAnewGives) {
   Session session;
   ExpandedSensorHistory followed;
   HistoryGraph followedGraph;
   const std::vector<std::string> selections{zone, "Te05", gpu, cpu};
+  const std::vector<HistoryChoice> choices{
+      {}, {HistoryRange::fiveMinutes, {"Te05"}}, {HistoryRange::all, {gpu, "Te05"}}};
   for (int i = 0; i < 1500; ++i) {
     session.samples.push_back(sample(2.0 * i, 40 + (i * 37) % 50, {2000 + (i * 91) % 3000, 1500 + (i * 53) % 3000}));
     if (i > 700) session.samples.back().gpuCoreAverage = 30 + i % 11;
@@ -137,17 +177,20 @@ TEST(HistoryViewState, followingTheHistoryGivesWhatStartingAnewGives) {
       session.sensors["Te05"].erase(session.sensors["Te05"].begin(), session.sensors["Te05"].begin() + 600);
     }
     const std::string& selection = selections[static_cast<std::size_t>(i / 150) % selections.size()];
+    const HistoryChoice& choice = choices[static_cast<std::size_t>(i / 40) % choices.size()];
     if (i % 7 == 0) {
-      ASSERT_EQ(followed.update(session.history(), selection), session.state(selection)) << i;
-      ASSERT_EQ(followedGraph.update(session.samples), makeHistoryGraphState(session.samples)) << i;
+      ASSERT_EQ(followed.update(session.history(), selection, choice), session.state(selection, choice)) << i;
+      ASSERT_EQ(followedGraph.update(session.history(), choice), HistoryGraph().update(session.history(), choice)) << i;
     }
   }
   EXPECT_LE(session.state(zone).points.size(), 500u);
 }
 
 TEST(HistoryGraphState, hasALineForEveryFan) {
-  EXPECT_TRUE(makeHistoryGraphState({}).fans.empty());
-  const auto state = makeHistoryGraphState({sample(0, 50, {1000}), sample(2, 52, {1100, 2100, 3100})});
+  Session session;
+  EXPECT_TRUE(HistoryGraph().update(session.history()).fans.empty());
+  session.samples = {sample(0, 50, {1000}), sample(2, 52, {1100, 2100, 3100})};
+  const auto state = HistoryGraph().update(session.history());
   EXPECT_THAT(state.zone, ElementsAre(HistoryPoint{at(0), 50}, HistoryPoint{at(2), 52}));
   ASSERT_EQ(state.fans.size(), 3u);
   EXPECT_EQ(state.fans[2].label, "Fan 3");
