@@ -1,5 +1,6 @@
 #include <QApplication>
 #include <QClipboard>
+#include <QComboBox>
 #include <QLineEdit>
 #include <QListView>
 #include <QTest>
@@ -28,7 +29,7 @@ std::pair<int, int> rowCounts(const QListView& list) {
 
 TEST(SensorsView, searchesTheChannelsOfTheMachine) {
   UIHarness harness;
-  SensorsView view(harness.sharedModel());
+  SensorsView view(harness.context());
   view.resize(380, 640);
   view.show();
   auto& list = child<QListView>(view, "sensorList");
@@ -49,27 +50,35 @@ TEST(SensorsView, searchesTheChannelsOfTheMachine) {
   EXPECT_EQ(rowCounts(list).second, all);
 }
 
-TEST(SensorsView, keepsTheSelectionWhileTheValuesChange) {
+TEST(SensorsView, keepsTheSelectionWhileValuesAndOrderChange) {
   UIHarness harness;
-  SensorsView view(harness.sharedModel());
+  ViewContext context = harness.context();
+  int opened = 0;
+  context.openDashboard = [&] { ++opened; };
+  SensorsView view(context);
   view.show();
   auto& list = child<QListView>(view, "sensorList");
-  auto& search = child<QLineEdit>(view, "sensorSearch");
-  QTest::keyClicks(&search, "tcmz");
-  QTest::keyClick(&search, Qt::Key_Down);
+  QTest::keyClicks(&child<QLineEdit>(view, "sensorSearch"), "tcm");
+  QTest::keyClick(&child<QLineEdit>(view, "sensorSearch"), Qt::Key_Down);
   EXPECT_EQ(view.focusWidget(), &list);
-  const QModelIndex row = list.model()->index(1, 0);
-  list.setCurrentIndex(row);
-  const QPersistentModelIndex kept(row);
-  const QString before = row.data(SensorsListModel::valueRole).toString();
+  list.setCurrentIndex(list.model()->index(1, 0));
+  child<QLineEdit>(view, "sensorSearch").setText("t");
+  list.setCurrentIndex(list.model()->match(list.model()->index(0, 0), Qt::DisplayRole, "TCMz").front());
+  const QPersistentModelIndex kept(list.currentIndex());
+  const QString before = kept.data(SensorsListModel::valueRole).toString();
+  QTest::keyClick(&child<QComboBox>(view, "sensorOrder"), Qt::Key_Down);
   harness.run(30);
   ASSERT_TRUE(kept.isValid()) << "the rows were made anew";
   EXPECT_EQ(list.currentIndex(), QModelIndex(kept));
+  EXPECT_EQ(kept.data().toString(), "TCMz");
   const QString value = kept.data(SensorsListModel::valueRole).toString();
   EXPECT_NE(value, before);
   QTest::keyClick(&list, Qt::Key_C, Qt::ControlModifier);
-  EXPECT_EQ(QApplication::clipboard()->text(), "TCMz\t" + value);
-  EXPECT_EQ(kept.data(Qt::AccessibleTextRole).toString(), "TCMz, " + value);
+  EXPECT_EQ(QApplication::clipboard()->text(), "TCMz\tCPU die hotspot\t" + value);
+  EXPECT_TRUE(kept.data(Qt::AccessibleTextRole).toString().startsWith("CPU die hotspot, TCMz, " + value + ", this"));
+  QTest::keyClick(&list, Qt::Key_Return);
+  EXPECT_EQ(opened, 1);
+  EXPECT_EQ(context.historySelection->choice().overlays, std::vector<std::string>{"TCMz"});
 }
 
 }  // namespace halcyra::test
