@@ -137,8 +137,11 @@ QPointF CurvePreview::pointOf(EditorBound bound) const {
 QPointF CurvePreview::placeOf(const CurveMark& mark) const {
   const QRectF area = canvas();
   const double inset = rampWidth / 2;
+  const double reach = markRadius + markRing;
+  const double y = area.bottom() - inset - mark.speed * (area.height() - 2 * inset);
+  // The mark stays within the widget.
   return {area.left() + curvePreviewX(mark.temperature, area.width()),
-          area.bottom() - inset - mark.speed * (area.height() - 2 * inset)};
+          std::clamp(y, area.top() + reach, area.bottom() - reach)};
 }
 
 std::optional<EditorBound> CurvePreview::pointAt(const QPointF& place) const {

@@ -15,6 +15,7 @@
 #include <iterator>
 #include <utility>
 
+#include "App/PresetDrafts.h"
 #include "UI/Controls/PaneScrolling.h"
 #include "UI/FanCurveEditorBlock.h"
 #include "UI/PresetListState.h"
@@ -47,7 +48,7 @@ FanCurveEditor::FanCurveEditor(Callback onSave, Callback onDelete, QWidget* pare
       onSave_(std::move(onSave)),
       onDelete_(std::move(onDelete)),
       preset_(FanPreset::cpuCoreDefault()),
-      stored_(preset_) {
+      saved_(preset_) {
   setObjectName(QStringLiteral("fanCurveEditor"));
   auto* const column = new QVBoxLayout(this);
   column->setContentsMargins(0, 0, 0, 0);
@@ -188,21 +189,20 @@ void FanCurveEditor::layOutButtons() {
 }
 
 void FanCurveEditor::setPreset(const FanPreset& preset) {
-  setPreset(preset, preset);
-}
-
-void FanCurveEditor::setPreset(const FanPreset& preset, const FanPreset& draft) {
-  // Saving may well hand the preset in again.
-  wasJustSaved_ = wasJustSaved_ && preset == stored_ && draft == stored_;
-  const FanPreset working = draft;
-  stored_ = preset;
+  const std::optional<FanPreset> draft = drafts_ != nullptr ? drafts_->draft(preset.id) : std::nullopt;
+  // Saving hands the preset in again.
+  wasJustSaved_ = wasJustSaved_ && preset == saved_ && !draft;
+  const FanPreset working = draft.value_or(preset);
+  saved_ = preset;
   preset_ = working;
   refresh();
 }
 
 void FanCurveEditor::setName(const std::string& name) {
-  stored_.name = name;
-  change([&](FanPreset& preset) { preset.name = name; });
+  const std::string before = std::exchange(saved_.name, name);
+  change([&](FanPreset& preset) {
+    if (preset.name == before) preset.name = name;
+  });
 }
 
 void FanCurveEditor::setFanIndices(const std::vector<int>& indices) {
@@ -247,14 +247,14 @@ void FanCurveEditor::setNarrow(bool narrow) {
 
 void FanCurveEditor::change(const std::function<void(FanPreset&)>& edit) {
   edit(preset_);
+  if (drafts_ != nullptr) drafts_->keep(preset_, saved_);
   wasJustSaved_ = false;
   keepScrollPosition(*this);
   refresh();
-  emit edited();
 }
 
 void FanCurveEditor::refresh() {
-  const FanCurveEditorState state = makeFanCurveEditorState({preset_, stored_, wasJustSaved_}, fanIndices_);
+  const FanCurveEditorState state = makeFanCurveEditorState({preset_, saved_, wasJustSaved_}, fanIndices_);
   // Typing moves the cursor; only a name from elsewhere is set.
   if (name_->text().toStdString() != state.name) {
     name_->setText(textOf(state.name));
@@ -355,18 +355,19 @@ void FanCurveEditor::save() {
   for (FanCurveEditorBlock* const block : blocks_) block->submit();
   if (!preset_.isValidCustomConfiguration()) return;
   // A copy: saving may well put another preset into this editor.
-  const FanPreset saved = preset_;
-  stored_ = saved;
+  const FanPreset edited = preset_;
+  saved_ = edited;
+  if (drafts_ != nullptr) drafts_->discard(edited.id);
   wasJustSaved_ = true;
   refresh();
-  emit edited();
-  onSave_(saved);
+  onSave_(edited);
 }
 
 void FanCurveEditor::revert() {
   // The button that has the focus is about to go.
   name_->setFocus(Qt::OtherFocusReason);
-  change([this](FanPreset& preset) { preset = stored_; });
+  if (drafts_ != nullptr) drafts_->discard(saved_.id);
+  change([this](FanPreset& preset) { preset = saved_; });
 }
 
 void FanCurveEditor::askForDeletion() {

@@ -18,6 +18,7 @@ class QPushButton;
 namespace halcyra {
 
 class FanCurveEditorBlock;
+class PresetDrafts;
 
 /// The form for one custom preset. It changes a working copy of its own and saves nothing itself.
 class FanCurveEditor : public QWidget {
@@ -29,15 +30,15 @@ class FanCurveEditor : public QWidget {
   /// `onSave` is called with the edited preset by "Save and Apply", `onDelete` once the user has confirmed.
   FanCurveEditor(Callback onSave, Callback onDelete, QWidget* parent = nullptr);
 
-  /// Edits `preset` from now on, which is stored like this; what was not saved is dropped.
+  /// Where unsaved edits are kept from now on; null: nowhere. Outlives the editor.
+  void setDrafts(PresetDrafts* drafts) { drafts_ = drafts; }
+  /// Edits the draft of `preset`, which is its saved form, from now on, or `preset` itself where there is no draft.
   void setPreset(const FanPreset& preset);
-  /// The same, going on with `draft`, which was edited before and not saved.
-  void setPreset(const FanPreset& preset, const FanPreset& draft);
+  /// Drops what has not been saved.
+  void revert();
   /// The working copy.
   const FanPreset& preset() const { return preset_; }
-  /// The working copy differs from what is stored.
-  bool isEdited() const { return preset_ != stored_; }
-  /// The preset has been renamed elsewhere.
+  /// The preset has been renamed elsewhere, and saved; an edited name stays.
   void setName(const std::string& name);
   /// Indices of the controllable fans, ascending.
   void setFanIndices(const std::vector<int>& indices);
@@ -46,10 +47,6 @@ class FanCurveEditor : public QWidget {
   void setNarrow(bool narrow);
   /// For a preset that has just been made: shows the form, and has the user type its name.
   void beginNaming();
-
- signals:
-  /// The user has changed the working copy, or taken the changes back.
-  void edited();
 
  private:
   QWidget* makeNameAndSource();
@@ -64,13 +61,13 @@ class FanCurveEditor : public QWidget {
   void layOutButtons();
   void applyReadings();
   void save();
-  void revert();
   void askForDeletion();
 
   Callback onSave_;
   Callback onDelete_;
+  PresetDrafts* drafts_ = nullptr;
   FanPreset preset_;
-  FanPreset stored_;
+  FanPreset saved_;
   bool wasJustSaved_ = false;
   std::vector<int> fanIndices_;
   std::vector<CurveReading> readings_;

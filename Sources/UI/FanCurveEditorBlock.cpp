@@ -61,9 +61,13 @@ QWidget* FanCurveEditorBlock::makeCurve() {
   connect(preview_, &CurvePreview::pointMoved, this, &FanCurveEditorBlock::temperatureChanged);
   fieldsAndPreview_->addWidget(preview_, 1, Qt::AlignTop);
   rows->addLayout(fieldsAndPreview_);
+  rows->addSpacing(-editorRowSpacing / 2);
   warning_ = makeWarning(curve);
-  rows->addWidget(warning_);
-  rows->addWidget(makeCaption(curve, "curveCaption", EditorText::curveCaption));
+  auto* const remarks = new QVBoxLayout;
+  remarks->setSpacing(2);
+  remarks->addWidget(warning_);
+  remarks->addWidget(makeCaption(curve, "curveCaption", EditorText::curveCaption));
+  rows->addLayout(remarks);
   rows->addWidget(makeHysteresis(curve));
   return curve;
 }

@@ -27,7 +27,8 @@ constexpr int chipPadding = 8;
 constexpr int chipStroke = 13;
 constexpr int chipGap = 6;
 constexpr int chipCross = 7;
-constexpr int addWidth = 128;
+constexpr int leastAddWidth = 96;
+constexpr int greatestAddWidth = 128;
 constexpr int addVisibleOptions = 14;
 
 /// Names an overlay beside a stroke of its colour; a click takes it away.
@@ -102,7 +103,8 @@ HistoryControls::HistoryControls(std::shared_ptr<HistorySelection> selection, QW
   add_->setPlaceholderText(QStringLiteral("Add sensor"));
   add_->setMaxVisibleItems(addVisibleOptions);
   add_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-  add_->setFixedWidth(addWidth);
+  add_->setMinimumWidth(leastAddWidth);
+  add_->setMaximumWidth(greatestAddWidth);
   connect(add_, &QComboBox::activated, this, [this](int index) {
     const std::string id = add_->itemData(index).toString().toStdString();
     add_->setCurrentIndex(-1);

@@ -35,7 +35,7 @@ constexpr int sidebarInset = 12;
 }  // namespace
 
 MainView::MainView(const ViewContext& context, QWidget* parent)
-    : QWidget(parent), model_(context.model), selection_(context.historySelection) {
+    : QWidget(parent), model_(context.model), drafts_(context.drafts), selection_(context.historySelection) {
   setObjectName(QStringLiteral("page"));
   setAttribute(Qt::WA_StyledBackground);
   auto* const whole = new QHBoxLayout(this);
@@ -50,7 +50,8 @@ MainView::MainView(const ViewContext& context, QWidget* parent)
   splitter_->setStretchFactor(1, 1);
   splitter_->setSizes({sidebarWidth_, detailWidth});
   whole->addWidget(splitter_);
-  new ModelObserver(*model_, this, [this] { refresh(); });
+  auto* const observer = new ModelObserver(*model_, this, [this] { refresh(); });
+  if (drafts_) observer->follow(*drafts_);
 }
 
 MainView::~MainView() {
@@ -216,12 +217,19 @@ void MainView::addRawThermals(QVBoxLayout* column, QWidget* parent) {
 }
 
 FanCurveEditor* MainView::makeEditor(QWidget* parent) {
-  return new FanCurveEditor(
-      [this](const FanPreset& preset) {
-        model_->savePreset(preset);
-        model_->activate(preset, false);
-      },
-      [this](const FanPreset& preset) { model_->deletePreset(preset); }, parent);
+  auto* const editor = new FanCurveEditor([this](const FanPreset& preset) { saveEdited(preset); },
+                                          [this](const FanPreset& preset) { model_->deletePreset(preset); }, parent);
+  editor->setDrafts(drafts_.get());
+  return editor;
+}
+
+void MainView::saveEdited(const FanPreset& preset) {
+  model_->savePreset(preset);
+  if (listedPreset(model_->customPresets(), preset.id) == preset) {
+    if (drafts_) drafts_->discard(preset.id);
+    editor_->setPreset(preset);
+  }
+  model_->activate(preset, false);
 }
 
 void MainView::makePreset() {
@@ -240,11 +248,10 @@ void MainView::renamePreset(const UUID& id, const std::string& name) {
   const auto renamed = renamedPreset(model_->customPresets(), id, name);
   if (!before || !renamed) return;
   model_->savePreset(*renamed);
+  if (!renamed->isValidCustomConfiguration()) return;
   // Else "Save and Apply" would silently undo the renaming.
-  const FanPreset& edited = editor_->preset();
-  if (renamed->isValidCustomConfiguration() && edited.id == id && edited.name == before->name) {
-    editor_->setName(renamed->name);
-  }
+  if (drafts_) drafts_->followRename(*before, *renamed);
+  if (editor_->preset().id == id) editor_->setName(renamed->name);
 }
 
 void MainView::askForDeletion(const UUID& id) {

@@ -57,6 +57,7 @@ class MainView : public QWidget {
   void addRawThermals(QVBoxLayout* column, QWidget* parent);
   FanCurveEditor* makeEditor(QWidget* parent);
   void makePreset();
+  void saveEdited(const FanPreset& preset);
   void choosePreset(const UUID& id);
   void renamePreset(const UUID& id, const std::string& name);
   void askForDeletion(const UUID& id);
@@ -70,6 +71,7 @@ class MainView : public QWidget {
   void setSidebarNarrow(bool narrow);
 
   std::shared_ptr<AppModel> model_;
+  std::shared_ptr<PresetDrafts> drafts_;
   std::shared_ptr<HistorySelection> selection_;
   std::optional<UUID> followedID_;
   /// The preset that was made here and waits to be named.

@@ -31,7 +31,8 @@ constexpr int pageEndMargin = 20;
 void MainView::refresh() {
   if (!isVisible()) return;
   const ModelView view = model_->view();
-  presets_->apply(makePresetListState(view));
+  if (drafts_) drafts_->retain(view.customPresets);
+  presets_->apply(makePresetListState(view, drafts_ ? drafts_->ids() : std::set<UUID>()));
   followActivePreset(view.activePreset);
   apply(makeMainViewState(view));
   editor_->setReadings(makeCurveReadings(view));

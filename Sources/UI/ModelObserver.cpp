@@ -7,6 +7,10 @@ namespace halcyra {
 ModelObserver::ModelObserver(AppModel& model, QObject* parent, std::function<void()> refresh)
     : QObject(parent), refresh_(std::move(refresh)), subscription_(model.observe([this] { schedule(); })) {}
 
+void ModelObserver::follow(PresetDrafts& drafts) {
+  draftSubscription_ = drafts.observe([this] { schedule(); });
+}
+
 void ModelObserver::schedule() {
   if (isScheduled_) return;
   isScheduled_ = true;

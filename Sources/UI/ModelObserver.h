@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "App/AppModel.h"
+#include "App/PresetDrafts.h"
 
 namespace halcyra {
 
@@ -15,11 +16,15 @@ class ModelObserver : public QObject {
  public:
   ModelObserver(AppModel& model, QObject* parent, std::function<void()> refresh);
 
+  /// The view is refreshed after changes of `drafts`, too.
+  void follow(PresetDrafts& drafts);
+
  private:
   void schedule();
 
   std::function<void()> refresh_;
   AppModel::Subscription subscription_;
+  ChangeSignal::Subscription draftSubscription_;
   bool isScheduled_ = false;
 };
 

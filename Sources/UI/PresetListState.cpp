@@ -31,7 +31,7 @@ std::string_view withoutSpacesAndTabs(std::string_view text) {
 
 }  // namespace
 
-PresetListState makePresetListState(const ModelView& view) {
+PresetListState makePresetListState(const ModelView& view, const std::set<UUID>& drafts) {
   PresetListState state{{}, view.activePreset.id};
   bool hasUserPresets = false;
   for (const FanPreset& preset : FanPreset::menuOrder(view.customPresets)) {
@@ -42,7 +42,8 @@ PresetListState makePresetListState(const ModelView& view) {
                           .help = std::string(preset.subtitle().value_or(preset.name)),
                           .canDuplicate = preset.kind == PresetKind::custom,
                           .canEdit = isUsers,
-                          .startsUserPresets = isUsers && !hasUserPresets});
+                          .startsUserPresets = isUsers && !hasUserPresets,
+                          .hasDraft = drafts.contains(preset.id)});
     hasUserPresets = hasUserPresets || isUsers;
   }
   return state;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,8 @@ struct PresetListRow {
   bool canEdit = false;
   /// The first of the user's own presets: a line parts it from the built-in ones.
   bool startsUserPresets = false;
+  /// Edits of it are not saved yet.
+  bool hasDraft = false;
 
   bool operator==(const PresetListRow&) const = default;
 };
@@ -44,7 +47,8 @@ struct PresetListText {
       "This cannot be undone. If the preset is active, fans return to Automatic.";
 };
 
-PresetListState makePresetListState(const ModelView& view);
+/// `drafts`: the presets with unsaved edits.
+PresetListState makePresetListState(const ModelView& view, const std::set<UUID>& drafts = {});
 
 /// The listed preset with this id.
 std::optional<FanPreset> listedPreset(const std::vector<FanPreset>& customs, const UUID& id);

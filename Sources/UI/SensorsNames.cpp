@@ -20,10 +20,9 @@ struct SensorFamily {
   std::string_view name;
 };
 
-constexpr std::array<SensorFamily, 17> sensorFamilies{{{"TA", "Ambient air"},
+constexpr std::array<SensorFamily, 16> sensorFamilies{{{"TA", "Ambient air"},
                                                        {"TB", "Battery"},
                                                        {"TC", "CPU"},
-                                                       {"TD", "Display"},
                                                        {"TG", "GPU package"},
                                                        {"TH", "SSD"},
                                                        {"TM", "Memory package"},

@@ -145,7 +145,9 @@ void SensorsView::refresh() {
                                                .searchText = search_->text().toStdString(),
                                                .order = static_cast<SensorsOrder>(order_->currentData().toInt()),
                                                .extremes = extremes_.update(view)});
+  const QString selected = currentReading().data(SensorsListModel::keyRole).toString();
   rows_->setGroups(state.groups);
+  if (!selected.isEmpty() && !list_->currentIndex().isValid()) selectReading(selected);
   if (!state.hasReadings) {
     pages_->setCurrentWidget(noDataNote_);
   } else if (state.groups.empty()) {
@@ -196,6 +198,12 @@ bool SensorsView::eventFilter(QObject* watched, QEvent* event) {
 QModelIndex SensorsView::currentReading() const {
   const QModelIndex current = list_->currentIndex();
   return current.data(SensorsListModel::isHeaderRole).toBool() ? QModelIndex() : current;
+}
+
+void SensorsView::selectReading(const QString& key) {
+  const QModelIndexList found =
+      rows_->match(rows_->index(0), SensorsListModel::keyRole, key, 1, Qt::MatchExactly | Qt::MatchCaseSensitive);
+  if (!found.isEmpty()) list_->setCurrentIndex(found.front());
 }
 
 void SensorsView::copyCurrentReading() const {

@@ -44,6 +44,7 @@ class SensorsView : public QWidget {
   void openMenu(const QPoint& place);
   /// The selected channel's row; invalid without one.
   QModelIndex currentReading() const;
+  void selectReading(const QString& key);
 
   ViewContext context_;
   SensorExtremesFollower extremes_;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "App/AppModel.h"
+#include "App/PresetDrafts.h"
 #include "Platform/Clock.h"
 #include "UI/HistorySelection.h"
 
@@ -20,6 +21,8 @@ struct ViewContext {
   std::function<void()> checkForUpdates;
   /// What the charts of all windows show; never null.
   std::shared_ptr<HistorySelection> historySelection = std::make_shared<HistorySelection>();
+  /// Unsaved edits of presets; null: they are not kept.
+  std::shared_ptr<PresetDrafts> drafts;
   /// Null where the view needs no time.
   Clock* clock = nullptr;
   /// The application's version, as "1.2.3".

@@ -18,6 +18,7 @@
 
 #include "App/AppDelegate.h"
 #include "App/ConsoleSession.h"
+#include "App/PresetDrafts.h"
 #include "App/UpdateManager.h"
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxServiceManagement.h"
@@ -148,6 +149,7 @@ class Desktop {
   void startScenes() {
     ViewContext context;
     context.model = model_;
+    context.drafts = std::make_shared<PresetDrafts>(linux_.platform().userDefaults, mainQueue_);
     context.quit = [this] { quit(); };
     context.checkForUpdates = [this] { updates_->checkForUpdates(); };
     context.clock = &linux_.platform().clock;
