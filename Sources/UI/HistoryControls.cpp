@@ -4,9 +4,11 @@
 #include <QFontMetrics>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QPushButton>
 #include <QSignalBlocker>
+#include <QWheelEvent>
 #include <algorithm>
 #include <utility>
 
@@ -80,6 +82,28 @@ class Chip : public QAbstractButton {
   bool showsFocus_ = false;
 };
 
+/// Adds only what is chosen in its list: an arrow key opens the list, the wheel belongs to the pane that scrolls.
+class OverlayPicker : public Picker {
+ public:
+  using Picker::Picker;
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override {
+    switch (event->key()) {
+      case Qt::Key_Up:
+      case Qt::Key_Down:
+      case Qt::Key_Space:
+      case Qt::Key_Return:
+      case Qt::Key_Enter:
+      case Qt::Key_F4:
+        return showPopup();
+      default:
+        event->ignore();
+    }
+  }
+  void wheelEvent(QWheelEvent* event) override { event->ignore(); }
+};
+
 }  // namespace
 
 ColorOf overlayColor(std::size_t position) {
@@ -97,7 +121,7 @@ HistoryControls::HistoryControls(std::shared_ptr<HistorySelection> selection, QW
   row->setSpacing(8);
   row->addWidget(makeRanges());
   row->addStretch(1);
-  add_ = new Picker(this);
+  add_ = new OverlayPicker(this);
   add_->setObjectName(QStringLiteral("addOverlay"));
   add_->setAccessibleName(QStringLiteral("Lay another sensor over the chart"));
   add_->setPlaceholderText(QStringLiteral("Add sensor"));

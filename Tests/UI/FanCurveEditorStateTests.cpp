@@ -75,35 +75,27 @@ TEST(FanCurveEditorStateTest, unlinkedFansKeepTheirOwnValues) {
 
   setTemperature(preset, 2, EditorBound::low, 41);
   EXPECT_EQ(preset.lowTemperature, 41) << "a third fan has no values of its own";
+
+  setConstantRPM(preset, 1, 2500);
+  setStrategy(preset, ControlStrategy::constantRPM);
+  EXPECT_TRUE(stateOf(preset).canSave) << "what is shown is stored by choosing it";
+  EXPECT_EQ(preset.constantRPM, 2000);
+  EXPECT_EQ(preset.fan0Settings->constantRPM, 2000);
+  EXPECT_EQ(preset.fan1Settings->constantRPM, 2500);
 }
 
 TEST(FanCurveEditorStateTest, valuesAreTakenIntoTheirLimits) {
   FanPreset preset = userPreset();
-  setTemperature(preset, std::nullopt, EditorBound::low, 15);
-  setTemperature(preset, std::nullopt, EditorBound::high, 120);
-  EXPECT_EQ(preset.lowTemperature, 20);
-  EXPECT_EQ(preset.highTemperature, 100);
+  for (const double far : {-1e9, 1e9}) {
+    setTemperature(preset, std::nullopt, EditorBound::low, far);
+    EXPECT_EQ(preset.lowTemperature, far < 0 ? 20 : 100);
+    setConstantRPM(preset, std::nullopt, static_cast<std::int64_t>(far));
+    EXPECT_EQ(preset.constantRPM, far < 0 ? 1000 : 6000);
+    setHysteresis(preset, far);
+    EXPECT_EQ(preset.hysteresis, far < 0 ? 0.5 : 10);
+  }
   setHysteresis(preset, 1.349);
   EXPECT_EQ(preset.hysteresis, 1.3);
-  setHysteresis(preset, 0);
-  EXPECT_EQ(preset.hysteresis, 0.5);
-  setConstantRPM(preset, std::nullopt, 500);
-  EXPECT_EQ(preset.constantRPM, 1000);
-  setConstantRPM(preset, std::nullopt, 9000);
-  EXPECT_EQ(preset.constantRPM, 6000);
-}
-
-TEST(FanCurveEditorStateTest, choosingAConstantSpeedStoresTheOneThatIsShown) {
-  FanPreset preset = userPreset();
-  setLinked(preset, false);
-  setConstantRPM(preset, 1, 2500);
-  setStrategy(preset, ControlStrategy::constantRPM);
-  const FanCurveEditorState state = stateOf(preset);
-  EXPECT_TRUE(state.canSave);
-  EXPECT_EQ(state.blocks[0].rpm, 2000);
-  EXPECT_EQ(preset.constantRPM, 2000);
-  EXPECT_EQ(preset.fan0Settings->constantRPM, 2000);
-  EXPECT_EQ(preset.fan1Settings->constantRPM, 2500);
 }
 
 TEST(FanCurveEditorStateTest, theNoteSaysWhyItCannotBeSavedOrWhetherItIs) {
