@@ -20,6 +20,8 @@ class CurvePreview : public QWidget {
   void setCurve(double low, double high);
   /// The fans whose present temperatures stand on the curve.
   void setReadings(const std::vector<CurveReading>& readings);
+  /// Where a point of the curve stands in the widget.
+  QPointF pointOf(EditorBound bound) const;
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;
 
@@ -45,7 +47,6 @@ class CurvePreview : public QWidget {
   void drawPoints(QPainter& painter, const QRectF& canvasArea) const;
   void drawTexts(QPainter& painter, const QRectF& canvasArea) const;
   QRectF canvas() const;
-  QPointF pointOf(EditorBound bound) const;
   QPointF placeOf(const CurveMark& mark) const;
   /// The point that a press at `place` takes hold of.
   std::optional<EditorBound> pointAt(const QPointF& place) const;

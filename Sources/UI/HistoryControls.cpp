@@ -118,7 +118,7 @@ HistoryControls::HistoryControls(std::shared_ptr<HistorySelection> selection, QW
   setObjectName(QStringLiteral("historyControls"));
   auto* const row = new QHBoxLayout(this);
   row->setContentsMargins(0, 0, 0, 0);
-  row->setSpacing(8);
+  row->setSpacing(4);
   row->addWidget(makeRanges());
   row->addStretch(1);
   add_ = new OverlayPicker(this);
@@ -164,7 +164,7 @@ QWidget* HistoryControls::makeRanges() {
     button->setAccessibleName(QString::fromLatin1(all[each].description));
     button->setCheckable(true);
     button->setAutoDefault(false);
-    button->setStyleSheet(QStringLiteral("font-size: 12px; padding: 0 9px;"));
+    button->setStyleSheet(QStringLiteral("font-size: 12px; padding: 0 8px;"));
     group->addButton(button);
     row->addWidget(button);
     connect(button, &QPushButton::clicked, this, [this, range = all[each].range] { selection_->setRange(range); });

@@ -100,7 +100,7 @@ QWidget* HistoryGraphView::makeHeader() {
   auto* const header = new QWidget(this);
   auto* const row = new QHBoxLayout(header);
   row->setContentsMargins(0, 0, 0, 0);
-  row->setSpacing(12);
+  row->setSpacing(8);
   row->addWidget(makeLabel(header, TextRole::headline, "History"));
   controls_ = new HistoryControls(selection_, header);
   row->addWidget(controls_, 1);

@@ -84,20 +84,6 @@ TEST(FanCurveEditorStateTest, unlinkedFansKeepTheirOwnValues) {
   EXPECT_EQ(preset.fan1Settings->constantRPM, 2500);
 }
 
-TEST(FanCurveEditorStateTest, valuesAreTakenIntoTheirLimits) {
-  FanPreset preset = userPreset();
-  for (const double far : {-1e9, 1e9}) {
-    setTemperature(preset, std::nullopt, EditorBound::low, far);
-    EXPECT_EQ(preset.lowTemperature, far < 0 ? 20 : 100);
-    setConstantRPM(preset, std::nullopt, static_cast<std::int64_t>(far));
-    EXPECT_EQ(preset.constantRPM, far < 0 ? 1000 : 6000);
-    setHysteresis(preset, far);
-    EXPECT_EQ(preset.hysteresis, far < 0 ? 0.5 : 10);
-  }
-  setHysteresis(preset, 1.349);
-  EXPECT_EQ(preset.hysteresis, 1.3);
-}
-
 TEST(FanCurveEditorStateTest, theNoteSaysWhyItCannotBeSavedOrWhetherItIs) {
   struct Case {
     std::function<void(FanPreset&)> edit;

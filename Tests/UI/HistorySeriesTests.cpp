@@ -1,12 +1,10 @@
 #include <cmath>
-#include <limits>
 #include <random>
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 
 #include "UI/Downsampling.h"
-#include "UI/DurationText.h"
 #include "UI/HistorySeries.h"
 
 namespace halcyra::test {
@@ -30,16 +28,6 @@ Points noise(std::size_t count, unsigned seed = 1) {
 }
 
 }  // namespace
-
-TEST(DurationText, namesTheTwoUnitsOfItsRange) {
-  const std::vector<std::pair<double, std::string>> cases{{std::numeric_limits<double>::quiet_NaN(), "0s"},
-                                                          {-5, "0s"},
-                                                          {45.9, "45s"},
-                                                          {3599.9, "59m 59s"},
-                                                          {3659, "1h"},
-                                                          {43199, "11h 59m"}};
-  for (const auto& [seconds, text] : cases) EXPECT_EQ(durationText(Seconds(seconds)), text) << seconds;
-}
 
 TEST(Downsampling, keepsTheExtremesOfEveryBucketInTimeOrder) {
   Points input;

@@ -98,11 +98,7 @@ TEST(TemperatureGaugeView, saysTheStatusAndWrapsItsLegend) {
 TEST(ThermalMetricSummary, showsWhatIsPresent) {
   ThermalMetricSummary summary;
   summary.setMetrics({1, 2, 3, 4, 5, std::nullopt});
-  const std::vector<ThermalMetricRow> rows = makeThermalMetricRows({});
-  const std::vector<std::string> titles{"CPU all-core average", "Maximum P-core",         "Maximum E-core",
-                                        "Maximum GPU cluster",  "CPU die hotspot (TCMz)", "GPU die hotspot (TRDX)"};
-  for (std::size_t each = 0; each < titles.size(); ++each) {
-    EXPECT_EQ(rows[each].title, titles[each]);
+  for (int each = 0; each < 6; ++each) {
     const QString name = QStringLiteral("thermalMetric%1").arg(each);
     EXPECT_EQ(summary.findChild<QWidget*>(name)->accessibleName(),
               each < 5 ? QStringLiteral("%1.0 °C").arg(each + 1) : QStringLiteral("Unavailable"));

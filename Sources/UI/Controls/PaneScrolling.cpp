@@ -22,6 +22,28 @@ QScrollArea* paneOf(QWidget& widget) {
   return nullptr;
 }
 
+/// Gives the pane its natural length back when the widget for which it was held has gone.
+class HoldUntilHidden : public QObject {
+ public:
+  HoldUntilHidden(QScrollArea& pane, QWidget& widget) : QObject(&pane), pane_(pane) {
+    widget.installEventFilter(this);
+    connect(pane.verticalScrollBar(), &QScrollBar::valueChanged, this,
+            [this](int position) { release(position == 0 ? 0 : position + pane_.viewport()->height()); });
+  }
+
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::HideToParent) release(0);
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  void release(int height) {
+    if (pane_.widget() != nullptr && pane_.widget()->minimumHeight() > height) pane_.widget()->setMinimumHeight(height);
+  }
+
+  QScrollArea& pane_;
+};
+
 }  // namespace
 
 void scrollIntoView(QWidget& widget) {
@@ -46,12 +68,7 @@ void keepScrollPosition(QWidget& widget) {
   pane->widget()->setMinimumHeight(bar->value() + pane->viewport()->height());
   if (pane->property(holdProperty).toBool()) return;
   pane->setProperty(holdProperty, true);
-  QObject::connect(bar, &QScrollBar::valueChanged, pane, [pane](int position) {
-    const int needed = position == 0 ? 0 : position + pane->viewport()->height();
-    if (pane->widget() != nullptr && pane->widget()->minimumHeight() > needed) {
-      pane->widget()->setMinimumHeight(needed);
-    }
-  });
+  new HoldUntilHidden(*pane, widget);
 }
 
 }  // namespace halcyra
