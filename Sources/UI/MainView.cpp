@@ -35,7 +35,7 @@ constexpr int sidebarInset = 12;
 }  // namespace
 
 MainView::MainView(const ViewContext& context, QWidget* parent)
-    : QWidget(parent), model_(context.model), drafts_(context.drafts) {
+    : QWidget(parent), model_(context.model), drafts_(context.drafts), selection_(context.historySelection) {
   setObjectName(QStringLiteral("page"));
   setAttribute(Qt::WA_StyledBackground);
   auto* const whole = new QHBoxLayout(this);
@@ -101,7 +101,7 @@ QWidget* MainView::makeFooter(QWidget* parent) {
   row->setContentsMargins(sidebarInset, 6, sidebarInset / 2, 8);
   auto* const create = new SidebarButton(textOf(PresetListText::create), QStringLiteral("plus"), footer);
   create->setObjectName(QStringLiteral("newCustomPreset"));
-  connect(create, &QAbstractButton::clicked, this, [this] { model_->createCustomPreset(); });
+  connect(create, &QAbstractButton::clicked, this, [this] { makePreset(); });
   row->addWidget(create);
   return footer;
 }
@@ -132,7 +132,8 @@ QWidget* MainView::makeDetail() {
   cardRow_->setSpacing(cardGap);
   column_->addLayout(cardRow_);
   addRawThermals(column_, page);
-  history_ = new HistoryGraphView(page);
+  history_ = new HistoryGraphView(selection_, page);
+  connect(history_, &HistoryGraphView::refreshWanted, this, &MainView::refresh);
   history_->setObjectName(QStringLiteral("historyGraph"));
   column_->addWidget(history_);
   editor_ = makeEditor(page);
@@ -231,7 +232,14 @@ void MainView::saveEdited(const FanPreset& preset) {
   model_->activate(preset, false);
 }
 
+void MainView::makePreset() {
+  model_->createCustomPreset();
+  madeID_.reset();
+  if (!model_->customPresets().empty()) madeID_ = model_->customPresets().back().id;
+}
+
 void MainView::choosePreset(const UUID& id) {
+  madeID_.reset();
   if (const auto preset = listedPreset(model_->customPresets(), id)) model_->activate(*preset, false);
 }
 

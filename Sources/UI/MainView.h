@@ -56,6 +56,7 @@ class MainView : public QWidget {
   QWidget* makeFooter(QWidget* parent);
   void addRawThermals(QVBoxLayout* column, QWidget* parent);
   FanCurveEditor* makeEditor(QWidget* parent);
+  void makePreset();
   void saveEdited(const FanPreset& preset);
   void choosePreset(const UUID& id);
   void renamePreset(const UUID& id, const std::string& name);
@@ -71,7 +72,10 @@ class MainView : public QWidget {
 
   std::shared_ptr<AppModel> model_;
   std::shared_ptr<PresetDrafts> drafts_;
+  std::shared_ptr<HistorySelection> selection_;
   std::optional<UUID> followedID_;
+  /// The preset that was made here and waits to be named.
+  std::optional<UUID> madeID_;
   std::optional<bool> isNarrow_;
   std::optional<bool> isSidebarNarrow_;
   QSplitter* splitter_ = nullptr;

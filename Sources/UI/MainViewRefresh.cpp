@@ -35,10 +35,15 @@ void MainView::refresh() {
   presets_->apply(makePresetListState(view, drafts_ ? drafts_->ids() : std::set<UUID>()));
   followActivePreset(view.activePreset);
   apply(makeMainViewState(view));
+  editor_->setReadings(makeCurveReadings(view));
+  if (madeID_ == view.activePreset.id) {
+    madeID_.reset();
+    editor_->beginNaming();
+  }
   gauge_->setSamplingInterval(view.pollingInterval);
   gauge_->setTemperature(view.displayTemperature);
   if (rawThermals_->isChecked()) metrics_->refresh(view);
-  history_->setSamples(*view.history);
+  history_->refresh(SessionHistory::of(view));
 }
 
 void MainView::followActivePreset(const FanPreset& active) {

@@ -1,3 +1,4 @@
+#include <QAccessible>
 #include <QCheckBox>
 #include <QContextMenuEvent>
 #include <QLabel>
@@ -12,6 +13,7 @@
 
 #include "gtest/gtest.h"
 
+#include "UI/CurvePreview.h"
 #include "UI/FanCurveEditor.h"
 #include "UI/FanCurveEditorBlock.h"
 #include "UI/FanCurveEditorField.h"
@@ -120,23 +122,46 @@ TEST_F(MainViewTest, aNewPresetIsEditedSavedAndApplied) {
   ASSERT_TRUE(ui.drives());
   ui.run(0.2);
   ASSERT_TRUE(child<FanCurveEditor>(view, "fanCurveEditor").isVisible());
-  EXPECT_EQ(child<QLineEdit>(view, "presetName").text(), "Custom 3");
+  auto& name = child<QLineEdit>(view, "presetName");
+  EXPECT_EQ(name.selectedText(), "Custom 3");
+  EXPECT_EQ(view.focusWidget(), &name);
+  EXPECT_FALSE(name.visibleRegion().isEmpty()) << "it has been scrolled to";
 
   type("rampStart", "15");
   EXPECT_EQ(child<FanCurveEditorField>(view, "rampStart").text(), "20");
   type("fullSpeed", "20");
   EXPECT_TRUE(child<QWidget>(view, "rangeWarning").isVisible());
   EXPECT_FALSE(child<QPushButton>(view, "saveAndApply").isEnabled());
-  type("fullSpeed", "70");
-  EXPECT_FALSE(child<QWidget>(view, "rangeWarning").isVisible());
+  auto& high = child<FanCurveEditorField>(view, "fullSpeed");
+  high.selectAll();
+  QTest::keyClicks(&high, "70");
+  EXPECT_TRUE(child<QPushButton>(view, "saveAndApply").isEnabled()) << "what is typed counts at once";
   EXPECT_EQ(ui.model().activePreset().lowTemperature, 30) << "nothing reaches the model before it is saved";
 
+  auto& preview = child<CurvePreview>(view, "curvePreview");
+  const auto at = [&](double temperature, int y) {
+    constexpr int gutter = 58;
+    return QPoint(gutter + qRound(curvePreviewX(temperature, preview.width() - gutter)), y);
+  };
+  QTest::mousePress(&preview, Qt::LeftButton, {}, at(70, 4));
+  QTest::mouseMove(&preview, at(80, 30));
+  QTest::mouseRelease(&preview, Qt::LeftButton, {}, at(80, 30));
+  EXPECT_EQ(high.text(), "80") << "the point has been dragged";
+  preview.setFocus();
+  QTest::keyClick(&preview, Qt::Key_Down);
+  QTest::keyClick(&preview, Qt::Key_Right);
+  EXPECT_EQ(child<FanCurveEditorField>(view, "rampStart").text(), "21");
+  click(view, "revertPreset");
+  EXPECT_EQ(high.text(), "50");
+  type("rampStart", "20");
+
+  const QPoint segment = child<QWidget>(view, "sourceConstant").mapTo(&view, QPoint());
   click(view, "sourceConstant");
+  UIHarness::pumpEvents();
+  EXPECT_EQ(child<QWidget>(view, "sourceConstant").mapTo(&view, QPoint()), segment) << "it stays under the pointer";
   EXPECT_EQ(child<FanCurveEditorField>(view, "targetRPM").text(), "2000");
-  EXPECT_FALSE(view.editingPreset().constantRPM);
-  EXPECT_FALSE(child<QPushButton>(view, "saveAndApply").isEnabled());
-  type("targetRPM", "2000");
-  EXPECT_EQ(view.editingPreset().constantRPM, 2000) << "the shown default counts once it is entered";
+  EXPECT_EQ(view.editingPreset().constantRPM, 2000);
+  EXPECT_TRUE(child<QPushButton>(view, "saveAndApply").isEnabled());
   type("targetRPM", "2,500");
   EXPECT_EQ(view.editingPreset().constantRPM, 2500);
   type("targetRPM", "4.000");
@@ -144,6 +169,7 @@ TEST_F(MainViewTest, aNewPresetIsEditedSavedAndApplied) {
   ASSERT_TRUE(ui.runUntil([&] { return ui.target(0) == 4000 && ui.target(1) == 4000; }, 30));
   EXPECT_EQ(ui.model().activePreset().constantRPM, 4000);
   EXPECT_EQ(ui.model().activePreset().lowTemperature, 20);
+  EXPECT_EQ(text("editorNote"), "Saved");
   EXPECT_FALSE(ui.model().lastError());
 }
 
@@ -166,8 +192,11 @@ TEST_F(MainViewTest, unlinkedFansAreEditedEachInItsBox) {
   slider.setFocus();
   QTest::keyClick(&slider, Qt::Key_Right);
   EXPECT_EQ(view.editingPreset().hysteresis, 2.0);
-  EXPECT_EQ(child<QLineEdit>(child<QWidget>(view, "editorBlock0"), "hysteresisValue").text(), "2.0")
-      << "the hysteresis is shared";
+  EXPECT_EQ(QAccessible::queryAccessibleInterface(&slider)->valueInterface()->currentValue(), 2.0);
+  auto& other = child<FanCurveEditorField>(child<QWidget>(view, "editorBlock0"), "hysteresisValue");
+  EXPECT_EQ(other.text(), "2.0") << "the hysteresis is shared";
+  QTest::mouseClick(&slider, Qt::LeftButton, {}, QPoint(slider.width() - 2, slider.height() / 2));
+  EXPECT_EQ(other.text(), "10.0") << "a click on the groove goes there";
 
   // The fans go and come back while a number is half typed.
   field.setFocus();
@@ -181,7 +210,7 @@ TEST_F(MainViewTest, unlinkedFansAreEditedEachInItsBox) {
   editor.setFanIndices({0, 1});
   settle();
   EXPECT_EQ(editor.findChildren<FanCurveEditorBlock*>().size(), 2);
-  EXPECT_EQ(view.editingPreset().fan1Settings.value().lowTemperature, 31);
+  EXPECT_EQ(view.editingPreset().fan1Settings.value().lowTemperature, 20) << "the 7 that was typed";
 }
 
 TEST_F(MainViewTest, renamingInPlace) {

@@ -73,10 +73,11 @@ TEST(Windows, theDashboardIsWalkedInReadingOrder) {
   editUnlinked(ui, view);
   ui.model().activate(FanPreset::batterySaver(), false);
   ui.run(5);
-  EXPECT_EQ(
-      tabOrder(view, child<QWidget>(view, "presets")),
-      (std::vector<std::string>{"presets", "newCustomPreset", "rawThermals", "presetName", "sourceCurve",
-                                "sourceConstant", "linkFans", "rampStart", "fullSpeed", "hysteresis", "saveAndApply"}));
+  EXPECT_EQ(tabOrder(view, child<QWidget>(view, "presets")),
+            (std::vector<std::string>{"presets", "newCustomPreset", "rawThermals", "rangeFiveMinutes", "rangeHour",
+                                      "rangeAll", "addOverlay", "fanZoneChart", "fanSpeedChart", "presetName",
+                                      "sourceCurve", "sourceConstant", "linkFans", "rampStart", "fullSpeed",
+                                      "curvePreview", "hysteresis", "hysteresisValue", "saveAndApply"}));
 }
 
 TEST(Windows, aScrollBarStandsOverTheContentAndOnlyWhereThereIsSomethingToScroll) {
