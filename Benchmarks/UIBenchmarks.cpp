@@ -7,9 +7,12 @@
 #include <QTimer>
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <functional>
+#include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -22,6 +25,7 @@
 #include "Platform/Qt/QtMainQueue.h"
 #include "UI/MainView.h"
 #include "UI/MenuBarPanel.h"
+#include "UI/Motion.h"
 #include "UI/Style.h"
 #include "UI/UIHarness.h"
 #include "XPC/FanControlXPC.h"
@@ -154,6 +158,63 @@ void waitInLoop(double seconds, const std::function<bool()>& done = {}) {
   QTimer::singleShot(static_cast<int>(seconds * 1000), &loop, [&] { loop.quit(); });
   loop.exec();
 }
+
+/// The paints of each kind of widget.
+class PaintCensus : public QObject {
+ public:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::Paint) ++paints[watched->metaObject()->className()];
+    return false;
+  }
+  std::map<std::string, int> paints;
+};
+
+/// What a poll costs the main thread with panel and dashboard open and with everything moving that moves, in real time:
+/// the refresh and the 0.8 s in which its animations end. The polling itself is left out. `state.range(0)`: whether
+/// motion is wanted. With `AEROVANE_PAINTS` in the environment, what was painted is printed by kind.
+void pollWithMotion(benchmark::State& state) {
+  application();
+  setDesktopWantsMotion(state.range(0) != 0);
+  test::UIHarness ui({.workload = "bursts", .seed = 1, .isSetUp = true, .prepare = {}});
+  ui.model().activate(FanPreset::automatic(), false);
+  ui.loop.run(360.0);
+  ViewContext context;
+  context.model = ui.sharedModel();
+  auto panel = std::make_unique<MenuBarPanel>(context, MenuBarPanel::Kind::window);
+  auto dashboard = std::make_unique<MainView>(context);
+  dashboard->resize(960, 720);
+  dashboard->show();
+  panel->openNear({});
+  ui.run(10.0);
+  waitInLoop(1.0);
+  PaintCensus census;
+  qApp->installEventFilter(&census);
+  for (auto _ : state) {
+    ui.loop.run(pollingInterval);
+    const double before = threadSeconds();
+    waitInLoop(0.8);
+    state.SetIterationTime(threadSeconds() - before);
+  }
+  qApp->removeEventFilter(&census);
+  const auto polls = static_cast<double>(state.iterations());
+  int all = 0;
+  for (const auto& [kind, count] : census.paints) {
+    all += count;
+    if (std::getenv("AEROVANE_PAINTS") != nullptr) std::cerr << kind << ' ' << count / polls << '\n';
+  }
+  state.counters["paints"] = all / polls;
+  state.counters["bar_ms"] = 8.7;
+  dashboard.reset();
+  panel.reset();
+  setDesktopWantsMotion(true);
+}
+BENCHMARK(pollWithMotion)
+    ->ArgName("motion")
+    ->Arg(1)
+    ->Arg(0)
+    ->UseManualTime()
+    ->Iterations(15)
+    ->Unit(benchmark::kMillisecond);
 
 bool machineIsSlow(const MachineUnderTest& machine, const std::string& milliseconds) {
   const pid_t command =

@@ -219,7 +219,7 @@ void HalcyraApp::openDashboard() {
 
 void HalcyraApp::openSensors() {
   bringToFront(window(QStringLiteral("sensors"), [this] {
-    return makeWindow(QStringLiteral("sensors"), QStringLiteral("Temperature Sensors"), new SensorsView(context_.model),
+    return makeWindow(QStringLiteral("sensors"), QStringLiteral("Temperature Sensors"), new SensorsView(context_),
                       {340, 420}, {420, 620});
   }));
 }

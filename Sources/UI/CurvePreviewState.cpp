@@ -5,6 +5,9 @@
 
 #include "fmt/format.h"
 
+#include "Helpers/FanCurve.h"
+#include "UI/FanNames.h"
+
 namespace halcyra {
 
 namespace {
@@ -48,6 +51,34 @@ void pushApart(Placed& left, Placed& right, double first, double last) {
 
 double curvePreviewX(double temperature, double width) {
   return width * std::clamp((temperature - axisStart) / (axisEnd - axisStart), 0.0, 1.0);
+}
+
+double curvePreviewTemperature(double x, double width) {
+  if (!(width > 0)) return axisStart;
+  return std::round(std::clamp(axisStart + x / width * (axisEnd - axisStart), axisStart, axisEnd));
+}
+
+double movedCurvePoint(EditorBound bound, double temperature, double low, double high) {
+  constexpr double leastRamp = 1;
+  if (bound == EditorBound::low) {
+    return std::clamp(temperature, axisStart, std::max(axisStart, std::min(axisEnd, high) - leastRamp));
+  }
+  return std::clamp(temperature, std::min(axisEnd, std::max(axisStart, low) + leastRamp), axisEnd);
+}
+
+std::vector<CurveMark> makeCurveMarks(const std::vector<CurveReading>& readings, double low, double high) {
+  // Fine enough for the place of a mark.
+  constexpr std::int64_t steps = 10'000;
+  std::vector<CurveMark> marks;
+  for (const CurveReading& reading : readings) {
+    if (!reading.temperature) continue;
+    const double temperature = *reading.temperature;
+    const std::int64_t rpm = FanCurve::ramp(temperature, low, high, reading.minRPM, reading.maxRPM);
+    const std::int64_t part = FanCurve::ramp(temperature, low, high, 0, steps);
+    marks.push_back({reading.fan, temperature, static_cast<double>(part) / static_cast<double>(steps),
+                     fmt::format("{}: {:.1f} °C asks for {} RPM", shortFanLabel(reading.fan), temperature, rpm)});
+  }
+  return marks;
 }
 
 std::vector<CurvePreviewLabel> layOutCurveLabels(double low, double high, double width,

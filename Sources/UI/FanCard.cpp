@@ -80,6 +80,7 @@ void FanCard::apply(const FanCardState& state) {
     setAccessibleName(label);
   }
   speed_->setText(textOf(state.speed));
+  rail_->setFan(state.index);
   rail_->setSpeeds(state.minRPM, state.maxRPM, state.actualRPM, state.targetRPM);
   target_->setText(textOf(state.target));
   setLabelText(mode_, state.mode);

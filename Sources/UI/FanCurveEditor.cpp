@@ -3,16 +3,20 @@
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QFrame>
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "App/PresetDrafts.h"
+#include "UI/Controls/PaneScrolling.h"
 #include "UI/FanCurveEditorBlock.h"
 #include "UI/PresetListState.h"
 #include "UI/Widgets.h"
@@ -26,6 +30,8 @@ constexpr int boxPadding = 14;
 constexpr int nameFieldWidth = 240;
 /// Under the toggle's text, not its box.
 constexpr int captionIndent = 25;
+/// Room for two lines, so that the buttons stay where they are.
+constexpr int noteHeight = 32;
 
 bool haveSameFans(const std::vector<FanCurveEditorBlock*>& shown, const std::vector<EditorBlock>& wanted) {
   if (shown.size() != wanted.size()) return false;
@@ -41,7 +47,8 @@ FanCurveEditor::FanCurveEditor(Callback onSave, Callback onDelete, QWidget* pare
     : QWidget(parent),
       onSave_(std::move(onSave)),
       onDelete_(std::move(onDelete)),
-      preset_(FanPreset::cpuCoreDefault()) {
+      preset_(FanPreset::cpuCoreDefault()),
+      saved_(preset_) {
   setObjectName(QStringLiteral("fanCurveEditor"));
   auto* const column = new QVBoxLayout(this);
   column->setContentsMargins(0, 0, 0, 0);
@@ -80,6 +87,8 @@ QWidget* FanCurveEditor::makeNameAndSource() {
   caption->setBuddy(name_);
   connect(name_, &QLineEdit::textEdited, this,
           [this](const QString& text) { change([&](FanPreset& preset) { preset.name = text.toStdString(); }); });
+  // A long name shows its start.
+  connect(name_, &QLineEdit::editingFinished, this, [this] { name_->setCursorPosition(0); });
   cell->addWidget(name_);
   nameAndSource_->addLayout(cell, 1);
   source_ = makeSource();
@@ -104,9 +113,9 @@ QWidget* FanCurveEditor::makeSource() {
     segment->setAutoDefault(false);
     group->addButton(segment);
     row->addWidget(segment);
-    connect(segment, &QPushButton::toggled, this, [this, strategy](bool isOn) {
-      if (isOn) change([&](FanPreset& preset) { preset.strategy = strategy; });
-    });
+    // Also when it is the chosen one: then the value that it shows becomes the preset's.
+    connect(segment, &QPushButton::clicked, this,
+            [this, strategy] { change([&](FanPreset& preset) { setStrategy(preset, strategy); }); });
     return segment;
   };
   curveSegment_ = makeSegment(EditorText::curve, "sourceCurve", ControlStrategy::cpuCoreAverage);
@@ -133,34 +142,59 @@ QWidget* FanCurveEditor::makeLink() {
 
 QWidget* FanCurveEditor::makeButtons() {
   auto* const cell = new QWidget(this);
-  auto* const row = new QHBoxLayout(cell);
-  row->setContentsMargins(0, 0, 0, 0);
-  delete_ = new QPushButton(textOf(EditorText::remove), cell);
-  delete_->setObjectName(QStringLiteral("deletePreset"));
-  delete_->setProperty("kind", QStringLiteral("destructive"));
-  delete_->setAutoDefault(false);
+  buttons_ = new QGridLayout(cell);
+  buttons_->setContentsMargins(0, 0, 0, 0);
+  buttons_->setHorizontalSpacing(editorRowSpacing);
+  buttons_->setVerticalSpacing(editorLabelSpacing);
+  const auto makeButton = [](QWidget* parent, std::string_view text, const char* name, const char* kind) {
+    auto* const button = new QPushButton(textOf(text), parent);
+    button->setObjectName(QString::fromLatin1(name));
+    button->setProperty("kind", QString::fromLatin1(kind));
+    button->setAutoDefault(false);
+    return button;
+  };
+  delete_ = makeButton(cell, EditorText::remove, "deletePreset", "destructive");
   connect(delete_, &QPushButton::clicked, this, &FanCurveEditor::askForDeletion);
-  row->addWidget(delete_);
-  row->addStretch(1);
-  save_ = new QPushButton(textOf(EditorText::save), cell);
-  save_->setObjectName(QStringLiteral("saveAndApply"));
-  save_->setProperty("kind", QStringLiteral("primary"));
-  save_->setAutoDefault(false);
+  noteRow_ = new QWidget(cell);
+  auto* const row = new QHBoxLayout(noteRow_);
+  row->setContentsMargins(0, 0, 0, 0);
+  row->setSpacing(editorRowSpacing);
+  note_ = makeLabel(noteRow_, "editorNote", TextRole::secondary);
+  makeShrinkable(note_);
+  note_->setMinimumHeight(noteHeight);
+  row->addWidget(note_, 1);
+  revert_ = makeButton(noteRow_, EditorText::revert, "revertPreset", "");
+  revert_->setToolTip(textOf(EditorText::revertTip));
+  QSizePolicy policy = revert_->sizePolicy();
+  policy.setRetainSizeWhenHidden(true);
+  revert_->setSizePolicy(policy);
+  connect(revert_, &QPushButton::clicked, this, &FanCurveEditor::revert);
+  row->addWidget(revert_);
+  save_ = makeButton(cell, EditorText::save, "saveAndApply", "primary");
   connect(save_, &QPushButton::clicked, this, &FanCurveEditor::save);
-  row->addWidget(save_);
+  layOutButtons();
   return cell;
 }
 
-void FanCurveEditor::setPreset(const FanPreset& preset) {
-  saved_ = preset;
-  const std::optional<FanPreset> draft = drafts_ != nullptr ? drafts_->draft(preset.id) : std::nullopt;
-  preset_ = draft.value_or(preset);
-  refresh();
+void FanCurveEditor::layOutButtons() {
+  for (QWidget* const each : {static_cast<QWidget*>(delete_), noteRow_, static_cast<QWidget*>(save_)}) {
+    buttons_->removeWidget(each);
+  }
+  const int row = isNarrow_ ? 1 : 0;
+  buttons_->addWidget(delete_, row, 0);
+  isNarrow_ ? buttons_->addWidget(noteRow_, 0, 0, 1, 3) : buttons_->addWidget(noteRow_, 0, 1);
+  buttons_->addWidget(save_, row, 2);
+  buttons_->setColumnStretch(1, 1);
+  note_->setAlignment((isNarrow_ ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter);
 }
 
-void FanCurveEditor::revert() {
-  if (drafts_ != nullptr) drafts_->discard(saved_.id);
-  preset_ = saved_;
+void FanCurveEditor::setPreset(const FanPreset& preset) {
+  const std::optional<FanPreset> draft = drafts_ != nullptr ? drafts_->draft(preset.id) : std::nullopt;
+  // Saving hands the preset in again.
+  wasJustSaved_ = wasJustSaved_ && preset == saved_ && !draft;
+  const FanPreset working = draft.value_or(preset);
+  saved_ = preset;
+  preset_ = working;
   refresh();
 }
 
@@ -177,9 +211,32 @@ void FanCurveEditor::setFanIndices(const std::vector<int>& indices) {
   refresh();
 }
 
+void FanCurveEditor::setReadings(const std::vector<CurveReading>& readings) {
+  if (readings == readings_) return;
+  readings_ = readings;
+  applyReadings();
+}
+
+void FanCurveEditor::applyReadings() {
+  for (FanCurveEditorBlock* const block : blocks_) {
+    std::vector<CurveReading> own;
+    std::ranges::copy_if(readings_, std::back_inserter(own), [block](const CurveReading& reading) {
+      return !block->fan() || reading.fan == *block->fan();
+    });
+    block->setReadings(own);
+  }
+}
+
+void FanCurveEditor::beginNaming() {
+  scrollIntoView(*this);
+  name_->setFocus(Qt::OtherFocusReason);
+  name_->selectAll();
+}
+
 void FanCurveEditor::setNarrow(bool narrow) {
   if (narrow == isNarrow_) return;
   isNarrow_ = narrow;
+  layOutButtons();
   nameAndSource_->setDirection(narrow ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
   nameAndSource_->setAlignment(source_, Qt::AlignBottom | (narrow ? Qt::AlignLeft : Qt::AlignRight));
   for (QPushButton* const segment : {curveSegment_, constantSegment_}) {
@@ -191,16 +248,19 @@ void FanCurveEditor::setNarrow(bool narrow) {
 void FanCurveEditor::change(const std::function<void(FanPreset&)>& edit) {
   edit(preset_);
   if (drafts_ != nullptr) drafts_->keep(preset_, saved_);
+  wasJustSaved_ = false;
+  keepScrollPosition(*this);
   refresh();
 }
 
 void FanCurveEditor::refresh() {
-  const FanCurveEditorState state = makeFanCurveEditorState(preset_, fanIndices_);
+  const FanCurveEditorState state = makeFanCurveEditorState({preset_, saved_, wasJustSaved_}, fanIndices_);
   // Typing moves the cursor; only a name from elsewhere is set.
-  if (name_->text().toStdString() != state.name) name_->setText(textOf(state.name));
+  if (name_->text().toStdString() != state.name) {
+    name_->setText(textOf(state.name));
+    name_->setCursorPosition(0);
+  }
   {
-    const QSignalBlocker quietCurve(curveSegment_);
-    const QSignalBlocker quietConstant(constantSegment_);
     const QSignalBlocker quietLink(linkToggle_);
     (state.isConstant ? constantSegment_ : curveSegment_)->setChecked(true);
     linkToggle_->setChecked(state.isLinked);
@@ -210,10 +270,19 @@ void FanCurveEditor::refresh() {
   setLabelText(linkCaption_, state.linkCaption);
   if (!haveSameFans(blocks_, state.blocks)) makeBlocks(state.blocks);
   for (std::size_t each = 0; each < blocks_.size(); ++each) {
-    blocks_[each]->apply(state.blocks[each], state.isConstant, state.hysteresis, state.hysteresisText);
+    blocks_[each]->apply(state.blocks[each], state.isConstant, state.hysteresis);
   }
   delete_->setVisible(state.showsDelete);
   save_->setEnabled(state.canSave);
+  save_->setToolTip(state.canSave ? QString() : toolTipOf(state.note));
+  save_->setAccessibleDescription(state.canSave ? QString() : textOf(state.note));
+  revert_->setVisible(state.isEdited);
+  setLabelText(note_, state.note);
+  const QString role = state.noteIsReason ? QStringLiteral("conflict") : QStringLiteral("secondary");
+  if (note_->property("role").toString() != role) {
+    note_->setProperty("role", role);
+    restyle(note_);
+  }
 }
 
 void FanCurveEditor::makeBlocks(const std::vector<EditorBlock>& blocks) {
@@ -258,8 +327,10 @@ void FanCurveEditor::makeBlocks(const std::vector<EditorBlock>& blocks) {
     }
   }
   setTabOrder(last, delete_);
-  setTabOrder(delete_, save_);
+  setTabOrder(delete_, revert_);
+  setTabOrder(revert_, save_);
   layOutBlocks();
+  applyReadings();
 }
 
 void FanCurveEditor::connectBlock(FanCurveEditorBlock* block) {
@@ -271,7 +342,7 @@ void FanCurveEditor::connectBlock(FanCurveEditorBlock* block) {
     change([&](FanPreset& preset) { setConstantRPM(preset, fan, std::llround(rpm)); });
   });
   connect(block, &FanCurveEditorBlock::hysteresisChanged, this,
-          [this](double hysteresis) { change([&](FanPreset& preset) { preset.hysteresis = hysteresis; }); });
+          [this](double hysteresis) { change([&](FanPreset& preset) { setHysteresis(preset, hysteresis); }); });
 }
 
 void FanCurveEditor::layOutBlocks() {
@@ -285,7 +356,18 @@ void FanCurveEditor::save() {
   if (!preset_.isValidCustomConfiguration()) return;
   // A copy: saving may well put another preset into this editor.
   const FanPreset edited = preset_;
+  saved_ = edited;
+  if (drafts_ != nullptr) drafts_->discard(edited.id);
+  wasJustSaved_ = true;
+  refresh();
   onSave_(edited);
+}
+
+void FanCurveEditor::revert() {
+  // The button that has the focus is about to go.
+  name_->setFocus(Qt::OtherFocusReason);
+  if (drafts_ != nullptr) drafts_->discard(saved_.id);
+  change([this](FanPreset& preset) { preset = saved_; });
 }
 
 void FanCurveEditor::askForDeletion() {

@@ -10,6 +10,7 @@
 class QBoxLayout;
 class QCheckBox;
 class QFrame;
+class QGridLayout;
 class QLabel;
 class QLineEdit;
 class QPushButton;
@@ -41,7 +42,11 @@ class FanCurveEditor : public QWidget {
   void setName(const std::string& name);
   /// Indices of the controllable fans, ascending.
   void setFanIndices(const std::vector<int>& indices);
+  /// What the fans' zones report at the moment, for the marks on the curves.
+  void setReadings(const std::vector<CurveReading>& readings);
   void setNarrow(bool narrow);
+  /// For a preset that has just been made: shows the form, and has the user type its name.
+  void beginNaming();
 
  private:
   QWidget* makeNameAndSource();
@@ -53,15 +58,19 @@ class FanCurveEditor : public QWidget {
   void makeBlocks(const std::vector<EditorBlock>& blocks);
   void connectBlock(FanCurveEditorBlock* block);
   void layOutBlocks();
+  void layOutButtons();
+  void applyReadings();
   void save();
   void askForDeletion();
 
   Callback onSave_;
   Callback onDelete_;
   PresetDrafts* drafts_ = nullptr;
-  FanPreset saved_;
   FanPreset preset_;
+  FanPreset saved_;
+  bool wasJustSaved_ = false;
   std::vector<int> fanIndices_;
+  std::vector<CurveReading> readings_;
   bool isNarrow_ = false;
   QBoxLayout* nameAndSource_ = nullptr;
   QWidget* source_ = nullptr;
@@ -74,7 +83,11 @@ class FanCurveEditor : public QWidget {
   QBoxLayout* blockRow_ = nullptr;
   std::vector<QWidget*> boxes_;
   std::vector<FanCurveEditorBlock*> blocks_;
+  QGridLayout* buttons_ = nullptr;
   QPushButton* delete_ = nullptr;
+  QWidget* noteRow_ = nullptr;
+  QLabel* note_ = nullptr;
+  QPushButton* revert_ = nullptr;
   QPushButton* save_ = nullptr;
 };
 

@@ -1,16 +1,12 @@
 #include "UI/FanCurveEditorBlock.h"
 
-#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLineEdit>
-#include <QSignalBlocker>
-#include <QSlider>
 #include <QVBoxLayout>
-#include <cmath>
 
 #include "UI/CurvePreview.h"
 #include "UI/FanCurveEditorField.h"
+#include "UI/FanCurveEditorSlider.h"
 #include "UI/Icons.h"
 #include "UI/Theme.h"
 #include "UI/Widgets.h"
@@ -23,10 +19,6 @@ constexpr int columnSpacing = 20;
 constexpr int temperatureWidth = 88;
 constexpr int rpmWidth = 84;
 constexpr int hysteresisWidth = 52;
-
-int sliderPosition(double hysteresis) {
-  return static_cast<int>(std::lround(hysteresis / EditorLimits::hysteresisStep));
-}
 
 QVBoxLayout* makeColumn(QWidget* owner, int spacing) {
   auto* const column = new QVBoxLayout(owner);
@@ -66,11 +58,16 @@ QWidget* FanCurveEditorBlock::makeCurve() {
   fieldsAndPreview_->addLayout(fields_);
   preview_ = new CurvePreview(curve);
   preview_->setObjectName(QStringLiteral("curvePreview"));
+  connect(preview_, &CurvePreview::pointMoved, this, &FanCurveEditorBlock::temperatureChanged);
   fieldsAndPreview_->addWidget(preview_, 1, Qt::AlignTop);
   rows->addLayout(fieldsAndPreview_);
+  rows->addSpacing(-editorRowSpacing / 2);
   warning_ = makeWarning(curve);
-  rows->addWidget(warning_);
-  rows->addWidget(makeCaption(curve, "curveCaption", EditorText::curveCaption));
+  auto* const remarks = new QVBoxLayout;
+  remarks->setSpacing(2);
+  remarks->addWidget(warning_);
+  remarks->addWidget(makeCaption(curve, "curveCaption", EditorText::curveCaption));
+  rows->addLayout(remarks);
   rows->addWidget(makeHysteresis(curve));
   return curve;
 }
@@ -95,6 +92,10 @@ QWidget* FanCurveEditorBlock::makeField(QWidget* parent, std::string_view label,
 QWidget* FanCurveEditorBlock::makeWarning(QWidget* parent) {
   auto* const warning = new QWidget(parent);
   warning->setObjectName(QStringLiteral("rangeWarning"));
+  // Nothing below moves when it comes and goes.
+  QSizePolicy policy = warning->sizePolicy();
+  policy.setRetainSizeWhenHidden(true);
+  warning->setSizePolicy(policy);
   auto* const row = new QHBoxLayout(warning);
   row->setContentsMargins(0, 0, 0, 0);
   row->setSpacing(8);
@@ -113,25 +114,23 @@ QWidget* FanCurveEditorBlock::makeHysteresis(QWidget* parent) {
   auto* const row = new QHBoxLayout;
   row->setSpacing(editorRowSpacing);
   row->addWidget(makeLabel(cell, TextRole::body, EditorText::hysteresis));
-  slider_ = new QSlider(Qt::Horizontal, cell);
+  slider_ = new FanCurveEditorSlider(EditorLimits::lowestHysteresis, EditorLimits::highestHysteresis,
+                                     EditorLimits::hysteresisStep, QStringLiteral("degrees"), cell);
   slider_->setObjectName(QStringLiteral("hysteresis"));
   slider_->setAccessibleName(textOf(EditorText::hysteresis));
-  slider_->setRange(sliderPosition(EditorLimits::lowestHysteresis), sliderPosition(EditorLimits::highestHysteresis));
   slider_->setPageStep(2);
   slider_->setMinimumWidth(60);
-  slider_->setFocusPolicy(Qt::StrongFocus);
-  // The wheel belongs to the pane that scrolls.
-  slider_->installEventFilter(this);
-  connect(slider_, &QSlider::valueChanged, this,
-          [this](int position) { emit hysteresisChanged(position * EditorLimits::hysteresisStep); });
+  connect(slider_, &FanCurveEditorSlider::numberChanged, this, &FanCurveEditorBlock::hysteresisChanged);
   row->addWidget(slider_, 1);
-  hysteresis_ = new QLineEdit(cell);
+  hysteresis_ = new FanCurveEditorField(EditorLimits::lowestHysteresis, EditorLimits::highestHysteresis,
+                                        EditorLimits::hysteresisStep, cell);
   hysteresis_->setObjectName(QStringLiteral("hysteresisValue"));
   hysteresis_->setAccessibleName(QStringLiteral("Hysteresis in degrees"));
-  hysteresis_->setReadOnly(true);
-  hysteresis_->setFocusPolicy(Qt::ClickFocus);
+  hysteresis_->setLeastDecimals(1);
+  hysteresis_->setButtonSymbols(QAbstractSpinBox::NoButtons);
   hysteresis_->setAlignment(Qt::AlignCenter);
   hysteresis_->setFixedWidth(hysteresisWidth);
+  connect(hysteresis_, &FanCurveEditorField::numberChanged, this, &FanCurveEditorBlock::hysteresisChanged);
   row->addWidget(hysteresis_);
   rows->addLayout(row);
   rows->addWidget(makeCaption(cell, "hysteresisCaption", EditorText::hysteresisCaption));
@@ -158,8 +157,7 @@ QWidget* FanCurveEditorBlock::makeConstant() {
   return constant;
 }
 
-void FanCurveEditorBlock::apply(const EditorBlock& block, bool isConstant, double hysteresis,
-                                const std::string& hysteresisText) {
+void FanCurveEditorBlock::apply(const EditorBlock& block, bool isConstant, double hysteresis) {
   curve_->setVisible(!isConstant);
   constant_->setVisible(isConstant);
   low_->showNumber(block.low);
@@ -167,13 +165,12 @@ void FanCurveEditorBlock::apply(const EditorBlock& block, bool isConstant, doubl
   rpm_->showNumber(static_cast<double>(block.rpm));
   preview_->setCurve(block.low, block.high);
   warning_->setVisible(block.hasEmptyRange);
-  const QSignalBlocker quiet(slider_);
-  slider_->setValue(sliderPosition(hysteresis));
-  const QString text = textOf(hysteresisText);
-  if (hysteresis_->text() != text) {
-    hysteresis_->setText(text);
-    slider_->setAccessibleDescription(text + QStringLiteral(" degrees"));
-  }
+  slider_->showNumber(hysteresis);
+  hysteresis_->showNumber(hysteresis);
+}
+
+void FanCurveEditorBlock::setReadings(const std::vector<CurveReading>& readings) {
+  preview_->setReadings(readings);
 }
 
 void FanCurveEditorBlock::setNarrow(bool narrow) {
@@ -182,19 +179,11 @@ void FanCurveEditorBlock::setNarrow(bool narrow) {
 }
 
 std::vector<QWidget*> FanCurveEditorBlock::focusOrder() const {
-  return {low_, high_, slider_, rpm_};
+  return {low_, high_, preview_, slider_, hysteresis_, rpm_};
 }
 
 void FanCurveEditorBlock::submit() {
-  for (FanCurveEditorField* const field : {low_, high_, rpm_}) field->interpretText();
-}
-
-bool FanCurveEditorBlock::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::Wheel) {
-    event->ignore();
-    return true;
-  }
-  return QWidget::eventFilter(watched, event);
+  for (FanCurveEditorField* const field : {low_, high_, hysteresis_, rpm_}) field->interpretText();
 }
 
 }  // namespace halcyra

@@ -8,13 +8,12 @@
 
 class QBoxLayout;
 class QLabel;
-class QLineEdit;
-class QSlider;
 
 namespace halcyra {
 
 class CurvePreview;
 class FanCurveEditorField;
+class FanCurveEditorSlider;
 
 /// Pixels between the rows of the editor, and between a label and its field.
 inline constexpr int editorRowSpacing = 14;
@@ -28,7 +27,9 @@ class FanCurveEditorBlock : public QWidget {
   explicit FanCurveEditorBlock(std::optional<int> fan, QWidget* parent = nullptr);
 
   std::optional<int> fan() const { return fan_; }
-  void apply(const EditorBlock& block, bool isConstant, double hysteresis, const std::string& hysteresisText);
+  void apply(const EditorBlock& block, bool isConstant, double hysteresis);
+  /// The fans that stand on this block's curve.
+  void setReadings(const std::vector<CurveReading>& readings);
   /// One column instead of fields beside the curve.
   void setNarrow(bool narrow);
   /// What takes the focus, in order.
@@ -40,9 +41,6 @@ class FanCurveEditorBlock : public QWidget {
   void temperatureChanged(EditorBound bound, double temperature);
   void rpmChanged(double rpm);
   void hysteresisChanged(double hysteresis);
-
- protected:
-  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   QWidget* makeCurve();
@@ -62,8 +60,8 @@ class FanCurveEditorBlock : public QWidget {
   FanCurveEditorField* rpm_ = nullptr;
   CurvePreview* preview_ = nullptr;
   QWidget* warning_ = nullptr;
-  QSlider* slider_ = nullptr;
-  QLineEdit* hysteresis_ = nullptr;
+  FanCurveEditorSlider* slider_ = nullptr;
+  FanCurveEditorField* hysteresis_ = nullptr;
 };
 
 }  // namespace halcyra

@@ -5,23 +5,15 @@
 #include <QSignalBlocker>
 #include <QWheelEvent>
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
 #include <optional>
 
 namespace halcyra {
 
 namespace {
 
-/// The spin box counts in thousandths, so that a stored fraction is shown and kept.
-constexpr double unit = 1000;
-constexpr int thousand = 1000 * 1000;
-constexpr int largestNumber = 2'000'000'000;
-constexpr int decimals = 3;
-
-int toUnits(double number) {
-  return static_cast<int>(std::lround(std::clamp(number * unit, -double{largestNumber}, double{largestNumber})));
-}
+constexpr double thousand = 1000;
+/// So that a stored fraction is shown and kept.
+constexpr int mostDecimals = 3;
 
 /// Nothing where it is no number. Either mark may part the fraction; in front of three digits it groups thousands
 /// where numbers are that large.
@@ -41,44 +33,40 @@ std::optional<double> numberFrom(const QString& text, bool hasThousands) {
 }  // namespace
 
 FanCurveEditorField::FanCurveEditorField(double lowest, double highest, double step, QWidget* parent)
-    : QSpinBox(parent), lowest_(toUnits(lowest)), highest_(toUnits(highest)), step_(toUnits(step)) {
-  setRange(-largestNumber, largestNumber);
-  setKeyboardTracking(false);
+    : QDoubleSpinBox(parent), lowest_(lowest), highest_(highest), step_(step) {
+  setDecimals(mostDecimals);
+  setRange(lowest, highest);
   setFocusPolicy(Qt::StrongFocus);
   connect(lineEdit(), &QLineEdit::textEdited, this, [this] { isTyped_ = true; });
-  connect(this, &QSpinBox::valueChanged, this, [this] {
-    isTyped_ = false;
-    emit numberChanged(number());
-  });
+  connect(this, &QDoubleSpinBox::valueChanged, this, &FanCurveEditorField::numberChanged);
   // What is shown need not be stored yet: a shown default becomes a value by being entered.
-  connect(this, &QSpinBox::editingFinished, this, [this] {
+  connect(this, &QDoubleSpinBox::editingFinished, this, [this] {
     if (!isTyped_) return;
     isTyped_ = false;
-    emit numberChanged(number());
+    emit numberChanged(value());
   });
 }
 
 void FanCurveEditorField::showNumber(double number) {
-  const int value = toUnits(number);
-  if (value == this->value()) return;
+  if (number == value()) return;
   const QSignalBlocker quiet(this);
-  setValue(value);
+  // A stored number may lie outside of what can be entered.
+  setRange(std::min(lowest_, number), std::max(highest_, number));
+  setValue(number);
 }
 
-double FanCurveEditorField::number() const {
-  return value() / unit;
-}
-
-QString FanCurveEditorField::textFromValue(int value) const {
-  QString text = QString::number(value / unit, 'f', decimals);
-  while (text.endsWith(QLatin1Char('0'))) text.chop(1);
+QString FanCurveEditorField::textFromValue(double value) const {
+  QString text = QString::number(value, 'f', mostDecimals);
+  for (int decimals = mostDecimals; decimals > leastDecimals_ && text.endsWith(QLatin1Char('0')); --decimals) {
+    text.chop(1);
+  }
   if (text.endsWith(QLatin1Char('.'))) text.chop(1);
   return text;
 }
 
-int FanCurveEditorField::valueFromText(const QString& text) const {
+double FanCurveEditorField::valueFromText(const QString& text) const {
   const auto number = numberFrom(text, lowest_ >= thousand);
-  return number ? std::clamp(toUnits(*number), lowest_, highest_) : value();
+  return number ? std::clamp(*number, lowest_, highest_) : value();
 }
 
 QValidator::State FanCurveEditorField::validate(QString& text, int&) const {
@@ -92,8 +80,7 @@ QValidator::State FanCurveEditorField::validate(QString& text, int&) const {
 void FanCurveEditorField::stepBy(int steps) {
   // From what has been typed, if anything.
   interpretText();
-  const std::int64_t next = std::int64_t{value()} + std::int64_t{steps} * step_;
-  setValue(static_cast<int>(std::clamp<std::int64_t>(next, lowest_, highest_)));
+  setValue(std::clamp(value() + steps * step_, lowest_, highest_));
   selectAll();
 }
 

@@ -7,8 +7,11 @@
 #include <vector>
 
 #include "Helpers/FanPreset.h"
+#include "UI/CurvePreviewState.h"
 
 namespace halcyra {
+
+struct ModelView;
 
 /// The limits of the editor's fields.
 struct EditorLimits {
@@ -48,6 +51,10 @@ struct EditorText {
   static constexpr std::string_view removeMessage =
       "This cannot be undone. If this preset is active, both fans return to Automatic.";
   static constexpr std::string_view save = "Save and Apply";
+  static constexpr std::string_view revert = "Revert";
+  static constexpr std::string_view revertTip = "Puts back what is stored";
+  static constexpr std::string_view edited = "Not saved yet";
+  static constexpr std::string_view saved = "Saved";
 };
 
 /// One block of controls: the shared one, or that of one fan.
@@ -75,26 +82,44 @@ struct FanCurveEditorState {
   std::vector<EditorBlock> blocks;
   /// °C; one for all blocks.
   double hysteresis = 0;
-  std::string hysteresisText;
   bool showsDelete = false;
   bool canSave = false;
+  /// There is something to put back.
+  bool isEdited = false;
+  /// Why the preset cannot be saved, else whether it is. Empty where there is nothing to say.
+  std::string note;
+  bool noteIsReason = false;
 
   bool operator==(const FanCurveEditorState&) const = default;
 };
 
-/// `fans`: indices of the controllable fans, ascending.
-FanCurveEditorState makeFanCurveEditorState(const FanPreset& preset, const std::vector<int>& fans);
+/// What is edited.
+struct EditedPreset {
+  const FanPreset& preset;
+  /// As it is stored.
+  const FanPreset& stored;
+  /// It has been saved, and nothing changed since.
+  bool wasJustSaved = false;
+};
 
-enum class EditorBound { low, high };
+/// `fans`: indices of the controllable fans, ascending.
+FanCurveEditorState makeFanCurveEditorState(const EditedPreset& edited, const std::vector<int>& fans);
+
+/// What the zones of the fans report, for the marks on the curves.
+std::vector<CurveReading> makeCurveReadings(const ModelView& view);
 
 // What the controls write. `fan` is the block's; a fan other than 0 and 1 has no values of its own and writes the
 // shared ones.
 
+/// A preset that comes to hold a constant speed holds what its blocks show where it has none yet.
+void setStrategy(FanPreset& preset, ControlStrategy strategy);
 /// Unlinked, each of the two fans that has no values of its own starts from the shared ones; linked, they are kept.
 void setLinked(FanPreset& preset, bool linked);
 /// °C, taken into the field's limits.
 void setTemperature(FanPreset& preset, std::optional<int> fan, EditorBound bound, double temperature);
 /// Taken into the field's limits.
 void setConstantRPM(FanPreset& preset, std::optional<int> fan, std::int64_t rpm);
+/// °C, taken into the field's limits and to a tenth.
+void setHysteresis(FanPreset& preset, double hysteresis);
 
 }  // namespace halcyra

@@ -12,7 +12,8 @@ std::string HistoryGraph::label(int index) {
   return fmt::format("Fan {}", index + 1);
 }
 
-HistoryGraphState HistoryGraph::update(const std::vector<HistorySample>& samples) {
+HistoryGraphState HistoryGraph::update(const SessionHistory& history, const HistoryChoice& choice) {
+  const std::vector<HistorySample>& samples = history.samples;
   if (!growth_.onlyAppended(samples)) {
     zone_.reset();
     fans_.clear();
@@ -21,25 +22,22 @@ HistoryGraphState HistoryGraph::update(const std::vector<HistorySample>& samples
   for (; samplesSeen_ < samples.size(); ++samplesSeen_) {
     while (fans_.size() < samples[samplesSeen_].rpms.size()) fans_.emplace_back(maximumPointCount);
   }
-  zone_.update(samples.size(), [&](std::size_t index) {
-    return HistoryPoint{samples[index].date, samples[index].controlTemp};
-  });
+  const std::size_t first = firstSampleOf(choice.range, samples);
+  const auto zonePoint = pointsOf(history, ExpandedSensorHistory::fanControlSignalID);
   HistoryGraphState state;
-  state.zone = zone_.downsampled();
+  state.options = overlays_.options(history);
+  state.zone = zone_.update(first, samples.size(), zonePoint).downsampled();
+  state.overlays = overlays_.update(history, choice, ExpandedSensorHistory::fanControlSignalID);
   for (std::size_t fan = 0; fan < fans_.size(); ++fan) {
-    fans_[fan].update(samples.size(), [&](std::size_t index) {
+    const auto speedPoint = [&samples, fan](std::size_t index) {
       const HistorySample& sample = samples[index];
       return fan < sample.rpms.size() ? std::optional(HistoryPoint{sample.date, static_cast<double>(sample.rpms[fan])})
                                       : std::nullopt;
-    });
+    };
     const int index = static_cast<int>(fan);
-    state.fans.push_back({index, label(index), fans_[fan].downsampled()});
+    state.fans.push_back({index, label(index), fans_[fan].update(first, samples.size(), speedPoint).downsampled()});
   }
   return state;
-}
-
-HistoryGraphState makeHistoryGraphState(const std::vector<HistorySample>& samples) {
-  return HistoryGraph().update(samples);
 }
 
 }  // namespace halcyra

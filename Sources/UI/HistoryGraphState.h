@@ -7,6 +7,7 @@
 #include "App/HistorySample.h"
 #include "UI/Downsampling.h"
 #include "UI/HistorySeries.h"
+#include "UI/HistoryViewState.h"
 
 namespace halcyra {
 
@@ -21,7 +22,11 @@ struct HistoryGraphState {
     bool operator==(const FanSeries&) const = default;
   };
 
+  /// What can be laid over.
+  std::vector<SensorOption> options;
   std::vector<HistoryPoint> zone;
+  /// Laid over the zone.
+  std::vector<HistoryOverlay> overlays;
   std::vector<FanSeries> fans;
 
   bool operator==(const HistoryGraphState&) const = default;
@@ -35,15 +40,14 @@ class HistoryGraph {
 
   /// "Left", "Right", "Fan 3", …
   static std::string label(int index);
-  HistoryGraphState update(const std::vector<HistorySample>& samples);
+  HistoryGraphState update(const SessionHistory& history, const HistoryChoice& choice = {});
 
  private:
   HistoryGrowth growth_;
-  HistorySeries zone_{maximumPointCount};
+  RangedSeries zone_{maximumPointCount};
+  HistoryOverlays overlays_{maximumPointCount};
   std::size_t samplesSeen_ = 0;
-  std::vector<HistorySeries> fans_;
+  std::vector<RangedSeries> fans_;
 };
-
-HistoryGraphState makeHistoryGraphState(const std::vector<HistorySample>& samples);
 
 }  // namespace halcyra

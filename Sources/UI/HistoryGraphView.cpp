@@ -3,12 +3,13 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QVBoxLayout>
-#include <algorithm>
-#include <array>
 #include <utility>
 
+#include "UI/Charts/FanColors.h"
 #include "UI/Charts/LineChart.h"
 #include "UI/Charts/SeriesKey.h"
+#include "UI/Controls/PaneScrolling.h"
+#include "UI/HistoryControls.h"
 #include "UI/Theme.h"
 #include "UI/Widgets.h"
 
@@ -24,15 +25,6 @@ const QString emptyText = QStringLiteral("The chart will appear after another sa
 
 QColor zoneColor() {
   return Theme::current().data;
-}
-
-/// The third colour is that of all further fans.
-using ColorOf = QColor (*)();
-ColorOf fanColor(int index) {
-  static constexpr std::array<ColorOf, 3> colors{[] { return Theme::current().series0; },
-                                                 [] { return Theme::current().series1; },
-                                                 [] { return Theme::current().series2; }};
-  return colors[static_cast<std::size_t>(std::min(index, 2))];
 }
 
 QString temperatureLabel(double value) {
@@ -54,20 +46,22 @@ QHBoxLayout* makeRow(QWidget* left, QWidget* right) {
 
 }  // namespace
 
-HistoryGraphView::HistoryGraphView(QWidget* parent) : QFrame(parent) {
+HistoryGraphView::HistoryGraphView(std::shared_ptr<HistorySelection> selection, QWidget* parent)
+    : QFrame(parent), selection_(std::move(selection)) {
   setObjectName("historyGraphView");
   setProperty("card", true);
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(18, 14, 18, 14);
   layout->setSpacing(4);
-  layout->addWidget(makeLabel(this, TextRole::headline, "History"));
-  layout->addSpacing(4);
-
+  layout->addWidget(makeHeader());
+  chips_ = new HistoryChips(selection_, this);
+  layout->addWidget(chips_);
   zoneChart_ = new LineChart({.height = zoneChartHeight,
                               .valueTitle = {},
-                              .valueSteps = {10, 20, 50},
-                              .maximumIntervals = 3,
+                              .valueSteps = {10, 20},
+                              .maximumIntervals = 4,
                               .valueLabel = temperatureLabel,
+                              .readingText = [](double value) { return QStringLiteral("%1 °C").arg(value, 0, 'f', 1); },
                               .emptyText = emptyText},
                              this);
   zoneChart_->setObjectName("fanZoneChart");
@@ -77,33 +71,61 @@ HistoryGraphView::HistoryGraphView(QWidget* parent) : QFrame(parent) {
   layout->addWidget(zoneChart_);
   layout->addSpacing(4);
 
-  speedChart_ = new LineChart({.height = speedChartHeight,
-                               .valueTitle = {},
-                               .valueSteps = {500, 1000, 2000, 5000},
-                               .maximumIntervals = 4,
-                               .fromZero = true,
-                               .valueLabel = speedLabel,
-                               .emptyText = emptyText},
-                              this);
+  speedChart_ =
+      new LineChart({.height = speedChartHeight,
+                     .valueTitle = {},
+                     .valueSteps = {500, 1000, 2000, 5000},
+                     .maximumIntervals = 4,
+                     .fromZero = true,
+                     .valueLabel = speedLabel,
+                     .readingText = [](double value) { return QStringLiteral("%1 RPM").arg(value, 0, 'f', 0); },
+                     .emptyText = emptyText},
+                    this);
   speedChart_->setObjectName("fanSpeedChart");
   speedChart_->setAccessibleName(QStringLiteral("Fan RPM history"));
   key_ = new SeriesKey(this);
   key_->setObjectName("fanSeriesKey");
-  auto* row = makeRow(makeLabel(this, TextRole::secondary, "Fan RPM history"), key_);
-  row->addSpacing(12);
-  row->addWidget(makeLabel(this, TextRole::secondary, "RPM"));
+  auto* row =
+      makeRow(makeLabel(this, TextRole::secondary, "Fan RPM history"), makeLabel(this, TextRole::secondary, "RPM"));
+  row->insertSpacing(1, 16);
+  row->insertWidget(2, key_);
   layout->addLayout(row);
   layout->addWidget(speedChart_);
+  // One moment in both.
+  connect(zoneChart_, &LineChart::momentChanged, speedChart_, &LineChart::showMoment);
+  connect(speedChart_, &LineChart::momentChanged, zoneChart_, &LineChart::showMoment);
 }
 
-void HistoryGraphView::setSamples(const std::vector<HistorySample>& samples) {
-  HistoryGraphState state = graph_.update(samples);
-  zoneChart_->setLines({{std::move(state.zone), zoneColor}});
+QWidget* HistoryGraphView::makeHeader() {
+  auto* const header = new QWidget(this);
+  auto* const row = new QHBoxLayout(header);
+  row->setContentsMargins(0, 0, 0, 0);
+  row->setSpacing(8);
+  row->addWidget(makeLabel(header, TextRole::headline, "History"));
+  controls_ = new HistoryControls(selection_, header);
+  row->addWidget(controls_, 1);
+  connect(selection_.get(), &HistorySelection::changed, this, &HistoryGraphView::refreshWanted);
+  connect(selection_.get(), &HistorySelection::sightWanted, this, [this] { scrollIntoView(*this); });
+  return header;
+}
+
+void HistoryGraphView::refresh(const SessionHistory& history) {
+  HistoryGraphState state = graph_.update(history, selection_->choice());
+  controls_->setOptions(state.options);
+  chips_->setOverlays(state.overlays);
+  std::vector<LineChart::Line> temperatures;
+  temperatures.push_back({std::move(state.zone), zoneColor, QStringLiteral("Fan zone")});
+  for (HistoryOverlay& overlay : state.overlays) {
+    const ColorOf color = overlayColor(temperatures.size() - 1);
+    temperatures.push_back({std::move(overlay.points), color, textOf(overlay.name)});
+  }
+  zoneChart_->setLines(std::move(temperatures));
   std::vector<LineChart::Line> lines;
   std::vector<SeriesKey::Entry> keys;
   for (HistoryGraphState::FanSeries& fan : state.fans) {
-    keys.push_back({QString::fromStdString(fan.label), fanColor(fan.index)});
-    lines.push_back({std::move(fan.points), fanColor(fan.index)});
+    const QString label = QString::fromStdString(fan.label);
+    keys.push_back({label, fanColor(fan.index)});
+    lines.push_back({std::move(fan.points), fanColor(fan.index), label});
   }
   speedChart_->setLines(std::move(lines));
   key_->setEntries(std::move(keys));

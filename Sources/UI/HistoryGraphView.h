@@ -1,12 +1,14 @@
 #pragma once
 
 #include <QFrame>
-#include <vector>
+#include <memory>
 
 #include "UI/HistoryGraphState.h"
 
 namespace halcyra {
 
+class HistoryChips;
+class HistoryControls;
 class LineChart;
 class SeriesKey;
 
@@ -16,13 +18,22 @@ class HistoryGraphView : public QFrame {
   Q_OBJECT
 
  public:
-  explicit HistoryGraphView(QWidget* parent = nullptr);
+  explicit HistoryGraphView(std::shared_ptr<HistorySelection> selection, QWidget* parent = nullptr);
 
   /// Costs what has been added since the last call, and a repaint of what is visible.
-  void setSamples(const std::vector<HistorySample>& samples);
+  void refresh(const SessionHistory& history);
+
+ signals:
+  /// The selection has changed: the owner refreshes.
+  void refreshWanted();
 
  private:
+  QWidget* makeHeader();
+
+  std::shared_ptr<HistorySelection> selection_;
   HistoryGraph graph_;
+  HistoryControls* controls_ = nullptr;
+  HistoryChips* chips_ = nullptr;
   LineChart* zoneChart_ = nullptr;
   LineChart* speedChart_ = nullptr;
   SeriesKey* key_ = nullptr;

@@ -77,4 +77,25 @@ void HistorySeries::addToBucket(const HistoryPoint& point) {
   }
 }
 
+const HistorySeries& RangedSeries::update(std::size_t first, std::size_t sampleCount,
+                                          const HistorySeries::PointAt& pointAt) {
+  if (first == 0) {
+    whole_.update(sampleCount, pointAt);
+    return whole_;
+  }
+  part_.emplace(maximumCount_);
+  part_->update(sampleCount - first, [&](std::size_t index) { return pointAt(first + index); });
+  return *part_;
+}
+
+std::size_t firstSampleOf(HistoryRange range, const std::vector<HistorySample>& samples) {
+  constexpr Seconds fiveMinutes{300};
+  constexpr Seconds hour{3600};
+  if (range == HistoryRange::all || samples.empty()) return 0;
+  const Date start = samples.back().date - (range == HistoryRange::hour ? hour : fiveMinutes);
+  std::size_t first = samples.size() - 1;
+  while (first > 0 && samples[first - 1].date >= start) --first;
+  return first;
+}
+
 }  // namespace halcyra

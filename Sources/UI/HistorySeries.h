@@ -8,6 +8,7 @@
 
 #include "App/HistorySample.h"
 #include "UI/Downsampling.h"
+#include "UI/HistorySelection.h"
 
 namespace halcyra {
 
@@ -61,5 +62,24 @@ class HistorySeries {
   std::size_t lastBucketFill_ = 0;
   std::vector<HistoryExtremes> buckets_;
 };
+
+/// One line of a chart over the whole history or its newest part. The whole is followed at the cost of what was added;
+/// a part is read anew, which its length bounds.
+class RangedSeries {
+ public:
+  explicit RangedSeries(std::int64_t maximumCount) : maximumCount_(maximumCount), whole_(maximumCount) {}
+
+  /// The series of the samples from `first` on; valid until the next call.
+  const HistorySeries& update(std::size_t first, std::size_t sampleCount, const HistorySeries::PointAt& pointAt);
+  void reset() { whole_.reset(); }
+
+ private:
+  std::int64_t maximumCount_;
+  HistorySeries whole_;
+  std::optional<HistorySeries> part_;
+};
+
+/// The first sample of a range that ends with the newest one.
+std::size_t firstSampleOf(HistoryRange range, const std::vector<HistorySample>& samples);
 
 }  // namespace halcyra

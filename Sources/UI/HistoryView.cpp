@@ -12,6 +12,7 @@
 #include "UI/Controls/OutdentedItem.h"
 #include "UI/Controls/Picker.h"
 #include "UI/Fonts.h"
+#include "UI/HistoryControls.h"
 #include "UI/HistoryFigure.h"
 #include "UI/Icons.h"
 #include "UI/Theme.h"
@@ -36,7 +37,8 @@ QColor dataColor() {
 
 }  // namespace
 
-ExpandedSensorHistoryView::ExpandedSensorHistoryView(QWidget* parent) : QWidget(parent) {
+ExpandedSensorHistoryView::ExpandedSensorHistoryView(std::shared_ptr<HistorySelection> selection, QWidget* parent)
+    : QWidget(parent), selection_(std::move(selection)) {
   setObjectName("expandedSensorHistory");
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
@@ -51,12 +53,18 @@ ExpandedSensorHistoryView::ExpandedSensorHistoryView(QWidget* parent) : QWidget(
   connect(picker_, &QComboBox::activated, this,
           [this](int index) { emit sensorSelected(picker_->itemData(index).toString()); });
   layout->addWidget(picker_);
+  controls_ = new HistoryControls(selection_, this);
+  layout->addWidget(controls_);
+  chips_ = new HistoryChips(selection_, this);
+  layout->addWidget(chips_);
+  connect(selection_.get(), &HistorySelection::changed, this, &ExpandedSensorHistoryView::refreshWanted);
 
   chart_ = new LineChart({.height = chartHeight,
                           .valueTitle = QStringLiteral("Temperature"),
-                          .valueSteps = {10, 20, 50},
+                          .valueSteps = {10, 20},
                           .maximumIntervals = 5,
                           .valueLabel = [](double value) { return QStringLiteral("%1°").arg(value, 0, 'f', 0); },
+                          .readingText = [](double value) { return QStringLiteral("%1 °C").arg(value, 0, 'f', 1); },
                           .filled = true,
                           .emptyText = {}},
                          this);
@@ -134,7 +142,7 @@ void ExpandedSensorHistoryView::refresh(const ModelView& view, const std::string
 }
 
 void ExpandedSensorHistoryView::refresh(const SessionHistory& history, const std::string& selectedSensorID) {
-  ExpandedSensorHistoryState state = history_.update(history, selectedSensorID);
+  ExpandedSensorHistoryState state = history_.update(history, selectedSensorID, selection_->choice());
   if (shown_ == state) return;
   apply(state);
   shown_ = std::move(state);
@@ -146,7 +154,14 @@ void ExpandedSensorHistoryView::apply(const ExpandedSensorHistoryState& state) {
   chart_->setVisible(state.hasChart);
   emptyState_->setVisible(!state.hasChart);
   chart_->setAccessibleName(fromStd(state.chartAccessibleName));
-  chart_->setLines({{state.points, dataColor}});
+  std::vector<LineChart::Line> lines{{state.points, dataColor, fromStd(state.name)}};
+  for (std::size_t each = 0; each < state.overlays.size(); ++each) {
+    const HistoryOverlay& overlay = state.overlays[each];
+    lines.push_back({overlay.points, overlayColor(each), fromStd(overlay.name)});
+  }
+  chart_->setLines(std::move(lines));
+  controls_->setOptions(state.options);
+  chips_->setOverlays(state.overlays);
   chart_->setPeak(state.peak, fromStd(state.peakText));
   for (std::size_t i = 0; i < figures_.size(); ++i) figures_[i]->setValue(state.figures[i]);
   applyFans(state.fans);

@@ -2,6 +2,7 @@
 
 #include <QWidget>
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,6 +15,8 @@ class QLabel;
 namespace halcyra {
 
 class FigureLabel;
+class HistoryChips;
+class HistoryControls;
 class HistoryFigure;
 class LineChart;
 class Picker;
@@ -24,13 +27,15 @@ class ExpandedSensorHistoryView : public QWidget {
   Q_OBJECT
 
  public:
-  explicit ExpandedSensorHistoryView(QWidget* parent = nullptr);
+  explicit ExpandedSensorHistoryView(std::shared_ptr<HistorySelection> selection, QWidget* parent = nullptr);
 
   /// Shows the model's present history. Touches only what has changed.
   void refresh(const ModelView& view, const std::string& selectedSensorID);
   void refresh(const SessionHistory& history, const std::string& selectedSensorID);
 
  signals:
+  /// The selection has changed: the owner refreshes.
+  void refreshWanted();
   /// The user has chosen another entry of the picker.
   void sensorSelected(const QString& id);
   void collapseRequested();
@@ -49,10 +54,13 @@ class ExpandedSensorHistoryView : public QWidget {
   void applyOptions(const ExpandedSensorHistoryState& state);
   void applyFans(const std::vector<ExpandedSensorHistoryState::FanRow>& fans);
 
+  std::shared_ptr<HistorySelection> selection_;
   ExpandedSensorHistory history_;
   std::optional<ExpandedSensorHistoryState> shown_;
   QLabel* description_ = nullptr;
   Picker* picker_ = nullptr;
+  HistoryControls* controls_ = nullptr;
+  HistoryChips* chips_ = nullptr;
   LineChart* chart_ = nullptr;
   QWidget* emptyState_ = nullptr;
   std::array<HistoryFigure*, 3> figures_{};

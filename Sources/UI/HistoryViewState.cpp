@@ -21,7 +21,28 @@ std::optional<HistoryPoint> sensorPoint(const SessionHistory& history, const std
   return HistoryPoint{history.samples[index].date, static_cast<double>(series[index])};
 }
 
-/// The points of the option `id`; one for every sample that has a value.
+std::string optionName(const std::string& key) {
+  return key == "TCMz" ? "CPU Die Hotspot (TCMz)" : key;
+}
+
+std::string historyDescription(const std::string& name, const HistorySeries& series) {
+  if (series.count() == 0) return name + " · waiting for samples";
+  return fmt::format("{} · {} samples · {}", name, series.count(),
+                     durationText(series.last()->date - series.first()->date));
+}
+
+std::optional<std::string> figureText(const std::optional<double>& value) {
+  return value ? std::optional(fmt::format("{:.1f}", *value)) : std::nullopt;
+}
+
+/// The name under which `options` offer a sensor.
+const std::string& nameIn(const std::vector<SensorOption>& options, const std::string& id) {
+  const auto found = std::ranges::find(options, id, &SensorOption::id);
+  return found != options.end() ? found->name : id;
+}
+
+}  // namespace
+
 HistorySeries::PointAt pointsOf(const SessionHistory& history, const std::string& id) {
   const std::vector<HistorySample>& samples = history.samples;
   if (id == ExpandedSensorHistory::fanControlSignalID) {
@@ -43,74 +64,86 @@ HistorySeries::PointAt pointsOf(const SessionHistory& history, const std::string
   return [history, &series = found->second](std::size_t index) { return sensorPoint(history, series, index); };
 }
 
-std::string optionName(const std::string& key) {
-  return key == "TCMz" ? "CPU Die Hotspot (TCMz)" : key;
-}
-
-std::string historyDescription(const std::string& name, const HistorySeries& series) {
-  if (series.count() == 0) return name + " · waiting for samples";
-  return fmt::format("{} · {} samples · {}", name, series.count(),
-                     durationText(series.last()->date - series.first()->date));
-}
-
-std::optional<std::string> figureText(const std::optional<double>& value) {
-  return value ? std::optional(fmt::format("{:.1f}", *value)) : std::nullopt;
-}
-
-}  // namespace
-
 SessionHistory SessionHistory::of(const ModelView& view) {
   return {*view.history, *view.sensorHistory, *view.sensorReadings, view.fans};
 }
 
 ExpandedSensorHistoryState ExpandedSensorHistory::update(const SessionHistory& history,
-                                                         const std::string& selectedSensorID) {
-  follow(history, selectedSensorID);
+                                                         const std::string& selectedSensorID,
+                                                         const HistoryChoice& choice) {
+  const HistorySeries& series = follow(history, selectedSensorID, choice.range);
   ExpandedSensorHistoryState state;
-  state.options = options(history);
+  state.options = overlays_.options(history);
   const auto selected = std::ranges::find(state.options, selectedSensorID, &SensorOption::id);
-  std::string name = unknownSelectionName;
+  state.name = unknownSelectionName;
   if (selected != state.options.end()) {
     state.selectedOption = static_cast<std::size_t>(selected - state.options.begin());
-    name = selected->name;
+    state.name = selected->name;
   }
-  state.description = historyDescription(name, series_);
-  state.points = series_.downsampled();
+  state.description = historyDescription(state.name, series);
+  state.points = series.downsampled();
+  state.overlays = overlays_.update(history, choice, selectedSensorID);
   state.hasChart = state.points.size() >= 2;
-  state.peak = series_.peak();
+  state.peak = series.peak();
   if (state.peak) state.peakText = fmt::format("Peak {:.1f}°", *state.peak);
-  state.chartAccessibleName = name + " full session chart";
-  state.figures = {figureText(series_.low()), figureText(series_.average()), figureText(series_.peak())};
+  state.chartAccessibleName = state.name + " full session chart";
+  state.figures = {figureText(series.low()), figureText(series.average()), figureText(series.peak())};
   state.fans = fanRows(history.fans);
   return state;
 }
 
-void ExpandedSensorHistory::follow(const SessionHistory& history, const std::string& selectedSensorID) {
+const HistorySeries& ExpandedSensorHistory::follow(const SessionHistory& history, const std::string& selectedSensorID,
+                                                   HistoryRange range) {
   const bool onlyAppended = growth_.onlyAppended(history.samples);
   if (!onlyAppended) {
     samplesSeen_ = 0;
-    hasGPUAverage_ = false;
     peakSpeeds_.clear();
   }
   if (!onlyAppended || selectedSensorID != selectedSensorID_) {
     selectedSensorID_ = selectedSensorID;
     series_.reset();
   }
-  series_.update(history.samples.size(), pointsOf(history, selectedSensorID));
   for (; samplesSeen_ < history.samples.size(); ++samplesSeen_) {
     const HistorySample& sample = history.samples[samplesSeen_];
-    hasGPUAverage_ = hasGPUAverage_ || sample.gpuCoreAverage.has_value();
     for (std::size_t fan = 0; fan < sample.rpms.size(); ++fan) {
       if (fan == peakSpeeds_.size()) peakSpeeds_.push_back(sample.rpms[fan]);
       peakSpeeds_[fan] = std::max(peakSpeeds_[fan], sample.rpms[fan]);
     }
   }
+  return series_.update(firstSampleOf(range, history.samples), history.samples.size(),
+                        pointsOf(history, selectedSensorID));
 }
 
-std::vector<SensorOption> ExpandedSensorHistory::options(const SessionHistory& history) const {
-  std::vector<SensorOption> options{{fanControlSignalID, "Warmest Fan Zone (curve input)"},
-                                    {cpuCoreAverageID, "CPU Core Average"}};
-  if (hasGPUAverage_) options.push_back({gpuAverageID, "GPU Cluster Average"});
+std::vector<HistoryOverlay> HistoryOverlays::update(const SessionHistory& history, const HistoryChoice& choice,
+                                                    const std::string& own) {
+  if (!growth_.onlyAppended(history.samples)) lines_.clear();
+  std::erase_if(lines_, [&](const auto& line) {
+    return std::ranges::find(choice.overlays, line.first) == choice.overlays.end();
+  });
+  if (choice.overlays.empty()) return {};
+  const std::vector<SensorOption> offered = options(history);
+  const std::size_t first = firstSampleOf(choice.range, history.samples);
+  std::vector<HistoryOverlay> overlays;
+  for (const std::string& id : choice.overlays) {
+    if (id == own) continue;
+    RangedSeries& line = lines_.try_emplace(id, maximumCount_).first->second;
+    overlays.push_back(
+        {id, nameIn(offered, id), line.update(first, history.samples.size(), pointsOf(history, id)).downsampled()});
+  }
+  return overlays;
+}
+
+std::vector<SensorOption> HistoryOverlays::options(const SessionHistory& history) {
+  if (!optionsGrowth_.onlyAppended(history.samples)) {
+    samplesSeen_ = 0;
+    hasGPUAverage_ = false;
+  }
+  for (; samplesSeen_ < history.samples.size(); ++samplesSeen_) {
+    hasGPUAverage_ = hasGPUAverage_ || history.samples[samplesSeen_].gpuCoreAverage.has_value();
+  }
+  std::vector<SensorOption> options{{ExpandedSensorHistory::fanControlSignalID, "Warmest Fan Zone (curve input)"},
+                                    {ExpandedSensorHistory::cpuCoreAverageID, "CPU Core Average"}};
+  if (hasGPUAverage_) options.push_back({ExpandedSensorHistory::gpuAverageID, "GPU Cluster Average"});
   std::vector<std::string> keys;
   keys.reserve(history.sensorSeries.size() + history.readings.size());
   for (const auto& [key, series] : history.sensorSeries) keys.push_back(key);

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,6 +34,40 @@ struct SensorOption {
   bool operator==(const SensorOption&) const = default;
 };
 
+/// A sensor that is laid over a chart.
+struct HistoryOverlay {
+  std::string id;
+  std::string name;
+  std::vector<HistoryPoint> points;
+
+  bool operator==(const HistoryOverlay&) const = default;
+};
+
+/// Follows what is offered to the charts of the session, and what is laid over them.
+class HistoryOverlays {
+ public:
+  /// At most that many points a line.
+  explicit HistoryOverlays(std::int64_t maximumCount) : maximumCount_(maximumCount) {}
+
+  /// Everything that can be shown, aggregates first.
+  std::vector<SensorOption> options(const SessionHistory& history);
+  /// The lines of `choice` without `own`, which the chart shows anyway.
+  std::vector<HistoryOverlay> update(const SessionHistory& history, const HistoryChoice& choice,
+                                     const std::string& own);
+
+ private:
+  std::int64_t maximumCount_;
+  HistoryGrowth growth_;
+  HistoryGrowth optionsGrowth_;
+  std::size_t samplesSeen_ = 0;
+  bool hasGPUAverage_ = false;
+  std::map<std::string, RangedSeries> lines_;
+};
+
+/// The points of the sensor `id`, which may be an aggregate's identifier: one for every sample that has a value. Refers
+/// to what `history` refers to.
+HistorySeries::PointAt pointsOf(const SessionHistory& history, const std::string& id);
+
 /// What the expanded session chart shows.
 struct ExpandedSensorHistoryState {
   struct FanRow {
@@ -52,6 +87,9 @@ struct ExpandedSensorHistoryState {
   /// Otherwise the chart gives way to a note that history is being collected.
   bool hasChart = false;
   std::vector<HistoryPoint> points;
+  /// The selected sensor's name.
+  std::string name;
+  std::vector<HistoryOverlay> overlays;
   std::optional<double> peak;
   std::string peakText;
   std::string chartAccessibleName;
@@ -71,19 +109,20 @@ class ExpandedSensorHistory {
   static constexpr const char* gpuAverageID = "__gpu_average";
   static constexpr std::int64_t maximumPointCount = 500;
 
-  /// `selectedSensorID` is a pseudo-sensor's identifier or a sensor key.
-  ExpandedSensorHistoryState update(const SessionHistory& history, const std::string& selectedSensorID);
+  /// `selectedSensorID` is a pseudo-sensor's identifier or a sensor key. Figures and description are those of the
+  /// chosen range.
+  ExpandedSensorHistoryState update(const SessionHistory& history, const std::string& selectedSensorID,
+                                    const HistoryChoice& choice = {});
 
  private:
-  void follow(const SessionHistory& history, const std::string& selectedSensorID);
-  std::vector<SensorOption> options(const SessionHistory& history) const;
+  const HistorySeries& follow(const SessionHistory& history, const std::string& selectedSensorID, HistoryRange range);
   std::vector<ExpandedSensorHistoryState::FanRow> fanRows(const std::vector<FanInfo>& fans) const;
 
   HistoryGrowth growth_;
   std::string selectedSensorID_;
-  HistorySeries series_{maximumPointCount};
+  RangedSeries series_{maximumPointCount};
+  HistoryOverlays overlays_{maximumPointCount};
   std::size_t samplesSeen_ = 0;
-  bool hasGPUAverage_ = false;
   /// RPM, by position in the samples' speeds.
   std::vector<std::int64_t> peakSpeeds_;
 };

@@ -43,6 +43,7 @@ MainView::MainView(const ViewContext& context, QWidget* parent)
     : QWidget(parent),
       model_(context.model),
       drafts_(context.drafts),
+      selection_(context.historySelection),
       notices_(context.notices),
       approvalCommand_(context.approvalCommand) {
   if (!notices_) notices_ = std::make_shared<Notices>();
@@ -114,7 +115,7 @@ QWidget* MainView::makeFooter(QWidget* parent) {
   row->setContentsMargins(sidebarInset, 6, sidebarInset / 2, 8);
   auto* const create = new SidebarButton(textOf(PresetListText::create), QStringLiteral("plus"), footer);
   create->setObjectName(QStringLiteral("newCustomPreset"));
-  connect(create, &QAbstractButton::clicked, this, &MainView::createPreset);
+  connect(create, &QAbstractButton::clicked, this, [this] { makePreset(); });
   row->addWidget(create);
   return footer;
 }
@@ -146,7 +147,8 @@ QWidget* MainView::makeDetail() {
   cardRow_->setSpacing(cardGap);
   column_->addLayout(cardRow_);
   addRawThermals(column_, page);
-  history_ = new HistoryGraphView(page);
+  history_ = new HistoryGraphView(selection_, page);
+  connect(history_, &HistoryGraphView::refreshWanted, this, &MainView::refresh);
   history_->setObjectName(QStringLiteral("historyGraph"));
   column_->addWidget(history_);
   editor_ = makeEditor(page);
@@ -273,30 +275,14 @@ void MainView::saveEdited(const FanPreset& preset) {
   model_->activate(preset, false);
 }
 
-void MainView::createPreset() {
-  const std::size_t before = model_->customPresets().size();
+void MainView::makePreset() {
   model_->createCustomPreset();
-  if (model_->customPresets().size() == before) return;
-  // What is new and not active yet is shown all the same once it is; a refusal leaves no editor to show.
-  awaitsNewPreset_ = true;
-  refresh();
-}
-
-void MainView::showEditor() {
-  if (!awaitsNewPreset_ || !editor_->isVisible()) return;
-  awaitsNewPreset_ = false;
-  auto* const name = editor_->findChild<QLineEdit*>(QStringLiteral("presetName"));
-  if (name == nullptr) return;
-  // The page is as high as before until it is laid out with the editor.
-  column_->activate();
-  scroll_->widget()->adjustSize();
-  scroll_->ensureWidgetVisible(editor_, 0, 0);
-  scroll_->ensureWidgetVisible(name, 0, 24);
-  name->setFocus(Qt::OtherFocusReason);
-  name->selectAll();
+  madeID_.reset();
+  if (!model_->customPresets().empty()) madeID_ = model_->customPresets().back().id;
 }
 
 void MainView::choosePreset(const UUID& id) {
+  madeID_.reset();
   if (const auto preset = listedPreset(model_->customPresets(), id)) model_->activate(*preset, false);
 }
 

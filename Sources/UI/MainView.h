@@ -62,12 +62,11 @@ class MainView : public QWidget {
   QWidget* makeFooter(QWidget* parent);
   void addRawThermals(QVBoxLayout* column, QWidget* parent);
   FanCurveEditor* makeEditor(QWidget* parent);
+  void makePreset();
   void saveEdited(const FanPreset& preset);
   void choosePreset(const UUID& id);
   void renamePreset(const UUID& id, const std::string& name);
   void askForDeletion(const UUID& id);
-  void createPreset();
-  void showEditor();
   void refreshNotices(const ModelView& view);
   void refresh();
   void apply(const MainViewState& state);
@@ -80,11 +79,12 @@ class MainView : public QWidget {
 
   std::shared_ptr<AppModel> model_;
   std::shared_ptr<PresetDrafts> drafts_;
+  std::shared_ptr<HistorySelection> selection_;
   std::shared_ptr<Notices> notices_;
   std::string approvalCommand_;
-  /// The editor of a new preset is brought into view as soon as it is there.
-  bool awaitsNewPreset_ = false;
   std::optional<UUID> followedID_;
+  /// The preset that was made here and waits to be named.
+  std::optional<UUID> madeID_;
   std::optional<bool> isNarrow_;
   std::optional<bool> isSidebarNarrow_;
   QSplitter* splitter_ = nullptr;

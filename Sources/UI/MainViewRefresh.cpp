@@ -41,11 +41,15 @@ void MainView::refresh() {
   followActivePreset(view.activePreset);
   apply(makeMainViewState(view));
   refreshNotices(view);
-  showEditor();
+  editor_->setReadings(makeCurveReadings(view));
+  if (madeID_ == view.activePreset.id) {
+    madeID_.reset();
+    editor_->beginNaming();
+  }
   gauge_->setSamplingInterval(view.pollingInterval);
   gauge_->setTemperature(view.displayTemperature);
   if (rawThermals_->isChecked()) metrics_->refresh(view);
-  history_->setSamples(*view.history);
+  history_->refresh(SessionHistory::of(view));
 }
 
 void MainView::refreshNotices(const ModelView& view) {
@@ -111,7 +115,7 @@ void MainView::reset() {
   presets_->cancelRenaming();
   rawThermals_->setChecked(false);
   followedID_.reset();
-  awaitsNewPreset_ = false;
+  madeID_.reset();
 }
 
 void MainView::resizeEvent(QResizeEvent* event) {

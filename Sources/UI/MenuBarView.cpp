@@ -68,7 +68,7 @@ MenuBarView::MenuBarView(ViewContext context, QWidget* parent) : QWidget(parent)
   status->addWidget(status_);
   column->addLayout(status);
   column->addWidget(makeLine(content_));
-  history_ = new ExpandedSensorHistoryView(content_);
+  history_ = new ExpandedSensorHistoryView(context_.historySelection, content_);
   historyBox_ = new QWidget(content_);
   auto* historyLayout = new QVBoxLayout(historyBox_);
   historyLayout->setContentsMargins(16, 12, 16, 12);
@@ -107,6 +107,7 @@ void MenuBarView::connectCommands() {
   connect(expand_, &QToolButton::clicked, this, [this] { setHistoryExpanded(!isHistoryExpanded_); });
   connect(sparklineCard_, &QPushButton::clicked, this, [this] { setHistoryExpanded(true); });
   connect(history_, &ExpandedSensorHistoryView::collapseRequested, this, [this] { setHistoryExpanded(false); });
+  connect(history_, &ExpandedSensorHistoryView::refreshWanted, this, &MenuBarView::refresh);
   connect(history_, &ExpandedSensorHistoryView::sensorSelected, this, [this](const QString& id) {
     selectedSensorID_ = id.toStdString();
     refresh();

@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <algorithm>
 
+#include "UI/Charts/FanColors.h"
 #include "UI/Theme.h"
 
 namespace halcyra {
@@ -21,6 +22,12 @@ constexpr int usualWidth = 200;
 
 RpmRail::RpmRail(QWidget* parent) : QWidget(parent) {
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void RpmRail::setFan(int index) {
+  if (index == fan_) return;
+  fan_ = index;
+  update();
 }
 
 void RpmRail::setSpeeds(std::int64_t minimum, std::int64_t maximum, std::int64_t actual,
@@ -56,7 +63,7 @@ void RpmRail::paintEvent(QPaintEvent*) {
   const double radius = rpmRailHeight / 2.0;
   painter.setBrush(theme.track);
   painter.drawRoundedRect(QRectF(0, middle - radius, width(), rpmRailHeight), radius, radius);
-  painter.setBrush(theme.accent);
+  painter.setBrush(fanColor(fan_)());
   painter.drawRoundedRect(QRectF(0, middle - radius, positionOf(actual_), rpmRailHeight), radius, radius);
   if (!target_) return;
   const double center = std::clamp(positionOf(*target_), tickWidth / 2, width() - tickWidth / 2);

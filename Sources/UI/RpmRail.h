@@ -14,6 +14,8 @@ class RpmRail : public QWidget {
  public:
   explicit RpmRail(QWidget* parent = nullptr);
 
+  /// The fan whose colour the rail has.
+  void setFan(int index);
   /// RPM.
   void setSpeeds(std::int64_t minimum, std::int64_t maximum, std::int64_t actual, std::optional<std::int64_t> target);
   QSize sizeHint() const override;
@@ -26,6 +28,7 @@ class RpmRail : public QWidget {
   /// In pixels from the left edge.
   double positionOf(std::int64_t rpm) const;
 
+  int fan_ = 0;
   std::int64_t minimum_ = 0;
   std::int64_t maximum_ = 0;
   std::int64_t actual_ = 0;

@@ -20,6 +20,11 @@ class SensorsListModel : public QAbstractListModel {
     /// The `ZoneColor` as an integer, invalid when there is none.
     zoneRole,
     isHeaderRole,
+    /// The channel's key.
+    keyRole,
+    /// What is known of the channel, and its extremes of the session; may be empty.
+    labelRole,
+    extremesRole,
   };
 
   using QAbstractListModel::QAbstractListModel;
@@ -35,12 +40,19 @@ class SensorsListModel : public QAbstractListModel {
     QString value;
     std::optional<ZoneColor> color;
     bool isHeader = false;
+    QString key;
+    QString label;
+    QString extremes;
 
     bool operator==(const Item&) const = default;
-    bool isSameRow(const Item& other) const { return text == other.text && isHeader == other.isHeader; }
+    bool isSameRow(const Item& other) const {
+      return key == other.key && text == other.text && isHeader == other.isHeader;
+    }
   };
 
   static std::vector<Item> flatten(const std::vector<SensorsState::Group>& groups);
+  /// Puts the rows into another order; selection and current row go with them. False where they are not the same rows.
+  bool reorder(std::vector<Item>& items);
   QString accessibleText(const Item& item) const;
 
   std::vector<Item> items_;
@@ -57,6 +69,7 @@ class SensorsListDelegate : public QStyledItemDelegate {
 
  private:
   void paintHeader(QPainter& painter, const QRect& rect, const QModelIndex& index) const;
+  void paintNames(QPainter& painter, const QRect& rect, const QModelIndex& index) const;
   void paintReading(QPainter& painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
 };
 

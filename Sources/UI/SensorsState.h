@@ -1,22 +1,55 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "App/ModelView.h"
 #include "Helpers/SensorReader.h"
+#include "UI/HistorySeries.h"
 #include "UI/TemperatureGaugeState.h"
 
 namespace halcyra {
 
-struct ModelView;
+/// The lowest and the highest value (°C) of every channel in this session, by key.
+using SensorExtremes = std::map<std::string, std::pair<float, float>>;
+
+/// Follows the session, at the cost of what was added since the last call.
+class SensorExtremesFollower {
+ public:
+  const SensorExtremes& update(const ModelView& view);
+
+ private:
+  SensorExtremes extremes_;
+  std::optional<Date> lastSeen_;
+};
+
+/// By key in groups, or everything in one list.
+enum class SensorsOrder { key, hottestFirst, name };
+
+/// What the list of temperature channels is made from. Refers to values that outlive it.
+struct SensorsInput {
+  const std::vector<SensorReading>& readings;
+  /// Keeps the channels whose key contains it in any case; empty keeps all.
+  std::string searchText = {};
+  SensorsOrder order = SensorsOrder::key;
+  SensorExtremes extremes = {};
+};
 
 /// What the list of temperature channels shows.
 struct SensorsState {
   struct Row {
+    std::string key;
+    /// As the reading is called.
     std::string name;
+    /// What is known of the channel: "Performance core 3"; empty for nothing.
+    std::string label;
     /// "%.1f °C"
     std::string value;
+    /// Of the session, "38–61°"; empty before there are any.
+    std::string extremes;
     std::optional<ZoneColor> color;
 
     bool operator==(const Row&) const = default;
@@ -36,8 +69,6 @@ struct SensorsState {
   bool operator==(const SensorsState&) const = default;
 };
 
-/// `searchText` keeps the channels whose key contains it in any case; empty keeps all.
-SensorsState makeSensorsState(const std::vector<SensorReading>& readings, const std::string& searchText);
-SensorsState makeSensorsState(const ModelView& view, const std::string& searchText);
+SensorsState makeSensorsState(const SensorsInput& input);
 
 }  // namespace halcyra

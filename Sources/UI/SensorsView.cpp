@@ -4,10 +4,12 @@
 #include <QClipboard>
 #include <QFrame>
 #include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QMenu>
 #include <QShortcut>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -15,6 +17,7 @@
 
 #include "App/AppModel.h"
 #include "UI/Controls/OverlayScrollBar.h"
+#include "UI/Controls/Picker.h"
 #include "UI/Icons.h"
 #include "UI/ModelObserver.h"
 #include "UI/SensorsList.h"
@@ -31,9 +34,17 @@ constexpr QSize minimumContent{340, 420};
 constexpr int iconSize = 16;
 constexpr int noteIconSize = 28;
 
+/// Key, name and value, as a spreadsheet takes them.
+QString readingLine(const QModelIndex& row) {
+  QStringList parts{row.data().toString(), row.data(SensorsListModel::valueRole).toString()};
+  const QString label = row.data(SensorsListModel::labelRole).toString();
+  if (!label.isEmpty()) parts.insert(1, label);
+  return parts.join(QLatin1Char('\t'));
+}
+
 }  // namespace
 
-SensorsView::SensorsView(std::shared_ptr<AppModel> model, QWidget* parent) : QWidget(parent), model_(std::move(model)) {
+SensorsView::SensorsView(ViewContext context, QWidget* parent) : QWidget(parent), context_(std::move(context)) {
   setObjectName("page");
   setAccessibleName(QStringLiteral("Temperature Sensors"));
   setMinimumSize(minimumContent);
@@ -52,7 +63,7 @@ SensorsView::SensorsView(std::shared_ptr<AppModel> model, QWidget* parent) : QWi
   for (QWidget* page : {static_cast<QWidget*>(list_), noDataNote_, noMatchNote_}) pages_->addWidget(page);
   layout->addWidget(pages_, 1);
 
-  new ModelObserver(*model_, this, [this] {
+  new ModelObserver(*context_.model, this, [this] {
     if (isVisible()) refresh();
   });
   refresh();
@@ -60,8 +71,9 @@ SensorsView::SensorsView(std::shared_ptr<AppModel> model, QWidget* parent) : QWi
 
 QWidget* SensorsView::makeSearchRow() {
   auto* row = new QWidget(this);
-  auto* layout = new QVBoxLayout(row);
+  auto* layout = new QHBoxLayout(row);
   layout->setContentsMargins(12, 10, 12, 10);
+  layout->setSpacing(8);
   search_ = new QLineEdit(row);
   search_->setObjectName("sensorSearch");
   search_->setAccessibleName(QStringLiteral("Search"));
@@ -70,7 +82,15 @@ QWidget* SensorsView::makeSearchRow() {
   tintIcons();
   search_->installEventFilter(this);
   connect(search_, &QLineEdit::textChanged, this, &SensorsView::refresh);
-  layout->addWidget(search_);
+  layout->addWidget(search_, 1);
+  order_ = new Picker(row);
+  order_->setObjectName("sensorOrder");
+  order_->setAccessibleName(QStringLiteral("Order"));
+  order_->addOption(QStringLiteral("By key"), static_cast<int>(SensorsOrder::key), false);
+  order_->addOption(QStringLiteral("Hottest first"), static_cast<int>(SensorsOrder::hottestFirst), false);
+  order_->addOption(QStringLiteral("By name"), static_cast<int>(SensorsOrder::name), false);
+  connect(order_, &QComboBox::currentIndexChanged, this, &SensorsView::refresh);
+  layout->addWidget(order_);
   auto* find = new QShortcut(QKeySequence::Find, this);
   connect(find, &QShortcut::activated, search_, [this] {
     search_->setFocus(Qt::ShortcutFocusReason);
@@ -92,6 +112,9 @@ void SensorsView::makeList() {
   list_->setItemDelegate(new SensorsListDelegate(list_));
   list_->setModel(rows_);
   list_->installEventFilter(this);
+  list_->setContextMenuPolicy(Qt::CustomContextMenu);
+  connect(list_, &QListView::customContextMenuRequested, this, &SensorsView::openMenu);
+  connect(list_, &QListView::doubleClicked, this, &SensorsView::showCurrentInChart);
   new OverlayScrollBar(*list_);
 }
 
@@ -117,8 +140,14 @@ QWidget* SensorsView::makeNote(std::string_view title, QLabel** text) {
 }
 
 void SensorsView::refresh() {
-  const SensorsState state = makeSensorsState(model_->view(), search_->text().toStdString());
+  const ModelView view = context_.model->view();
+  const SensorsState state = makeSensorsState({.readings = *view.sensorReadings,
+                                               .searchText = search_->text().toStdString(),
+                                               .order = static_cast<SensorsOrder>(order_->currentData().toInt()),
+                                               .extremes = extremes_.update(view)});
+  const QString selected = currentReading().data(SensorsListModel::keyRole).toString();
   rows_->setGroups(state.groups);
+  if (!selected.isEmpty() && !list_->currentIndex().isValid()) selectReading(selected);
   if (!state.hasReadings) {
     pages_->setCurrentWidget(noDataNote_);
   } else if (state.groups.empty()) {
@@ -159,14 +188,60 @@ bool SensorsView::eventFilter(QObject* watched, QEvent* event) {
     copyCurrentReading();
     return true;
   }
+  if (watched == list_ && (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter)) {
+    showCurrentInChart();
+    return true;
+  }
   return QWidget::eventFilter(watched, event);
 }
 
-void SensorsView::copyCurrentReading() const {
+QModelIndex SensorsView::currentReading() const {
   const QModelIndex current = list_->currentIndex();
-  if (!current.isValid() || current.data(SensorsListModel::isHeaderRole).toBool()) return;
-  QGuiApplication::clipboard()->setText(current.data().toString() + '\t' +
-                                        current.data(SensorsListModel::valueRole).toString());
+  return current.data(SensorsListModel::isHeaderRole).toBool() ? QModelIndex() : current;
+}
+
+void SensorsView::selectReading(const QString& key) {
+  const QModelIndexList found =
+      rows_->match(rows_->index(0), SensorsListModel::keyRole, key, 1, Qt::MatchExactly | Qt::MatchCaseSensitive);
+  if (!found.isEmpty()) list_->setCurrentIndex(found.front());
+}
+
+void SensorsView::copyCurrentReading() const {
+  const QModelIndex current = currentReading();
+  if (current.isValid()) QGuiApplication::clipboard()->setText(readingLine(current));
+}
+
+void SensorsView::copyAllReadings() const {
+  QStringList lines;
+  for (int row = 0; row < rows_->rowCount(); ++row) {
+    const QModelIndex index = rows_->index(row);
+    if (!index.data(SensorsListModel::isHeaderRole).toBool()) lines << readingLine(index);
+  }
+  QGuiApplication::clipboard()->setText(lines.join(QLatin1Char('\n')));
+}
+
+void SensorsView::showCurrentInChart() {
+  const QModelIndex current = currentReading();
+  if (!current.isValid()) return;
+  // The window with the chart first: it is to scroll there.
+  const std::string key = current.data(SensorsListModel::keyRole).toString().toStdString();
+  if (context_.openDashboard) context_.openDashboard();
+  context_.historySelection->show(key);
+}
+
+void SensorsView::openMenu(const QPoint& place) {
+  const QModelIndex at = list_->indexAt(place);
+  if (at.isValid() && !at.data(SensorsListModel::isHeaderRole).toBool()) list_->setCurrentIndex(at);
+  if (!currentReading().isValid()) return;
+  auto* const menu = new QMenu(list_);
+  menu->setObjectName("sensorMenu");
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  connect(menu->addAction(QStringLiteral("Show in Chart")), &QAction::triggered, this,
+          &SensorsView::showCurrentInChart);
+  menu->addSeparator();
+  connect(menu->addAction(QStringLiteral("Copy")), &QAction::triggered, this, &SensorsView::copyCurrentReading);
+  connect(menu->addAction(QStringLiteral("Copy All")), &QAction::triggered, this, &SensorsView::copyAllReadings);
+  menu->popup(list_->viewport()->mapToGlobal(place));
 }
 
 }  // namespace halcyra

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <QModelIndex>
 #include <QWidget>
-#include <memory>
 #include <string_view>
+
+#include "UI/SensorsState.h"
+#include "UI/ViewContext.h"
 
 class QAction;
 class QLabel;
@@ -12,16 +15,16 @@ class QStackedWidget;
 
 namespace halcyra {
 
-class AppModel;
+class Picker;
 class SensorsListModel;
 
 /// The searchable list of every temperature channel; the content of the sensors window, 340 × 420 at least. Follows
-/// the model for as long as it is visible.
+/// the model for as long as it is visible. Return, or the menu of a row, lays a channel over the session's charts.
 class SensorsView : public QWidget {
   Q_OBJECT
 
  public:
-  explicit SensorsView(std::shared_ptr<AppModel> model, QWidget* parent = nullptr);
+  explicit SensorsView(ViewContext context, QWidget* parent = nullptr);
 
   void refresh();
 
@@ -36,11 +39,19 @@ class SensorsView : public QWidget {
   void tintIcons();
   QWidget* makeNote(std::string_view title, QLabel** text);
   void copyCurrentReading() const;
+  void copyAllReadings() const;
+  void showCurrentInChart();
+  void openMenu(const QPoint& place);
+  /// The selected channel's row; invalid without one.
+  QModelIndex currentReading() const;
+  void selectReading(const QString& key);
 
-  std::shared_ptr<AppModel> model_;
+  ViewContext context_;
+  SensorExtremesFollower extremes_;
   SensorsListModel* rows_ = nullptr;
   QLineEdit* search_ = nullptr;
   QAction* searchIcon_ = nullptr;
+  Picker* order_ = nullptr;
   QStackedWidget* pages_ = nullptr;
   QListView* list_ = nullptr;
   QWidget* noDataNote_ = nullptr;

@@ -3,8 +3,10 @@
 #include <QEasingCurve>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QRegion>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
@@ -36,6 +38,7 @@ constexpr double leastAnimatedDistance = 1;
 constexpr double springResponse = 0.36;
 /// After this long the spring has come to rest, to the pixel.
 constexpr int springMilliseconds = 540;
+constexpr int frameMilliseconds = 30;
 
 /// The critically damped spring's way, of 1, after the part `progress` of its time.
 double springProgress(double progress) {
@@ -57,7 +60,13 @@ TemperatureGaugeBar::TemperatureGaugeBar(int height, QWidget* parent) : QWidget(
   animation_.setEasingCurve(spring);
   animation_.setDuration(springMilliseconds);
   connect(&animation_, &QVariantAnimation::valueChanged, this,
-          [this](const QVariant& value) { moveMarker(value.toDouble()); });
+          [this](const QVariant& value) { followSpring(value.toDouble()); });
+}
+
+void TemperatureGaugeBar::setSurface(ColorOf color) {
+  surface_ = color;
+  setAttribute(Qt::WA_OpaquePaintEvent, color != nullptr);
+  update();
 }
 
 void TemperatureGaugeBar::setTemperature(const std::optional<double>& temperature) {
@@ -72,9 +81,21 @@ void TemperatureGaugeBar::setTemperature(const std::optional<double>& temperatur
     moveMarker(temperature);
     return;
   }
+  shownTime_ = -frameMilliseconds;
   animation_.setStartValue(*animatedTemperature_);
   animation_.setEndValue(*temperature);
   animation_.start();
+}
+
+void TemperatureGaugeBar::followSpring(double temperature) {
+  if (animation_.state() != QAbstractAnimation::Running || !temperature_) return;
+  const int time = animation_.currentTime();
+  const bool isThere = time >= animation_.duration() || markerPosition(temperature) == markerPosition(*temperature_);
+  // No eye sees more pictures than this of a bar that moves by a few pixels.
+  if (!isThere && time - shownTime_ < frameMilliseconds) return;
+  shownTime_ = time;
+  if (isThere && time < animation_.duration()) animation_.stop();
+  moveMarker(isThere ? *temperature_ : temperature);
 }
 
 void TemperatureGaugeBar::moveMarker(const std::optional<double>& temperature) {
@@ -104,32 +125,47 @@ QSize TemperatureGaugeBar::minimumSizeHint() const {
   return {minimumBarWidth, barHeight_ + 2 * markerOverhang};
 }
 
-void TemperatureGaugeBar::paintEvent(QPaintEvent*) {
+void TemperatureGaugeBar::paintEvent(QPaintEvent* event) {
   QPainter painter(this);
-  painter.setRenderHint(QPainter::Antialiasing);
+  if (surface_ != nullptr) painter.fillRect(event->rect(), surface_());
   drawZones(painter);
   if (!animatedTemperature_) return;
   const double position = markerPosition(*animatedTemperature_);
   const double top = markerOverhang;
+  painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
   painter.setBrush(Theme::current().text);
   painter.drawRoundedRect(QRectF(position - markerWidth / 2, 0, markerWidth, top * 2 + barHeight_), 1.5, 1.5);
 }
 
-void TemperatureGaugeBar::drawZones(QPainter& painter) const {
-  const QRectF bar(0, markerOverhang, width(), barHeight_);
-  const double radius = std::min(barHeight_ / 2.0, 6.0);
-  QPainterPath outline;
-  outline.addRoundedRect(bar, radius, radius);
+void TemperatureGaugeBar::drawZones(QPainter& painter) {
+  const std::tuple wanted(size(), devicePixelRatioF(), temperature_.has_value(), Theme::isDark());
+  if (zonesAre_ != wanted) {
+    zones_ = makeZones();
+    zonesAre_ = wanted;
+  }
   if (animatedTemperature_) {
     const double position = markerPosition(*animatedTemperature_);
     // Left out rather than painted over, so that any surface behind the gauge shows through.
-    QPainterPath halo;
-    halo.addRect(QRectF(position - haloWidth / 2, 0, haloWidth, height()));
-    outline = outline.subtracted(halo);
+    const QRect halo = QRectF(position - haloWidth / 2, 0, haloWidth, height()).toAlignedRect();
+    painter.setClipRegion(QRegion(rect()) - halo);
   }
+  painter.drawPixmap(0, 0, zones_);
+  painter.setClipping(false);
+}
+
+QPixmap TemperatureGaugeBar::makeZones() const {
+  const double ratio = devicePixelRatioF();
+  QPixmap pixmap(QSizeF(width() * ratio, height() * ratio).toSize());
+  pixmap.setDevicePixelRatio(ratio);
+  pixmap.fill(Qt::transparent);
+  QPainter painter(&pixmap);
+  painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
   painter.setOpacity(temperature_ ? 1.0 : absentOpacity);
+  const double radius = std::min(barHeight_ / 2.0, 6.0);
+  QPainterPath outline;
+  outline.addRoundedRect(QRectF(0, markerOverhang, width(), barHeight_), radius, radius);
   for (const TemperatureZone& zone : TemperatureZone::all()) {
     const double left = std::round(TemperatureGaugeScale::fraction(zone.lower) * width());
     const double right = std::round(TemperatureGaugeScale::fraction(zone.upper) * width());
@@ -139,7 +175,7 @@ void TemperatureGaugeBar::drawZones(QPainter& painter) const {
     segment.addRect(QRectF(left + leftGap, 0, right - left - leftGap - rightGap, height()));
     painter.fillPath(outline.intersected(segment), zoneFill(zone.color));
   }
-  painter.setOpacity(1);
+  return pixmap;
 }
 
 TemperatureGaugeView::TemperatureGaugeView(Header header, int barHeight, QWidget* parent) : QWidget(parent) {
@@ -149,6 +185,7 @@ TemperatureGaugeView::TemperatureGaugeView(Header header, int barHeight, QWidget
   layout->setSpacing(8);
   if (header == Header::shown) layout->addWidget(makeHeader());
   bar_ = new TemperatureGaugeBar(barHeight, this);
+  bar_->setSurface([] { return Theme::current().window; });
   layout->addWidget(bar_);
   layout->addWidget(new TemperatureGaugeLegend(this));
   status_ = makeWrappedLabel(this, TextRole::secondary);

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <QPixmap>
 #include <QString>
 #include <QVariantAnimation>
 #include <QWidget>
 #include <optional>
+#include <tuple>
 
+#include "UI/Charts/FanColors.h"
 #include "UI/TemperatureGaugeState.h"
 
 class QLabel;
@@ -24,6 +27,8 @@ class TemperatureGaugeBar : public QWidget {
   /// °C. A new value is approached with the gauges' spring, at once when motion is reduced or nobody sees it; none is
   /// shown at once.
   void setTemperature(const std::optional<double>& temperature);
+  /// What the gauge stands on, of one colour: then a step of the marker repaints nothing below the gauge.
+  void setSurface(ColorOf color);
   /// Seconds between two values.
   void setSamplingInterval(double seconds) { samplingInterval_ = seconds; }
   double samplingInterval() const { return samplingInterval_; }
@@ -40,9 +45,17 @@ class TemperatureGaugeBar : public QWidget {
   void moveMarker(const std::optional<double>& temperature);
   /// In pixels from the left edge.
   double markerPosition(double temperature) const;
-  void drawZones(QPainter& painter) const;
+  /// One step of the animation.
+  void followSpring(double temperature);
+  void drawZones(QPainter& painter);
+  QPixmap makeZones() const;
 
   int barHeight_;
+  ColorOf surface_ = nullptr;
+  /// The zones without the marker, and what they were painted for.
+  QPixmap zones_;
+  std::optional<std::tuple<QSize, double, bool, bool>> zonesAre_;
+  int shownTime_ = 0;
   double samplingInterval_ = 2;
   std::optional<double> temperature_;
   std::optional<double> animatedTemperature_;

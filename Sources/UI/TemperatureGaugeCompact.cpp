@@ -32,6 +32,7 @@ CompactTemperatureGauge::CompactTemperatureGauge(std::vector<GaugeMark> boundari
   layout->setContentsMargins(0, textHeight, 0, textHeight);
   layout->setSpacing(0);
   layout->addWidget(bar_);
+  bar_->setSurface([] { return Theme::current().card; });
 }
 
 CompactTemperatureGauge::CompactTemperatureGauge(QWidget* parent)

@@ -7,6 +7,7 @@
 #include "App/AppModel.h"
 #include "App/PresetDrafts.h"
 #include "Platform/Clock.h"
+#include "UI/HistorySelection.h"
 #include "UI/Notices.h"
 
 namespace halcyra {
@@ -19,6 +20,8 @@ struct ViewContext {
   std::function<void()> openSettings;
   std::function<void()> quit;
   std::function<void()> checkForUpdates;
+  /// What the charts of all windows show; never null.
+  std::shared_ptr<HistorySelection> historySelection = std::make_shared<HistorySelection>();
   /// Unsaved edits of presets; null: they are not kept.
   std::shared_ptr<PresetDrafts> drafts;
   /// What the windows remember together; a view that is given none remembers for itself.

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 #include <map>
 
 #include "gtest/gtest.h"
@@ -20,6 +21,10 @@ FanPreset userPreset() {
   return preset;
 }
 
+FanCurveEditorState stateOf(const FanPreset& preset, const std::vector<int>& fans = {0, 1}) {
+  return makeFanCurveEditorState({preset, preset}, fans);
+}
+
 }  // namespace
 
 TEST(FanCurveEditorStateTest, fansDecideWhatIsOffered) {
@@ -39,7 +44,7 @@ TEST(FanCurveEditorStateTest, fansDecideWhatIsOffered) {
   for (const Case& each : cases) {
     FanPreset preset = userPreset();
     setLinked(preset, each.linked);
-    const FanCurveEditorState state = makeFanCurveEditorState(preset, each.fans);
+    const FanCurveEditorState state = stateOf(preset, each.fans);
     EXPECT_EQ(state.showsLink ? std::optional(state.linkLabel) : std::nullopt, each.linkLabel);
     std::vector<std::string> boxes;
     for (const EditorBlock& block : state.blocks) boxes.push_back(block.title);
@@ -58,49 +63,66 @@ TEST(FanCurveEditorStateTest, unlinkedFansKeepTheirOwnValues) {
   EXPECT_EQ(preset.fan1Settings, (FanCurveSettings{72, 66, std::nullopt}));
   EXPECT_EQ(preset.fan0Settings, (FanCurveSettings{54, 84, std::nullopt}));
   EXPECT_EQ(preset.lowTemperature, 54);
-  FanCurveEditorState state = makeFanCurveEditorState(preset, {0, 1});
+  const FanCurveEditorState state = stateOf(preset);
   EXPECT_FALSE(state.blocks[0].hasEmptyRange);
   EXPECT_TRUE(state.blocks[1].hasEmptyRange);
   EXPECT_FALSE(state.canSave);
 
   setLinked(preset, true);
-  EXPECT_TRUE(makeFanCurveEditorState(preset, {0, 1}).canSave);
+  EXPECT_TRUE(stateOf(preset).canSave);
   setLinked(preset, false);
   EXPECT_EQ(preset.fan1Settings, (FanCurveSettings{72, 66, std::nullopt}));
 
   setTemperature(preset, 2, EditorBound::low, 41);
   EXPECT_EQ(preset.lowTemperature, 41) << "a third fan has no values of its own";
+
+  setConstantRPM(preset, 1, 2500);
+  setStrategy(preset, ControlStrategy::constantRPM);
+  EXPECT_TRUE(stateOf(preset).canSave) << "what is shown is stored by choosing it";
+  EXPECT_EQ(preset.constantRPM, 2000);
+  EXPECT_EQ(preset.fan0Settings->constantRPM, 2000);
+  EXPECT_EQ(preset.fan1Settings->constantRPM, 2500);
 }
 
-TEST(FanCurveEditorStateTest, valuesAreTakenIntoTheirLimits) {
-  FanPreset preset = userPreset();
-  setTemperature(preset, std::nullopt, EditorBound::low, 15);
-  setTemperature(preset, std::nullopt, EditorBound::high, 120);
-  EXPECT_EQ(preset.lowTemperature, 20);
-  EXPECT_EQ(preset.highTemperature, 100);
-  preset.strategy = ControlStrategy::constantRPM;
-  EXPECT_EQ(makeFanCurveEditorState(preset, {}).blocks[0].rpm, 2000);
-  EXPECT_FALSE(makeFanCurveEditorState(preset, {}).canSave) << "what is shown is not yet set";
-  setConstantRPM(preset, std::nullopt, 500);
-  EXPECT_EQ(preset.constantRPM, 1000);
-  setConstantRPM(preset, std::nullopt, 9000);
-  EXPECT_EQ(preset.constantRPM, 6000);
-  EXPECT_TRUE(makeFanCurveEditorState(preset, {}).canSave);
-}
-
-TEST(FanCurveEditorStateTest, anEmptyRangeIsWarnedOfAndNotSaved) {
-  FanPreset preset = userPreset();
-  for (const double high : {60.0, 61.0}) {
-    preset.lowTemperature = 60;
-    preset.highTemperature = high;
-    const FanCurveEditorState state = makeFanCurveEditorState(preset, {0, 1});
-    EXPECT_EQ(state.blocks[0].hasEmptyRange, high <= 60) << high;
-    EXPECT_EQ(state.canSave, high > 60) << high;
+TEST(FanCurveEditorStateTest, theNoteSaysWhyItCannotBeSavedOrWhetherItIs) {
+  struct Case {
+    std::function<void(FanPreset&)> edit;
+    bool canSave;
+    std::string note;
+  };
+  const std::vector<Case> cases{
+      {[](FanPreset&) {}, true, ""},
+      {[](FanPreset& preset) { preset.name = "Loud"; }, true, "Not saved yet"},
+      {[](FanPreset& preset) { preset.name = " \t"; }, false, "Enter a name."},
+      {[](FanPreset& preset) { preset.lowTemperature = 84; }, false, "Full speed must be above ramp start."},
+      {[](FanPreset& preset) { preset.lowTemperature = 83; }, true, "Not saved yet"},
+      {[](FanPreset& preset) { preset.highTemperature = 120; }, false, "Enter temperatures from 20 to 100 °C."},
+      {[](FanPreset& preset) { preset.hysteresis = 11; }, false, "Enter a hysteresis from 0.5 to 10.0 degrees."},
+      {[](FanPreset& preset) { preset.strategy.reset(); }, false, "Choose a control source."},
+      {[](FanPreset& preset) { preset.strategy = ControlStrategy::constantRPM; }, false,
+       "Enter a target speed from 1000 to 6000 RPM."},
+      {[](FanPreset& preset) { preset.linkedFans = false; }, false, "Left Fan (F0) has no values of its own yet."},
+      {[](FanPreset& preset) {
+         setLinked(preset, false);
+         preset.fan1Settings->highTemperature = 20;
+       },
+       false, "Right Fan (F1): Full speed must be above ramp start."},
+  };
+  const FanPreset stored = userPreset();
+  for (const Case& each : cases) {
+    FanPreset preset = stored;
+    each.edit(preset);
+    const FanCurveEditorState state = makeFanCurveEditorState({preset, stored}, {0, 1});
+    EXPECT_EQ(state.note, each.note);
+    EXPECT_EQ(state.canSave, each.canSave) << each.note;
+    EXPECT_EQ(state.noteIsReason, !each.canSave) << each.note;
+    EXPECT_EQ(state.isEdited, !each.note.empty());
+    const bool hasEmptyRange = each.note.find("above ramp start") != std::string::npos;
+    EXPECT_EQ(state.blocks.back().hasEmptyRange, hasEmptyRange) << each.note;
   }
-  preset.name = "  ";
-  EXPECT_FALSE(makeFanCurveEditorState(preset, {0, 1}).canSave);
-  EXPECT_TRUE(makeFanCurveEditorState(preset, {}).showsDelete);
-  EXPECT_FALSE(makeFanCurveEditorState(FanPreset::batterySaver(), {}).showsDelete);
+  EXPECT_EQ(makeFanCurveEditorState({stored, stored, true}, {0, 1}).note, "Saved");
+  EXPECT_TRUE(stateOf(stored).showsDelete);
+  EXPECT_FALSE(stateOf(FanPreset::batterySaver()).showsDelete);
 }
 
 TEST(CurvePreviewTest, temperaturesOffTheAxisStandAtItsEnds) {
@@ -109,6 +131,34 @@ TEST(CurvePreviewTest, temperaturesOffTheAxisStandAtItsEnds) {
   EXPECT_EQ(curvePreviewX(120, 400), 400);
   EXPECT_EQ(curveDescription(54.9, 84.2),
             "Fan speed rises linearly from minimum at 54 degrees to maximum at 84 degrees");
+}
+
+TEST(CurvePreviewTest, pointsAreMovedOverTheAxisAndNotPastEachOther) {
+  EXPECT_EQ(curvePreviewTemperature(-5, 400), 20);
+  EXPECT_EQ(curvePreviewTemperature(201, 400), 60);
+  EXPECT_EQ(curvePreviewTemperature(900, 400), 100);
+  struct Case {
+    EditorBound bound;
+    double wanted;
+    double low;
+    double high;
+    double moved;
+  };
+  const std::vector<Case> cases{
+      {EditorBound::low, 60, 54, 84, 60},    {EditorBound::low, 90, 54, 84, 83},    {EditorBound::high, 60, 54, 84, 60},
+      {EditorBound::high, 30, 54, 84, 55},   {EditorBound::high, 120, 54, 84, 100}, {EditorBound::low, 10, 54, 20, 20},
+      {EditorBound::high, 60, 100, 60, 100}, {EditorBound::low, 70, 72, 66, 65},
+  };
+  for (const Case& each : cases) {
+    EXPECT_EQ(movedCurvePoint(each.bound, each.wanted, each.low, each.high), each.moved) << each.wanted;
+  }
+}
+
+TEST(CurvePreviewTest, fansStandOnTheCurveWhereItPutsThem) {
+  const std::vector<CurveReading> readings{{0, 69, 1000, 5000}, {1, std::nullopt, 1000, 5000}, {2, 90.04, 900, 3000}};
+  EXPECT_EQ(makeCurveMarks(readings, 54, 84),
+            (std::vector<CurveMark>{{0, 69, 0.5, "Left Fan: 69.0 °C asks for 3000 RPM"},
+                                    {2, 90.04, 1, "Fan 3: 90.0 °C asks for 3000 RPM"}}));
 }
 
 TEST(CurvePreviewTest, textsNeitherTouchNorLeaveTheCanvas) {

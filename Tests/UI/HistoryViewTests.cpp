@@ -1,6 +1,8 @@
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QLabel>
 #include <QPaintEvent>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 #include <QToolButton>
@@ -11,8 +13,6 @@
 #include "UI/Charts/LineChart.h"
 #include "UI/HistoryGraphView.h"
 #include "UI/HistoryView.h"
-#include "UI/Sparkline.h"
-#include "UI/Theme.h"
 
 namespace halcyra::test {
 
@@ -57,106 +57,85 @@ struct ChartSession {
   SessionHistory history() const { return {samples, sensors, readings, fans}; }
 };
 
-/// Pixels of `widget` that are closer to `color` than to anything grey.
-int pixelsOf(QWidget& widget, const QColor& color) {
-  const QImage image = widget.grab().toImage();
-  int count = 0;
-  for (int y = 0; y < image.height(); ++y) {
-    for (int x = 0; x < image.width(); ++x) {
-      const QColor pixel = image.pixelColor(x, y);
-      const int distance = std::abs(pixel.red() - color.red()) + std::abs(pixel.green() - color.green()) +
-                           std::abs(pixel.blue() - color.blue());
-      if (distance < 60) ++count;
-    }
-  }
-  return count;
-}
-
-constexpr const char* zoneSignal = ExpandedSensorHistory::fanControlSignalID;
-
 }  // namespace
 
-TEST(ExpandedSensorHistoryView, turnsFromCollectingToAChart) {
+TEST(ExpandedSensorHistoryView, isWorkedWithMouseAndKeyboard) {
   ChartSession session;
-  ExpandedSensorHistoryView view;
-  view.resize(318, 420);
+  const auto selection = std::make_shared<HistorySelection>();
+  ExpandedSensorHistoryView view(selection);
+  view.resize(318, 460);
   view.show();
+  view.activateWindow();
+  std::string sensor = ExpandedSensorHistory::fanControlSignalID;
+  const auto refresh = [&] { view.refresh(session.history(), sensor); };
+  QObject::connect(&view, &ExpandedSensorHistoryView::refreshWanted, refresh);
+  QObject::connect(&view, &ExpandedSensorHistoryView::sensorSelected, [&](const QString& id) {
+    sensor = id.toStdString();
+    refresh();
+  });
   auto* const chart = view.findChild<LineChart*>("sessionHistoryChart");
-  auto* const note = view.findChild<QWidget*>("historyEmptyState");
-  auto* const description = view.findChild<QLabel*>("historyDescription");
   session.add(50);
-  view.refresh(session.history(), zoneSignal);
+  refresh();
   EXPECT_FALSE(chart->isVisible());
-  EXPECT_TRUE(note->isVisible());
-
-  for (int i = 0; i < 45; ++i) session.add(50 + i % 20);
-  view.refresh(session.history(), zoneSignal);
+  EXPECT_TRUE(view.findChild<QWidget*>("historyEmptyState")->isVisible());
+  for (int i = 0; i < 445; ++i) session.add(50 + i % 20);
+  refresh();
   EXPECT_TRUE(chart->isVisible());
-  EXPECT_FALSE(note->isVisible());
-  EXPECT_EQ(description->text(), "Warmest Fan Zone (curve input) · 46 samples · 1m 30s");
-  EXPECT_EQ(view.findChild<QWidget*>("historyFigurePeak")->accessibleDescription(), "69.0");
-  EXPECT_GT(pixelsOf(*chart, Theme::current().data), 100);
-}
 
-TEST(ExpandedSensorHistoryView, thePickerAsksForAnotherSensorAndTheButtonForTheEnd) {
-  ChartSession session;
-  for (int i = 0; i < 10; ++i) session.add(50 + i);
-  ExpandedSensorHistoryView view;
-  view.show();
-  view.refresh(session.history(), zoneSignal);
   auto* const picker = view.findChild<QComboBox*>("sensorPicker");
-  QSignalSpy selected(&view, &ExpandedSensorHistoryView::sensorSelected);
-  EXPECT_EQ(picker->currentText(), "Warmest Fan Zone (curve input)");
-  picker->setFocus();
   QTest::keyClick(picker, Qt::Key_Down);
   QTest::keyClick(picker, Qt::Key_Down);
-  ASSERT_EQ(selected.count(), 2);
-  EXPECT_EQ(selected.last().first().toString(), "TCMz");
+  QTest::mouseClick(view.findChild<QPushButton*>("rangeFiveMinutes"), Qt::LeftButton);
+  const auto* const description = view.findChild<QLabel*>("historyDescription");
+  EXPECT_EQ(description->text(), "CPU Die Hotspot (TCMz) · 151 samples · 5m");
 
-  view.refresh(session.history(), "TCMz");
-  EXPECT_EQ(picker->currentText(), "CPU Die Hotspot (TCMz)");
-  session.readings.push_back({"TA00", "TA00", 30});
-  view.refresh(session.history(), "TCMz");
-  EXPECT_EQ(picker->count(), 5);
-  EXPECT_EQ(picker->currentText(), "CPU Die Hotspot (TCMz)");
-  EXPECT_EQ(selected.count(), 2) << "only the user selects";
+  auto* const add = view.findChild<QComboBox*>("addOverlay");
+  for (const char* const id : {"CPU Die Hotspot (TCMz)", "Te05"}) {
+    QTest::keyClick(add, Qt::Key_Down);
+    ASSERT_TRUE(add->view()->isVisible());
+    add->view()->setCurrentIndex(add->model()->index(add->findText(id), 0));
+    QTest::keyClick(add->view(), Qt::Key_Return);
+  }
 
+  chart->setFocus(Qt::TabFocusReason);
+  QTest::keyClick(chart, Qt::Key_End);
+  QTest::keyClick(chart, Qt::Key_Left);
+  const QString said = chart->accessibleDescription();
+  EXPECT_TRUE(said.endsWith(", CPU Die Hotspot (TCMz) 63.0 °C, Te05 43.0 °C")) << said.toStdString();
+  QTest::keyClick(chart, Qt::Key_Escape);
+  EXPECT_EQ(chart->accessibleDescription(), "");
+  QTest::mouseMove(chart, QPoint(chart->width() / 2, 60));
+  EXPECT_TRUE(chart->moment().has_value());
+
+  auto* const chip = view.findChild<QAbstractButton*>("overlayChip");
+  EXPECT_EQ(chip->accessibleName(), "Remove Te05 from the chart");
+  QTest::mouseClick(chip, Qt::LeftButton);
+  EXPECT_EQ(selection->choice().overlays, std::vector<std::string>{"TCMz"});
   QSignalSpy collapsed(&view, &ExpandedSensorHistoryView::collapseRequested);
   QTest::mouseClick(view.findChild<QToolButton*>("collapseHistory"), Qt::LeftButton);
   EXPECT_EQ(collapsed.count(), 1);
 }
 
-TEST(HistoryGraphView, paintsOnlyWhatIsNew) {
+TEST(HistoryGraphView, paintsOnlyWhatIsNewAndHasOneCrossHair) {
   ChartSession session;
-  HistoryGraphView view;
+  HistoryGraphView view(std::make_shared<HistorySelection>());
   view.resize(700, 330);
   view.show();
   auto* const zoneChart = view.findChild<LineChart*>("fanZoneChart");
   auto* const speedChart = view.findChild<LineChart*>("fanSpeedChart");
   for (int i = 0; i < 20; ++i) session.add(50 + i);
-  view.setSamples(session.samples);
-  const Theme& theme = Theme::current();
-  EXPECT_GT(pixelsOf(*zoneChart, theme.data), 100);
-  EXPECT_GT(pixelsOf(*speedChart, theme.series0), 100);
-  EXPECT_GT(pixelsOf(*speedChart, theme.series1), 100);
-  EXPECT_EQ(view.findChild<QWidget*>("fanSeriesKey")->accessibleName(), "Fan: Left, Right");
-
+  view.refresh(session.history());
   PaintCounter paints(zoneChart);
   paints.take();
-  view.setSamples(session.samples);
+  view.refresh(session.history());
   EXPECT_EQ(paints.take(), 0) << "nothing has changed";
   session.add(40);
-  view.setSamples(session.samples);
+  view.refresh(session.history());
   EXPECT_EQ(paints.take(), 1);
-}
 
-TEST(MenuBarSparkline, isPaintedOnceThereIsATrend) {
-  ChartSession session;
-  MenuBarSparkline sparkline;
-  EXPECT_EQ(pixelsOf(sparkline, Theme::current().data), 0);
-  for (int i = 0; i < 20; ++i) session.add(50 + i);
-  sparkline.setSamples(session.samples);
-  EXPECT_GT(pixelsOf(sparkline, Theme::current().data), 20);
+  QTest::mouseMove(zoneChart, QPoint(zoneChart->width() / 2, 40));
+  EXPECT_TRUE(zoneChart->moment().has_value());
+  EXPECT_EQ(speedChart->moment(), zoneChart->moment());
 }
 
 }  // namespace halcyra::test

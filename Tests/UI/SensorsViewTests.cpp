@@ -1,5 +1,6 @@
 #include <QApplication>
 #include <QClipboard>
+#include <QComboBox>
 #include <QLineEdit>
 #include <QListView>
 #include <QTest>
@@ -12,64 +13,37 @@
 
 namespace halcyra::test {
 
-namespace {
-
-/// Header rows and reading rows of the list.
-std::pair<int, int> rowCounts(const QListView& list) {
-  std::pair<int, int> counts{0, 0};
-  for (int row = 0; row < list.model()->rowCount(); ++row) {
-    const bool isHeader = list.model()->index(row, 0).data(SensorsListModel::isHeaderRole).toBool();
-    ++(isHeader ? counts.first : counts.second);
-  }
-  return counts;
-}
-
-}  // namespace
-
-TEST(SensorsView, searchesTheChannelsOfTheMachine) {
+TEST(SensorsView, keepsTheSelectionWhileValuesAndOrderChange) {
   UIHarness harness;
-  SensorsView view(harness.sharedModel());
-  view.resize(380, 640);
+  ViewContext context = harness.context();
+  int opened = 0;
+  context.openDashboard = [&] { ++opened; };
+  SensorsView view(context);
   view.show();
   auto& list = child<QListView>(view, "sensorList");
-  auto& search = child<QLineEdit>(view, "sensorSearch");
-  const int all = static_cast<int>(harness.model().sensorReadings().size());
-  ASSERT_GT(all, 20);
-  EXPECT_EQ(rowCounts(list).second, all);
-
-  QTest::keyClicks(&search, "tcM");
-  ASSERT_EQ(rowCounts(list), std::pair(1, 1));
-  EXPECT_EQ(list.model()->index(0, 0).data().toString(), "TC… (1)");
-  EXPECT_EQ(list.model()->index(1, 0).data().toString(), "TCMz");
-  QTest::keyClicks(&search, "!");
-  EXPECT_FALSE(list.isVisible());
-  EXPECT_TRUE(child<QWidget>(view, "noSensorMatches").isVisible());
-  QTest::keyClick(&search, Qt::Key_Escape);
-  EXPECT_TRUE(list.isVisible());
-  EXPECT_EQ(rowCounts(list).second, all);
-}
-
-TEST(SensorsView, keepsTheSelectionWhileTheValuesChange) {
-  UIHarness harness;
-  SensorsView view(harness.sharedModel());
-  view.show();
-  auto& list = child<QListView>(view, "sensorList");
-  auto& search = child<QLineEdit>(view, "sensorSearch");
-  QTest::keyClicks(&search, "tcmz");
-  QTest::keyClick(&search, Qt::Key_Down);
+  QTest::keyClicks(&child<QLineEdit>(view, "sensorSearch"), "tcm");
+  QTest::keyClick(&child<QLineEdit>(view, "sensorSearch"), Qt::Key_Down);
   EXPECT_EQ(view.focusWidget(), &list);
-  const QModelIndex row = list.model()->index(1, 0);
-  list.setCurrentIndex(row);
-  const QPersistentModelIndex kept(row);
-  const QString before = row.data(SensorsListModel::valueRole).toString();
+  QTest::keyClicks(&child<QLineEdit>(view, "sensorSearch"), "!");
+  EXPECT_TRUE(child<QWidget>(view, "noSensorMatches").isVisible());
+  QTest::keyClick(&child<QLineEdit>(view, "sensorSearch"), Qt::Key_Escape);
+  EXPECT_TRUE(list.isVisible());
+  list.setCurrentIndex(list.model()->match(list.model()->index(0, 0), Qt::DisplayRole, "TCMz").front());
+  QTest::keyClick(&child<QComboBox>(view, "sensorOrder"), Qt::Key_Down);
+  const QPersistentModelIndex kept(list.currentIndex());
+  EXPECT_EQ(kept.data().toString(), "TCMz") << "in another order, too";
+  const QString before = kept.data(SensorsListModel::valueRole).toString();
   harness.run(30);
   ASSERT_TRUE(kept.isValid()) << "the rows were made anew";
   EXPECT_EQ(list.currentIndex(), QModelIndex(kept));
   const QString value = kept.data(SensorsListModel::valueRole).toString();
   EXPECT_NE(value, before);
   QTest::keyClick(&list, Qt::Key_C, Qt::ControlModifier);
-  EXPECT_EQ(QApplication::clipboard()->text(), "TCMz\t" + value);
-  EXPECT_EQ(kept.data(Qt::AccessibleTextRole).toString(), "TCMz, " + value);
+  EXPECT_EQ(QApplication::clipboard()->text(), "TCMz\tCPU die hotspot\t" + value);
+  EXPECT_TRUE(kept.data(Qt::AccessibleTextRole).toString().startsWith("CPU die hotspot, TCMz, " + value + ", this"));
+  QTest::keyClick(&list, Qt::Key_Return);
+  EXPECT_EQ(opened, 1);
+  EXPECT_EQ(context.historySelection->choice().overlays, std::vector<std::string>{"TCMz"});
 }
 
 }  // namespace halcyra::test

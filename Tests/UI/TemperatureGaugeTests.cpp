@@ -74,22 +74,35 @@ TEST(TemperatureGaugeBar, movesWithTheSpringAndStopsAtOnceWithoutAValue) {
 }
 
 TEST(TemperatureGaugeView, saysTheStatusAndWrapsItsLegend) {
+  const std::vector<std::pair<std::optional<double>, const char*>> cases{
+      {std::nullopt, "Temperature sensor unavailable"},
+      {44.99, "Cool — idle or light work"},
+      {45, "Normal — comfortable operating temperature"},
+      {60, "Warm under load — cooling is working"},
+      {75, "Hot — sustained load; automatic cooling should be responding"},
+      {104.99, "Very hot — automatic cooling should be near maximum"},
+      {105, "Critical — safety override forces maximum cooling"},
+      {NAN, "Critical — safety override forces maximum cooling"},
+  };
   TemperatureGaugeView view;
-  view.setActivePresetName("Quiet Desk");
-  view.setTemperature(44.99);
-  EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugeStatus")->text(), "Cool — idle or light work");
-  EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugePreset")->text(), "Quiet Desk");
+  for (const auto& [temperature, text] : cases) {
+    view.setTemperature(temperature);
+    EXPECT_EQ(view.findChild<QLabel*>("temperatureGaugeStatus")->text(), text);
+  }
   auto* const legend = view.findChild<TemperatureGaugeLegend*>("temperatureGaugeLegend");
-  EXPECT_TRUE(legend->accessibleName().contains("Warm 60–75°, Hot 75–90°"));
+  EXPECT_EQ(legend->accessibleName(), "Cool 30–45°, Normal 45–60°, Warm 60–75°, Hot 75–90°, Very Hot 90–105°");
   EXPECT_EQ(legend->heightForWidth(2000), legend->sizeHint().height());
   EXPECT_GE(legend->heightForWidth(200), 3 * legend->sizeHint().height());
 }
 
 TEST(ThermalMetricSummary, showsWhatIsPresent) {
   ThermalMetricSummary summary;
-  summary.setMetrics({.cpuAverage = 52.34});
-  EXPECT_EQ(summary.findChild<QWidget*>("thermalMetric0")->accessibleName(), "52.3 °C");
-  EXPECT_EQ(summary.findChild<QWidget*>("thermalMetric5")->accessibleName(), "Unavailable");
+  summary.setMetrics({1, 2, 3, 4, 5, std::nullopt});
+  for (int each = 0; each < 6; ++each) {
+    const QString name = QStringLiteral("thermalMetric%1").arg(each);
+    EXPECT_EQ(summary.findChild<QWidget*>(name)->accessibleName(),
+              each < 5 ? QStringLiteral("%1.0 °C").arg(each + 1) : QStringLiteral("Unavailable"));
+  }
 }
 
 }  // namespace halcyra::test

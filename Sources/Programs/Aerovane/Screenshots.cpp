@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QPixmap>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "UI/Application.h"
+#include "UI/CurvePreview.h"
 #include "UI/MenuBarPanel.h"
 
 namespace halcyra {
@@ -55,10 +57,27 @@ class Photographer : public QObject {
   void planDashboard() {
     plan([] { show("dashboard", dashboardSize); });
     plan([this] { save("dashboard", "dashboard"); });
-    plan([] { scroll(true); });
+    plan([] { point(QEvent::MouseMove, "fanZoneChart", 0.4, 0.4); });
+    plan([this] {
+      save("dashboard", "dashboard-crosshair");
+      point(QEvent::MouseMove, "fanZoneChart", 0, 0);
+      scroll(true);
+    });
     plan([this] { save("dashboard", "dashboard-editor"); });
     plan([] { editName(); });
     plan([this] { save("dashboard", "dashboard-draft"); });
+    plan([] {
+      const auto* const curve = part<CurvePreview>("curvePreview");
+      if (curve == nullptr || !curve->isVisible()) return;
+      const QPointF full = curve->pointOf(EditorBound::high);
+      point(QEvent::MouseButtonPress, "curvePreview", full.x() / curve->width(), full.y() / curve->height());
+      point(QEvent::MouseMove, "curvePreview", 0.7, 0.2);
+    });
+    plan([this] {
+      save("dashboard", "dashboard-curve");
+      point(QEvent::MouseButtonRelease, "curvePreview", 0.7, 0.2);
+      press("revertPreset");
+    });
     plan([] {
       scroll(false);
       press("rawThermals");
@@ -120,10 +139,25 @@ class Photographer : public QObject {
     QCoreApplication::sendEvent(name, &typed);
   }
 
-  static void press(const char* name) {
+  template <typename Widget>
+  static Widget* part(const char* name) {
     const QWidget* const shown = window("dashboard");
-    auto* const button = shown != nullptr ? shown->findChild<QAbstractButton*>(QLatin1String(name)) : nullptr;
-    if (button != nullptr) button->click();
+    return shown != nullptr ? shown->findChild<Widget*>(QLatin1String(name)) : nullptr;
+  }
+
+  static void press(const char* name) {
+    if (auto* const button = part<QAbstractButton>(name)) button->click();
+  }
+
+  /// The left button or the pointer, at parts of the widget's width and height.
+  static void point(QEvent::Type type, const char* name, double x, double y) {
+    auto* const target = part<QWidget>(name);
+    if (target == nullptr || !target->isVisible()) return;
+    const QPointF place(target->width() * x, target->height() * y);
+    const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    QMouseEvent event(type, place, target->mapToGlobal(place), button,
+                      type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(target, &event);
   }
 
   void save(const char* name, const char* file) const {

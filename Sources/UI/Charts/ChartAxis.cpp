@@ -37,7 +37,6 @@ ChartTicks valueTicks(double low, double high, const std::vector<double>& steps,
       break;
     }
   }
-  while (intervalsOf(step) > maximumCount) step *= 2;
   const double first = std::floor(low / step) * step;
   const int intervals = std::max(1, static_cast<int>(intervalsOf(step)));
   ChartTicks ticks;

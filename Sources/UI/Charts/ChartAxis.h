@@ -12,7 +12,7 @@ namespace halcyra {
 using ChartTicks = std::vector<double>;
 
 /// Rounds `low`…`high` outward to multiples of the smallest of `steps` (ascending) that needs at most `maximumCount`
-/// intervals, or of the largest one. Never empty: at least one interval.
+/// intervals, or of the largest one, however many that takes. Never empty: at least one interval.
 ChartTicks valueTicks(double low, double high, const std::vector<double>& steps, int maximumCount);
 
 /// Full steps of local time within `first`…`last`, at most `maximumCount`. `utcOffset` is that of the local time.
