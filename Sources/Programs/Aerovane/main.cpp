@@ -1,12 +1,16 @@
-#include <cstdio>
+#include <cerrno>
 #include <exception>
-#include <iostream>
+#include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <signal.h>
 #include <string>
+#include <string_view>
+#include <sys/file.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 #include "fmt/format.h"
 
@@ -15,8 +19,10 @@
 #include "App/ConsoleSession.h"
 #include "Helpers/FanCurveManager.h"
 #include "Platform/Linux/JSONUserDefaults.h"
+#include "Platform/Linux/LinuxFiles.h"
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxServiceManagement.h"
+#include "Platform/Linux/PromptOutput.h"
 #include "Platform/Linux/SignalWatcher.h"
 #include "Platform/UntrustedText.h"
 #include "Programs/Aerovane/CommandLine.h"
@@ -30,14 +36,45 @@ namespace {
 
 constexpr int badUsage = 2;
 
-void write(const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fflush(stdout);
+void complain(const std::string& message) {
+  promptStandardError().write(fmt::format("aerovane: {}\n", message));
 }
 
-void complain(const std::string& message) {
-  std::cerr << "aerovane: " << message << std::endl;
+FileError outputFailure(int error) {
+  return FileError(fmt::format("The output couldn’t be written: {}.", std::generic_category().message(error)));
 }
+
+/// All of it, however long the reader takes. Throws `FileError`.
+void write(const std::string& text) {
+  for (std::string_view rest = text; !rest.empty();) {
+    const ssize_t count = ::write(STDOUT_FILENO, rest.data(), rest.size());
+    if (count < 0 && errno != EINTR) throw outputFailure(errno);
+    if (count > 0) rest.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+/// For a process that drives fans, which waits for no reader: what has no room is left out, and the count is told once
+/// there is room again. Throws `FileError` when nobody can read it any more.
+class PromptReports {
+ public:
+  void write(const std::string& text) {
+    switch (promptStandardOutput().write(text)) {
+      case PromptOutput::Result::written:
+        if (const int lost = std::exchange(lost_, 0); lost > 0) {
+          complain(fmt::format("{} report{} could not be written: nobody read the output", lost, lost == 1 ? "" : "s"));
+        }
+        return;
+      case PromptOutput::Result::dropped:
+        ++lost_;
+        return;
+      case PromptOutput::Result::failed:
+        throw outputFailure(promptStandardOutput().error());
+    }
+  }
+
+ private:
+  int lost_ = 0;
+};
 
 ConsoleStyle consoleStyle(const CommandLine& line) {
   if (line.json) return ConsoleStyle::json;
@@ -71,19 +108,12 @@ int runLibrary(const CommandLine& line, LinuxPlatform& linux, NamedFileWorkspace
     complain(*failure);
     return 1;
   }
-  // Settings that cannot be stored live on in memory; here there is nobody left to use them.
-  JSONUserDefaults stored(defaultsFilePath(), linux.platform().log);
-  if (line.importPresets &&
-      stored.data(FanCurveManager::storageKey) != linux.platform().userDefaults.data(FanCurveManager::storageKey)) {
-    complain(fmt::format("Import failed: the settings in “{}” couldn’t be written.", defaultsFilePath().string()));
-    return 1;
-  }
   return 0;
 }
 
 /// Nothing, and a message, when there is none of this name.
-std::optional<FanPreset> presetNamed(const std::string& name, const AppModel& model) {
-  const auto presets = FanPreset::menuOrder(model.customPresets());
+std::optional<FanPreset> presetNamed(const std::string& name, const std::vector<FanPreset>& customPresets) {
+  const auto presets = FanPreset::menuOrder(customPresets);
   auto preset = findPreset(presets, name);
   if (!preset) {
     std::string names;
@@ -100,7 +130,9 @@ int runSession(LinuxPlatform& linux, std::shared_ptr<AppModel> model, ConsoleOpt
   int status = 0;
   ConsoleSurroundings surroundings;
   surroundings.approveHelper = [&] { linux.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName)); };
-  surroundings.output = write;
+  surroundings.output = [reports = std::make_shared<PromptReports>()](const std::string& text) {
+    reports->write(text);
+  };
   surroundings.complain = complain;
   if (recording) {
     surroundings.record = [&](const std::string& text) { recording->append(text); };
@@ -137,7 +169,7 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
   std::shared_ptr<AppModel> model = AppModel::make(linux.platform());
   ConsoleOptions options = consoleOptions(line);
   if (line.preset) {
-    options.preset = presetNamed(*line.preset, *model);
+    options.preset = presetNamed(*line.preset, model->customPresets());
     if (!options.preset) return badUsage;
   }
   std::optional<RecordingFile> recording;
@@ -145,8 +177,21 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
   return runSession(linux, std::move(model), std::move(options), recording);
 }
 
+/// A simulated machine keeps the record of its process locked.
+bool hasMachine(const RuntimeLayout& layout) {
+  if (layout.isSystem()) return true;
+  const int record = ::open(layout.machineProcessID.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const bool isHeld = record >= 0 && ::flock(record, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  if (record >= 0) ::close(record);
+  return isHeld;
+}
+
 /// Registers the helper anew, without a look at the machine: the exit status.
 int refreshRegistration(const RuntimeLayout& layout) {
+  if (!hasMachine(layout)) {
+    complain(fmt::format("No simulated Mac runs in “{}”.", layout.folder->string()));
+    return 1;
+  }
   LinuxPlatformOptions platformOptions;
   platformOptions.layout = layout;
   LinuxPlatform linux(platformOptions);
@@ -159,7 +204,7 @@ int refreshRegistration(const RuntimeLayout& layout) {
     write(text);
     status = 0;
   };
-  surroundings.standardError = [](const std::string& text) { std::cerr << text << std::flush; };
+  surroundings.standardError = [](const std::string& text) { promptStandardError().write(text); };
   const auto delegate =
       std::make_shared<AppDelegate>(linux.platform(), AppModel::make(linux.platform(), modelOptions),
                                     LaunchFlags{.refreshHelperRegistration = true}, std::move(surroundings));
@@ -179,10 +224,21 @@ int runApplication(const CommandLine& line, const RuntimeLayout& layout, [[maybe
   return runConsole(line, layout);
 }
 
+/// Before anything is started for it. Presets that are still to be imported are looked at afterwards.
+bool presetIsKnown(const CommandLine& line) {
+  if (!line.preset || line.importPresets) return true;
+  const bool isSimulated = line.virtualMac || line.runtimeFolder;
+  StandardErrorLogSink log(LogLevel::error);
+  JSONUserDefaults settings(defaultsFilePath(isSimulated ? RuntimeLayout::inFolder("/any") : RuntimeLayout::system()),
+                            log);
+  return presetNamed(*line.preset, FanCurveManager(settings).loadCustomPresets()).has_value();
+}
+
 int run(const CommandLine& line, int& argc, char** argv) {
+  if (!presetIsKnown(line)) return badUsage;
   if (line.virtualMac) {
     const VirtualMacProcess machine(line.workload, line.seed);
-    std::cerr << fmt::format("aerovane: simulated Mac in {}", machine.runtimeFolder().string()) << std::endl;
+    promptStandardError().write(fmt::format("aerovane: simulated Mac in {}\n", machine.runtimeFolder().string()));
     return runApplication(line, RuntimeLayout::inFolder(machine.runtimeFolder()), argc, argv);
   }
   return runApplication(
@@ -198,6 +254,9 @@ int main(int argc, char** argv) {
   const halcyra::CommandLine line = halcyra::CommandLine::parse(argc, argv);
   try {
     return halcyra::run(line, argc, argv);
+  } catch (const halcyra::BadMachineOptions& error) {
+    halcyra::complain(error.what());
+    return halcyra::badUsage;
   } catch (const std::exception& error) {
     halcyra::complain(error.what());
     return 1;

@@ -1,7 +1,7 @@
 #include "Programs/AerovaneHelper/ReleaseAll.h"
 
-#include <cstdio>
 #include <unistd.h>
+#include <utility>
 
 #include "fmt/format.h"
 
@@ -10,9 +10,19 @@
 #include "Platform/Linux/LinuxClock.h"
 #include "Platform/Linux/LinuxIOKit.h"
 #include "Platform/Linux/LogSinks.h"
+#include "Platform/Linux/PromptOutput.h"
 #include "SMC/IOKitSMCBridge.h"
 
 namespace halcyra {
+
+namespace {
+
+template <typename... Arguments>
+void say(PromptOutput& output, fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+  output.write(fmt::format(format, std::forward<Arguments>(arguments)...));
+}
+
+}  // namespace
 
 int runReleaseAll(const RuntimeLayout& layout) {
   LinuxClock clock;
@@ -22,21 +32,21 @@ int runReleaseAll(const RuntimeLayout& layout) {
   try {
     lock.acquire("Aerovane release");
   } catch (const FanControlProcessLockError& error) {
-    fmt::print(stderr, "aerovane-helper: {}; handing the fans back all the same\n", error.what());
+    say(promptStandardError(), "aerovane-helper: {}; handing the fans back all the same\n", error.what());
   }
   IOKitSMCBridge smc(iokit, clock, SMCWriteCapability::privilegedHelper, nullptr);
   const HandBackReport report = releaseAllFans(smc, log);
   for (const FanHandBackOutcome& outcome : report.fans) {
     if (outcome.failure) {
-      fmt::print("Fan {}: not handed back: {}\n", outcome.fan, *outcome.failure);
+      say(promptStandardOutput(), "Fan {}: not handed back: {}\n", outcome.fan, *outcome.failure);
     } else {
-      fmt::print("Fan {}: automatic\n", outcome.fan);
+      say(promptStandardOutput(), "Fan {}: automatic\n", outcome.fan);
     }
   }
   if (report.unreachable) {
-    fmt::print(stderr, "aerovane-helper: {}\n", *report.unreachable);
+    say(promptStandardError(), "aerovane-helper: {}\n", *report.unreachable);
   } else if (report.fans.empty()) {
-    fmt::print("No fan was found\n");
+    say(promptStandardOutput(), "No fan was found\n");
   }
   return report.failed() ? 1 : 0;
 }
