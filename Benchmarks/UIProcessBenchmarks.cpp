@@ -30,7 +30,7 @@ class DesktopUnderTest {
   DesktopUnderTest() {
     std::filesystem::create_directories(machine.configuration() / "aerovane");
     std::filesystem::permissions(machine.configuration(), std::filesystem::perms(0700));
-    std::ofstream(machine.configuration() / "aerovane/defaults.json") << R"({"supervisedFanTestProtocolVersion": 1})";
+    std::ofstream(machine.configuration() / "aerovane/simulated-defaults.json") << R"({"supervisedFanTestProtocolVersion": 1})";
   }
 
   std::unique_ptr<test::ChildProcess> start() {

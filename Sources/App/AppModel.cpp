@@ -155,6 +155,7 @@ void AppModel::poll() {
   if (powerLifecycle_.isSleeping() || isTerminating_) {
     return;
   }
+  followSettings();
   requestCompetingControllerRefresh();
   if (pollInFlight_) {
     pollRequested_ = true;

@@ -324,11 +324,14 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
 
   // AppModelLibrary.cpp
   bool persistCustomPresets(const char* errorPrefix);
+  void followSettings();
 
   Platform& platform_;
   Logger logger_;
   std::shared_ptr<HelperClient> helper_;
   FanCurveManager curveManager_;
+  /// As it was shown last.
+  std::optional<std::string> settingsFailure_;
   PresetSelectionStore selectionStore_;
   FanControlOwnershipStore ownershipStore_;
   const std::string hardwareModelIdentifier_;

@@ -37,7 +37,10 @@ void AppModel::savePreset(const FanPreset& preset) {
   }
   // A copy of the list: the argument may be an element of it.
   std::vector<FanPreset> presets = *customPresets_;
-  const FanPreset saved = preset;
+  FanPreset saved = preset;
+  for (const FanPreset& bundled : FanPreset::bundledPresets()) {
+    if (bundled.id == saved.id) saved.name = bundled.name;
+  }
   const auto existing =
       std::find_if(presets.begin(), presets.end(), [&](const FanPreset& other) { return other.id == saved.id; });
   if (existing != presets.end()) {
@@ -85,12 +88,34 @@ void AppModel::deletePreset(const FanPreset& preset) {
 
 bool AppModel::persistCustomPresets(const char* errorPrefix) {
   try {
-    curveManager_.saveCustomPresets(*customPresets_);
-    return true;
+    customPresets_ = curveManager_.saveCustomPresets(*customPresets_);
+    settingsFailure_ = platform_.userDefaults.saveFailure();
+    if (!settingsFailure_) return true;
+    lastError_ = errorPrefix + *settingsFailure_;
+    return false;
   } catch (const LocalizedError& error) {
     lastError_ = errorPrefix + error.errorDescription();
     return false;
   }
+}
+
+// Another process may have edited or imported presets. One that is selected here stays, whatever became of it there.
+void AppModel::followSettings() {
+  if (platform_.userDefaults.refresh() && curveManager_.hasStoredList()) {
+    std::vector<FanPreset> presets = curveManager_.loadCustomPresets();
+    const auto selected = std::find_if(presets.begin(), presets.end(),
+                                       [&](const FanPreset& preset) { return preset.id == activePreset_->id; });
+    if (selected == presets.end() && activePreset_->kind == PresetKind::custom) {
+      presets.push_back(*activePreset_);
+    } else if (selected != presets.end() && *selected != *activePreset_) {
+      activePreset_ = *selected;
+      if (presetPendingRestore_ && presetPendingRestore_->id == selected->id) presetPendingRestore_ = *selected;
+    }
+    if (presets != *customPresets_) customPresets_ = std::move(presets);
+  }
+  std::optional<std::string> failure = platform_.userDefaults.saveFailure();
+  if (failure != settingsFailure_ && failure) lastError_ = *failure;
+  settingsFailure_ = std::move(failure);
 }
 
 void AppModel::exportCustomPresets() {
@@ -129,7 +154,8 @@ void AppModel::importCustomPresets() {
       presets.push_back(preset);
     }
   });
-  if (persistCustomPresets(importFailed) && file.presets.empty()) {
+  persistCustomPresets(importFailed);
+  if (file.presets.empty()) {
     lastError_ = std::string(PresetExportFile::noValidPresetsMessage);
   }
 }

@@ -127,6 +127,53 @@ TEST(AppModelLibrary, anExportedFileCanBeImportedAgainAndAgain) {
   EXPECT_EQ(h.transcript(), Lines{}) << "nothing is activated";
 }
 
+TEST(AppModelLibrary, whatAnotherProcessStoresIsFollowedAndKept) {
+  ModelHarness h;
+  const FanPreset mine = constantPreset(2000);
+  h.startDriving(mine);
+  FanPreset edited = mine;
+  edited.constantRPM = 3000;
+  const FanPreset theirs = curvePreset();
+  FanCurveManager other(h.doubles.userDefaults);
+  other.loadCustomPresets();
+  other.saveCustomPresets({edited, theirs});
+  h.doubles.userDefaults.isChanged = true;
+  h.run(3);
+  EXPECT_EQ(names(h.model().customPresets()), with(bundled, {"Constant", "Curve"}));
+  EXPECT_EQ(h.model().activePreset(), edited);
+  EXPECT_EQ(h.helper.fans[0].target, 3000);
+  // Unseen yet, and not lost by a change of our own.
+  const FanPreset later = curvePreset(40, 70);
+  other.saveCustomPresets({edited, theirs, later});
+  h.onMain([&](AppModel& model) { model.deletePreset(theirs); });
+  EXPECT_EQ(names(h.model().customPresets()), with(bundled, {"Constant", "Curve"}));
+  EXPECT_EQ(h.model().customPresets().back(), later);
+  // The preset in use stays even if it is gone from there.
+  other.saveCustomPresets({later});
+  h.doubles.userDefaults.isChanged = true;
+  h.run(3);
+  EXPECT_TRUE(h.model().hasHelperSession());
+  EXPECT_EQ(h.model().customPresets().back(), edited);
+}
+
+TEST(AppModelLibrary, whatIsNotDurableIsSaidAndACatalogueNameStays) {
+  StartedModel h;
+  FanPreset renamed = FanPreset::batterySaver();
+  renamed.name = "Mine";
+  h.onMain([&](AppModel& model) { model.savePreset(renamed); });
+  EXPECT_EQ(names(h.model().customPresets()), bundled);
+  h.doubles.userDefaults.failure = "the disk is full";
+  h.run(3);
+  EXPECT_EQ(h.errorText(), "the disk is full");
+  h.doubles.workspace.openAnswer = path;
+  h.doubles.files.contents[path] = PresetExportFile{1, {curvePreset()}}.encode();
+  h.onMain([](AppModel& model) { model.importCustomPresets(); });
+  EXPECT_EQ(h.errorText(), "Import failed: the disk is full");
+  h.doubles.files.contents[path] = PresetExportFile{1, {}}.encode();
+  h.onMain([](AppModel& model) { model.importCustomPresets(); });
+  EXPECT_EQ(h.errorText(), PresetExportFile::noValidPresetsMessage);
+}
+
 TEST(AppModelLibrary, validPresetsAreTakenAndInvalidOnesLeft) {
   FanPreset weak = curvePreset();
   weak.hysteresis = 0.2;

@@ -276,7 +276,7 @@ std::optional<MachServiceReply> parseFullForm(const std::string& text) {
     return MachServiceReply{record.at("value"), std::move(error)};
   } catch (const nlohmann::json::exception&) {
     return std::nullopt;
-  } catch (const JSONTooDeep&) {
+  } catch (const JSONTooLarge&) {
     return std::nullopt;
   }
 }
