@@ -43,8 +43,8 @@ TEST(FanWriteAllowlistTest, allowsFanModesTargetsAndTheTestFlagWithTheirRulesAnd
   const Case cases[] = {
       {"F0Md", one, infoOf("F0Md", "ui8 ", 1), phase2HardwareTest, "no error"},
       {"F9Tg", speed, infoOf("F9Tg", "flt ", 4), ftstUnlockProbe, "no error"},
-      {"F0Tg", one, infoOf("F0Tg", "flt ", 4), disabled, target},
-      {"Ftst", one, infoOf("Ftst", "ui8 ", 1), disabled, locked},
+      {"F0Tg", one, infoOf("F0Tg", "flt ", 4), disabled, "SMC write failed: capability gate is disabled"},
+      {"Ftst", one, infoOf("Ftst", "ui8 ", 1), disabled, "SMC write failed: capability gate is disabled"},
       {"F0Md", one, infoOf("F0Md", "ui8 ", 1, 0xBF), privilegedHelper, noAccess},
       {"F0Md", one, infoOf("F1Md", "ui8 ", 1), privilegedHelper, noAccess},
       {"F0Md", SMCValue::makeUInt8(2), infoOf("F0Md", "ui8 ", 1), privilegedHelper, mode},
