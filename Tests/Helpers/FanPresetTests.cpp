@@ -165,6 +165,8 @@ TEST(FanPreset, IsExplainedAtLength) {
        "Holds a constant 2500 RPM, clamped to each fan's hardware limits — steady airflow regardless of temperature."},
       {customCurve(39.9),
        "Temperature curve tracking each fan's CPU/GPU zone input: minimum RPM below 39 °C, full speed at 80 °C."},
+      {customCurve(-0.4),
+       "Temperature curve tracking each fan's CPU/GPU zone input: minimum RPM below 0 °C, full speed at 80 °C."},
       {FanPreset::cpuCoreDefault(),
        "Temperature curve tracking each fan's CPU/GPU zone input: minimum RPM below 30 °C, full speed at 50 °C — an "
        "aggressive cooling curve that will often run near maximum on a warm Mac."},
