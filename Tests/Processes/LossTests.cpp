@@ -19,6 +19,13 @@ TEST_F(LossTests, AKilledApplicationLosesTheFansWithinTwoSeconds) {
   EXPECT_EQ(machine.modes(), automatic);
 }
 
+TEST_F(LossTests, ApplicationAndHelperKilledTogetherLeaveTheFansToTheMachine) {
+  startUnderControl("Full Blast");
+  application->signal(SIGKILL);
+  ASSERT_EQ(::kill(idOf("aerovane-helper"), SIGKILL), 0);
+  EXPECT_TRUE(comeTo(automatic)) << "nobody has handed the fans back";
+}
+
 TEST_F(LossTests, AStoppedApplicationLosesTheFansToTheWatchdogOrAHelperToldToStop) {
   startUnderControl("Full Blast");
   application->signal(SIGSTOP);
