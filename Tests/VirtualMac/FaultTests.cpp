@@ -28,12 +28,10 @@ TEST(Faults, WrongCommandsSayWhyAndChangeNothing) {
       {"value Tf04 hot", "\"hot\" is no number"},
       {"value RPlt 1", "RPlt is of type \"ch8*\", which is no number"},
       {"nan F0Md", "F0Md is of type \"ui8 \", which has no such value"},
-      {"never-latch Tf04", "Tf04 is neither a fan's mode nor its target"},
       {"result F0Md 0", "the result 0 is outside 1...255"},
       {"spike 110 0", "the duration 0 is outside 0.1...3600"},
       {"set-mode 0 2", "the firmware has no mode 2"},
       {"clear nothing", "clear: \"nothing\" is neither a fault nor a key; usage: clear [FAULT] [KEY]"},
-      {"clear set-mode", "clear: a mode that was set stays set"},
   };
   MachineBench bench;
   bench.machine.faults().apply("jump Tf04 3");

@@ -23,9 +23,7 @@ TEST(Protocol, TypesAndByteOrder) {
   const Row rows[] = {
       {"F0Mn", "flt ", 4, {0x00, 0xC0, 0xA8, 0x44}},
       {"TCal", "ui16", 2, {0x12, 0x34}},
-      {"TPID", "fpe2", 2, {0x1F, 0x42}},
       {"AC-W", "si8 ", 1, {0xFF}},
-      {"B0AC", "si16", 2, {0xFC, 0xD4}},
       {"RPlt", "ch8*", 8, {'j', '5', '1', '4', 0, 0, 0, 0}},
   };
   for (const Row& row : rows) {
@@ -60,7 +58,6 @@ TEST(Protocol, ResultsOfCallsThatCannotBeAnswered) {
       {"index beyond the end", SMCParamStruct::readKeyIndex, "Tf04", 0, 100000, 0x84},
       {"unknown command", 7, "Tf04", 4, 0, 0x82},
       {"write of a temperature", SMCParamStruct::writeBytes, "Tf04", 4, 0, 0x86},
-      {"write of a limit", SMCParamStruct::writeBytes, "F0Mx", 4, 0, 0x86},
       {"write of an absurd size", SMCParamStruct::writeBytes, "F0Tg", 0xFFFFFFFF, 0, 0x87},
   };
   for (const Row& row : rows) {
