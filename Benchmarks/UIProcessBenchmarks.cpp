@@ -12,8 +12,8 @@
 
 #include "benchmark/benchmark.h"
 
+#include "DisplayServer.h"
 #include "MachineUnderTest.h"
-#include "Processes/DisplayServer.h"
 #include "Processes/ProcessSupport.h"
 
 namespace halcyra::benchmarks {
@@ -29,7 +29,7 @@ class DesktopUnderTest {
   DesktopUnderTest() {
     std::filesystem::create_directories(machine.configuration() / "aerovane");
     std::filesystem::permissions(machine.configuration(), std::filesystem::perms(0700));
-    std::ofstream(machine.configuration() / "aerovane/defaults.json") << R"({"supervisedFanTestProtocolVersion": 1})";
+    std::ofstream(machine.settings()) << R"({"supervisedFanTestProtocolVersion": 1})";
   }
 
   std::unique_ptr<test::ChildProcess> start() {

@@ -38,8 +38,6 @@ execute_process(COMMAND date --utc --rfc-email --date=${AEROVANE_RELEASE_DATE}
 aerovane_install_compressed(debian/changelog.in changelog ${CMAKE_INSTALL_DATADIR}/doc/aerovane)
 install(FILES ${packaging}/debian/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/aerovane)
 
-configure_file(${packaging}/debian/stop-helpers.sh ${generated}/stop-helpers.sh @ONLY)
-file(READ ${generated}/stop-helpers.sh AEROVANE_STOP_HELPERS)
 foreach(script prerm postinst postrm)
   configure_file(${packaging}/debian/${script}.in ${generated}/${script} @ONLY)
   list(APPEND CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${generated}/${script})

@@ -40,7 +40,7 @@ AppModel::AppModel(Platform& platform)
       alert_(platform, objectWillChange_, replies_, errors_, logger_),
       library_(platform, objectWillChange_, errors_),
       telemetry_(platform, replies_,
-                 {.polling = [this] { control_.polling(); },
+                 {.polling = [this] { polling(); },
                   .received = [this](TelemetrySnapshot snapshot) { received(std::move(snapshot)); },
                   .failed = [this](const Error& error, bool isStale) { telemetryFailed(error, isStale); }}),
       control_({platform, objectWillChange_, replies_, logger_, errors_, telemetry_, thermal_, machine_}, helper_),
@@ -86,6 +86,13 @@ void AppModel::restartPolling() {
     platform_.userDefaults.setNumber("pollingInterval", *pollingInterval_);
   }
   telemetry_.start(Seconds{*pollingInterval_});
+}
+
+void AppModel::polling() {
+  if (const auto changed = library_.follow(activePreset())) {
+    control_.presetEdited(*changed);
+  }
+  control_.polling();
 }
 
 void AppModel::received(TelemetrySnapshot snapshot) {
@@ -219,10 +226,7 @@ void AppModel::savePreset(const FanPreset& preset) {
   if (!library_.accepts(preset)) {
     return;
   }
-  // A copy: the argument may be an element of the list.
-  const FanPreset saved = preset;
-  library_.put(saved);
-  control_.presetEdited(saved);
+  control_.presetEdited(library_.put(preset));
   library_.persist();
 }
 

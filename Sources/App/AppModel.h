@@ -187,6 +187,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   explicit AppModel(Platform& platform);
 
   void start(const AppModelOptions& options);
+  void polling();
   void received(TelemetrySnapshot snapshot);
   void telemetryFailed(const Error& error, bool isStale);
   void observePower();

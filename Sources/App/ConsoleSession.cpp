@@ -110,6 +110,14 @@ void ConsoleSession::refresh() {
 }
 
 void ConsoleSession::print() {
+  try {
+    printReport();
+  } catch (const LocalizedError& error) {
+    fail(error.errorDescription());
+  }
+}
+
+void ConsoleSession::printReport() const {
   const ConsoleReport report = ConsoleReport::of(*model_, platform_.clock.now());
   switch (options_.style) {
     case ConsoleStyle::lines:

@@ -29,7 +29,8 @@ struct ConsoleOptions {
 struct ConsoleSurroundings {
   /// Approves the registered helper; throws a `LocalizedError` when it cannot.
   std::function<void()> approveHelper;
-  /// Writes a piece of output, complete with its line feed.
+  /// Writes a piece of output, complete with its line feed; does not wait for a reader. Throws a `LocalizedError` when
+  /// nobody can read it any more, which ends the session with status 1.
   std::function<void(const std::string&)> output;
   /// Writes an error message, without line feed.
   std::function<void(const std::string&)> complain;
@@ -59,6 +60,7 @@ class ConsoleSession : public std::enable_shared_from_this<ConsoleSession> {
   void scheduleRefresh();
   void refresh();
   void print();
+  void printReport() const;
   void record();
   /// Takes the next step when it is due, and says whether it did.
   bool advance();

@@ -45,17 +45,22 @@ bool PresetLibrary::accepts(const FanPreset& preset) {
   return true;
 }
 
-void PresetLibrary::put(const FanPreset& preset) {
-  // A copy of the list: the argument may be an element of it.
+FanPreset PresetLibrary::put(const FanPreset& preset) {
+  // Copies: the argument may be an element of the list.
+  FanPreset saved = preset;
+  for (const FanPreset& bundled : FanPreset::bundledPresets()) {
+    if (bundled.id == saved.id) saved.name = bundled.name;
+  }
   std::vector<FanPreset> presets = *presets_;
   const auto existing =
-      std::find_if(presets.begin(), presets.end(), [&](const FanPreset& other) { return other.id == preset.id; });
+      std::find_if(presets.begin(), presets.end(), [&](const FanPreset& other) { return other.id == saved.id; });
   if (existing != presets.end()) {
-    *existing = preset;
+    *existing = saved;
   } else {
-    presets.push_back(preset);
+    presets.push_back(saved);
   }
   presets_ = std::move(presets);
+  return saved;
 }
 
 void PresetLibrary::remove(const UUID& id) {
@@ -70,13 +75,44 @@ void PresetLibrary::persist() {
 
 bool PresetLibrary::persist(ErrorCause cause, const char* prefix) {
   try {
-    store_.saveCustomPresets(*presets_);
+    presets_ = store_.saveCustomPresets(*presets_);
+    settingsFailure_ = platform_.userDefaults.saveFailure();
+    if (settingsFailure_) {
+      errors_.set(cause, prefix + *settingsFailure_);
+      return false;
+    }
     errors_.clear(cause);
+    errors_.clear(ErrorCause::settings);
     return true;
   } catch (const LocalizedError& error) {
     errors_.set(cause, prefix + error.errorDescription());
     return false;
   }
+}
+
+std::optional<FanPreset> PresetLibrary::follow(const FanPreset& inUse) {
+  std::optional<FanPreset> changed;
+  if (platform_.userDefaults.refresh() && store_.hasStoredList()) {
+    std::vector<FanPreset> presets = store_.loadCustomPresets();
+    const auto listed =
+        std::find_if(presets.begin(), presets.end(), [&](const FanPreset& preset) { return preset.id == inUse.id; });
+    if (listed == presets.end() && inUse.kind == PresetKind::custom) {
+      presets.push_back(inUse);
+    } else if (listed != presets.end() && *listed != inUse) {
+      changed = *listed;
+    }
+    presets_ = std::move(presets);
+  }
+  std::optional<std::string> failure = platform_.userDefaults.saveFailure();
+  if (failure != settingsFailure_) {
+    settingsFailure_ = std::move(failure);
+    if (settingsFailure_) {
+      errors_.set(ErrorCause::settings, *settingsFailure_);
+    } else {
+      errors_.clear(ErrorCause::settings);
+    }
+  }
+  return changed;
 }
 
 void PresetLibrary::exportPresets() {

@@ -184,8 +184,9 @@ std::vector<FanPreset> FanPreset::menuOrder(const std::vector<FanPreset>& custom
 namespace {
 
 std::string customDescription(const FanPreset& preset) {
-  const std::string low = fmt::format("{:.0f}", std::trunc(preset.lowTemperature));
-  const std::string high = fmt::format("{:.0f}", std::trunc(preset.highTemperature));
+  // Adding zero takes the sign of a zero away.
+  const std::string low = fmt::format("{:.0f}", std::trunc(preset.lowTemperature) + 0.0);
+  const std::string high = fmt::format("{:.0f}", std::trunc(preset.highTemperature) + 0.0);
   if (preset.id == FanPreset::batterySaver().id) {
     return fmt::format(
         "Uses each fan's CPU/GPU zone input: minimum RPM through {} °C and full speed at {} °C. This noise-first curve "

@@ -179,7 +179,7 @@ std::vector<FanPreset> readPresets(const Node& node) {
 nlohmann::json parse(std::string_view text) {
   try {
     return parseUntrustedJSON(text);
-  } catch (const JSONTooDeep& error) {
+  } catch (const JSONTooLarge& error) {
     throw PresetCodingError(Case::malformed, error.what());
   } catch (const nlohmann::json::parse_error& error) {
     throw PresetCodingError(Case::malformed, fmt::format("The data is not valid JSON (at byte {}).", error.byte));

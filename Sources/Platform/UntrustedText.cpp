@@ -27,13 +27,40 @@ std::string onOneLine(std::string_view text) {
   return line;
 }
 
-JSONTooDeep::JSONTooDeep()
-    : std::runtime_error(fmt::format("The data is nested more than {} levels deep.", deepestJSON)) {}
+JSONTooLarge::JSONTooLarge(const std::string& what) : std::runtime_error(fmt::format("The data {}.", what)) {}
+
+namespace {
+
+/// Counts brackets and commas outside of strings, so that what is not JSON may be refused for its size, too. The
+/// parser's own callback would know better, but with one it looks at everything that a list holds whenever an element
+/// ends.
+void requireHandy(std::string_view text) {
+  int depth = 0;
+  std::size_t values = 1;
+  bool inString = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char character = text[i];
+    if (character == '"') {
+      inString = !inString;
+    } else if (inString) {
+      i += character == '\\' ? 1 : 0;
+    } else if (character == '[' || character == '{') {
+      if (++depth > deepestJSON) throw JSONTooLarge(fmt::format("is nested more than {} levels deep", deepestJSON));
+      ++values;
+    } else if (character == ',') {
+      ++values;
+    } else if (character == ']' || character == '}') {
+      --depth;
+    }
+    if (values > mostJSONValues) throw JSONTooLarge(fmt::format("holds more than {} values", mostJSONValues));
+  }
+}
+
+}  // namespace
 
 nlohmann::json parseUntrustedJSON(std::string_view text) {
-  return nlohmann::json::parse(text, [](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
-    return depth > deepestJSON ? throw JSONTooDeep() : true;
-  });
+  requireHandy(text);
+  return nlohmann::json::parse(text);
 }
 
 }  // namespace halcyra

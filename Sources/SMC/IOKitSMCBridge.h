@@ -72,8 +72,8 @@ class IOKitSMCBridge : public SMCInterface {
 
   bool isOpen() const { return isOpen_; }
 
-  /// The allowlist on its own, which knows `capability` only for "Ftst"; throws `writeFailed`. That a `disabled` bridge
-  /// writes nothing at all is for its gate.
+  /// The gate and the allowlist on their own; throws `writeFailed`. Nothing passes a `disabled` capability; the others
+  /// differ for "Ftst" only.
   static void validateFanWrite(const std::string& keyName, const SMCValue& value, const SMCKeyInfo& info,
                                SMCWriteCapability capability);
   /// The encoder on its own: the bytes of `value` as the key's type wants them; throws `writeFailed`.

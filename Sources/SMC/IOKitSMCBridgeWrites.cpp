@@ -68,6 +68,9 @@ std::vector<std::uint8_t> encodedUInt32(std::uint32_t value, const SMCKeyInfo& i
 
 void IOKitSMCBridge::validateFanWrite(const std::string& keyName, const SMCValue& value, const SMCKeyInfo& info,
                                       SMCWriteCapability capability) {
+  if (capability == SMCWriteCapability::disabled) {
+    throw capabilityDisabled();
+  }
   if (info.keyName != keyName || (info.dataAttributes & SMCKeyInfo::writableAttribute) == 0) {
     throw SMCError::writeFailed(keyName + " metadata does not grant write access");
   }

@@ -12,7 +12,7 @@ std::string HistoryGraph::label(int index) {
   return fmt::format("Fan {}", index + 1);
 }
 
-HistoryGraphState HistoryGraph::update(const SessionHistory& history, const HistoryChoice& choice) {
+HistoryGraphState HistoryGraph::update(const HistoryData& history, const HistoryChoice& choice) {
   const std::vector<HistorySample>& samples = history.samples;
   if (!growth_.onlyAppended(samples)) {
     zone_.reset();

@@ -40,7 +40,7 @@ class HistoryGraph {
 
   /// "Left", "Right", "Fan 3", …
   static std::string label(int index);
-  HistoryGraphState update(const SessionHistory& history, const HistoryChoice& choice = {});
+  HistoryGraphState update(const HistoryData& history, const HistoryChoice& choice = {});
 
  private:
   HistoryGrowth growth_;

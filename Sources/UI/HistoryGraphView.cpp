@@ -109,7 +109,7 @@ QWidget* HistoryGraphView::makeHeader() {
   return header;
 }
 
-void HistoryGraphView::refresh(const SessionHistory& history) {
+void HistoryGraphView::refresh(const HistoryData& history) {
   HistoryGraphState state = graph_.update(history, selection_->choice());
   controls_->setOptions(state.options);
   chips_->setOverlays(state.overlays);

@@ -21,7 +21,7 @@ class HistoryGraphView : public QFrame {
   explicit HistoryGraphView(std::shared_ptr<HistorySelection> selection, QWidget* parent = nullptr);
 
   /// Costs what has been added since the last call, and a repaint of what is visible.
-  void refresh(const SessionHistory& history);
+  void refresh(const HistoryData& history);
 
  signals:
   /// The selection has changed: the owner refreshes.

@@ -138,10 +138,10 @@ QWidget* ExpandedSensorHistoryView::makeFigures() {
 }
 
 void ExpandedSensorHistoryView::refresh(const ModelView& view, const std::string& selectedSensorID) {
-  refresh(SessionHistory::of(view), selectedSensorID);
+  refresh(HistoryData::of(view), selectedSensorID);
 }
 
-void ExpandedSensorHistoryView::refresh(const SessionHistory& history, const std::string& selectedSensorID) {
+void ExpandedSensorHistoryView::refresh(const HistoryData& history, const std::string& selectedSensorID) {
   ExpandedSensorHistoryState state = history_.update(history, selectedSensorID, selection_->choice());
   if (shown_ == state) return;
   apply(state);

@@ -31,7 +31,7 @@ class ExpandedSensorHistoryView : public QWidget {
 
   /// Shows the model's present history. Touches only what has changed.
   void refresh(const ModelView& view, const std::string& selectedSensorID);
-  void refresh(const SessionHistory& history, const std::string& selectedSensorID);
+  void refresh(const HistoryData& history, const std::string& selectedSensorID);
 
  signals:
   /// The selection has changed: the owner refreshes.

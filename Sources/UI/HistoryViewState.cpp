@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* unknownSelectionName = "Warmest Fan Zone";
 
-std::optional<HistoryPoint> sensorPoint(const SessionHistory& history, const std::vector<float>& series,
+std::optional<HistoryPoint> sensorPoint(const HistoryData& history, const std::vector<float>& series,
                                         std::size_t index) {
   if (index >= series.size() || !std::isfinite(series[index])) return std::nullopt;
   return HistoryPoint{history.samples[index].date, static_cast<double>(series[index])};
@@ -43,7 +43,7 @@ const std::string& nameIn(const std::vector<SensorOption>& options, const std::s
 
 }  // namespace
 
-HistorySeries::PointAt pointsOf(const SessionHistory& history, const std::string& id) {
+HistorySeries::PointAt pointsOf(const HistoryData& history, const std::string& id) {
   const std::vector<HistorySample>& samples = history.samples;
   if (id == ExpandedSensorHistory::fanControlSignalID) {
     return [&samples](std::size_t index) { return HistoryPoint{samples[index].date, samples[index].controlTemp}; };
@@ -64,11 +64,11 @@ HistorySeries::PointAt pointsOf(const SessionHistory& history, const std::string
   return [history, &series = found->second](std::size_t index) { return sensorPoint(history, series, index); };
 }
 
-SessionHistory SessionHistory::of(const ModelView& view) {
+HistoryData HistoryData::of(const ModelView& view) {
   return {*view.history, *view.sensorHistory, *view.sensorReadings, view.fans};
 }
 
-ExpandedSensorHistoryState ExpandedSensorHistory::update(const SessionHistory& history,
+ExpandedSensorHistoryState ExpandedSensorHistory::update(const HistoryData& history,
                                                          const std::string& selectedSensorID,
                                                          const HistoryChoice& choice) {
   const HistorySeries& series = follow(history, selectedSensorID, choice.range);
@@ -92,7 +92,7 @@ ExpandedSensorHistoryState ExpandedSensorHistory::update(const SessionHistory& h
   return state;
 }
 
-const HistorySeries& ExpandedSensorHistory::follow(const SessionHistory& history, const std::string& selectedSensorID,
+const HistorySeries& ExpandedSensorHistory::follow(const HistoryData& history, const std::string& selectedSensorID,
                                                    HistoryRange range) {
   const bool onlyAppended = growth_.onlyAppended(history.samples);
   if (!onlyAppended) {
@@ -114,7 +114,7 @@ const HistorySeries& ExpandedSensorHistory::follow(const SessionHistory& history
                         pointsOf(history, selectedSensorID));
 }
 
-std::vector<HistoryOverlay> HistoryOverlays::update(const SessionHistory& history, const HistoryChoice& choice,
+std::vector<HistoryOverlay> HistoryOverlays::update(const HistoryData& history, const HistoryChoice& choice,
                                                     const std::string& own) {
   if (!growth_.onlyAppended(history.samples)) lines_.clear();
   std::erase_if(lines_, [&](const auto& line) {
@@ -133,7 +133,7 @@ std::vector<HistoryOverlay> HistoryOverlays::update(const SessionHistory& histor
   return overlays;
 }
 
-std::vector<SensorOption> HistoryOverlays::options(const SessionHistory& history) {
+std::vector<SensorOption> HistoryOverlays::options(const HistoryData& history) {
   if (!optionsGrowth_.onlyAppended(history.samples)) {
     samplesSeen_ = 0;
     hasGPUAverage_ = false;
@@ -168,7 +168,7 @@ std::vector<ExpandedSensorHistoryState::FanRow> ExpandedSensorHistory::fanRows(c
 }
 
 ExpandedSensorHistoryState makeExpandedSensorHistoryState(const ModelView& view, const std::string& selectedSensorID) {
-  return ExpandedSensorHistory().update(SessionHistory::of(view), selectedSensorID);
+  return ExpandedSensorHistory().update(HistoryData::of(view), selectedSensorID);
 }
 
 }  // namespace halcyra

@@ -15,13 +15,13 @@
 namespace halcyra {
 
 /// What the charts are drawn from. Refers to values that outlive it.
-struct SessionHistory {
+struct HistoryData {
   const std::vector<HistorySample>& samples;
   const ModelView::SensorHistory& sensorSeries;
   const std::vector<SensorReading>& readings;
   const std::vector<FanInfo>& fans;
 
-  static SessionHistory of(const ModelView& view);
+  static HistoryData of(const ModelView& view);
 };
 
 /// One entry of the picker.
@@ -50,10 +50,9 @@ class HistoryOverlays {
   explicit HistoryOverlays(std::int64_t maximumCount) : maximumCount_(maximumCount) {}
 
   /// Everything that can be shown, aggregates first.
-  std::vector<SensorOption> options(const SessionHistory& history);
+  std::vector<SensorOption> options(const HistoryData& history);
   /// The lines of `choice` without `own`, which the chart shows anyway.
-  std::vector<HistoryOverlay> update(const SessionHistory& history, const HistoryChoice& choice,
-                                     const std::string& own);
+  std::vector<HistoryOverlay> update(const HistoryData& history, const HistoryChoice& choice, const std::string& own);
 
  private:
   std::int64_t maximumCount_;
@@ -66,7 +65,7 @@ class HistoryOverlays {
 
 /// The points of the sensor `id`, which may be an aggregate's identifier: one for every sample that has a value. Refers
 /// to what `history` refers to.
-HistorySeries::PointAt pointsOf(const SessionHistory& history, const std::string& id);
+HistorySeries::PointAt pointsOf(const HistoryData& history, const std::string& id);
 
 /// What the expanded session chart shows.
 struct ExpandedSensorHistoryState {
@@ -111,11 +110,11 @@ class ExpandedSensorHistory {
 
   /// `selectedSensorID` is a pseudo-sensor's identifier or a sensor key. Figures and description are those of the
   /// chosen range.
-  ExpandedSensorHistoryState update(const SessionHistory& history, const std::string& selectedSensorID,
+  ExpandedSensorHistoryState update(const HistoryData& history, const std::string& selectedSensorID,
                                     const HistoryChoice& choice = {});
 
  private:
-  const HistorySeries& follow(const SessionHistory& history, const std::string& selectedSensorID, HistoryRange range);
+  const HistorySeries& follow(const HistoryData& history, const std::string& selectedSensorID, HistoryRange range);
   std::vector<ExpandedSensorHistoryState::FanRow> fanRows(const std::vector<FanInfo>& fans) const;
 
   HistoryGrowth growth_;

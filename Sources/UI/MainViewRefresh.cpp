@@ -49,7 +49,7 @@ void MainView::refresh() {
   gauge_->setSamplingInterval(view.pollingInterval);
   gauge_->setTemperature(view.displayTemperature);
   if (rawThermals_->isChecked()) metrics_->refresh(view);
-  history_->refresh(SessionHistory::of(view));
+  history_->refresh(HistoryData::of(view));
 }
 
 void MainView::refreshNotices(const ModelView& view) {

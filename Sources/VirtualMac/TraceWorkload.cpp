@@ -1,12 +1,8 @@
 #include "VirtualMac/TraceWorkload.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <fstream>
 #include <utility>
-
-#include "fmt/format.h"
 
 #include "VirtualMac/TraceParser.h"
 
@@ -24,28 +20,6 @@ std::unique_ptr<TraceWorkload> TraceWorkload::parse(std::string_view text) {
   auto trace = std::make_unique<TraceWorkload>();
   TraceParser(*trace).parse(text);
   return trace;
-}
-
-std::unique_ptr<TraceWorkload> TraceWorkload::fromFile(const std::string& path) {
-  constexpr std::size_t largest = 64UL << 20;
-  std::ifstream file(path, std::ios::binary);
-  std::string text;
-  std::array<char, 65536> chunk{};
-  while (file && text.size() <= largest) {
-    file.read(chunk.data(), chunk.size());
-    text.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
-  }
-  if (text.size() > largest) {
-    throw WorkloadError(fmt::format("The trace {} is larger than 64 MB", path));
-  }
-  if (!file.eof()) {
-    throw WorkloadError(fmt::format("The trace {} cannot be read", path));
-  }
-  try {
-    return parse(text);
-  } catch (const WorkloadError& error) {
-    throw WorkloadError(fmt::format("The trace {} cannot be used: {}", path, error.what()));
-  }
 }
 
 TraceWorkload::Position TraceWorkload::locate(double time) const {

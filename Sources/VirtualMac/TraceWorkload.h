@@ -30,8 +30,6 @@ class TraceWorkload : public Workload {
  public:
   /// Throws `WorkloadError` naming the line.
   static std::unique_ptr<TraceWorkload> parse(std::string_view text);
-  /// Reads a file, at most 64 MB. Throws `WorkloadError` naming the file.
-  static std::unique_ptr<TraceWorkload> fromFile(const std::string& path);
 
   WorkloadLevels load(double time) override;
   std::optional<double> replayedTemperature(SMCKey key, double time) const override;

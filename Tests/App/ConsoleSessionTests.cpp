@@ -17,7 +17,10 @@ class ConsoleSessionTests : public testing::Test {
     rig->onMain([&](AppModel& model) {
       ConsoleSurroundings surroundings;
       surroundings.approveHelper = [] {};
-      surroundings.output = [this](const std::string& text) { lines.push_back(nlohmann::json::parse(text)); };
+      surroundings.output = [this](const std::string& text) {
+        if (lines.size() >= mostLines) throw FileFailure("The reader is gone.");
+        lines.push_back(nlohmann::json::parse(text));
+      };
       surroundings.complain = [this](const std::string& text) { complaints.push_back(text); };
       surroundings.record = [this](const std::string& text) {
         if (recording.size() > recordingLimit) throw FileFailure("The disk is full.");
@@ -44,9 +47,23 @@ class ConsoleSessionTests : public testing::Test {
   Lines complaints;
   std::string recording;
   std::size_t recordingLimit = 1'000'000;
+  std::size_t mostLines = 1'000'000;
   std::optional<int> status;
   std::optional<AppRig> rig;
 };
+
+TEST_F(ConsoleSessionTests, AnOutputThatNobodyGetsEndsTheSessionAndHandsBack) {
+  ConsoleOptions options;
+  options.preset = FanPreset::fullBlast();
+  mostLines = 4;
+  startConsole(options);
+  h.run(20);
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(complaints, Lines{"The reader is gone."});
+  EXPECT_EQ(lines.back().at("session"), true) << "nothing was driven";
+  EXPECT_EQ(h.helper.openSession(), 0);
+  EXPECT_EQ(h.helper.fans[0].mode, 0);
+}
 
 TEST_F(ConsoleSessionTests, EveryPollIsALineAndARowAndTheEndHandsBack) {
   startConsole(fullBlastFor(21));

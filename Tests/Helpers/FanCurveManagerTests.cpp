@@ -75,4 +75,25 @@ TEST_F(FanCurveManagerTest, SavesValidCustomPresetsOnlyAndAllOrNothing) {
   EXPECT_EQ(defaults_.data("customFanPresets.v1"), "[]") << "the list is replaced, not added to";
 }
 
+TEST_F(FanCurveManagerTest, TwoProcessesLoseNothingOfEachOthers) {
+  FanCurveManager other(defaults_);
+  FanPreset mine = custom("Mine");
+  const FanPreset gone = custom("Gone");
+  manager_.saveCustomPresets({mine, gone});
+  other.loadCustomPresets();
+  FanPreset theirs = custom("Theirs");
+  other.saveCustomPresets({mine, gone, theirs});
+  // Changed here, deleted here, added here: what is not known here stays.
+  mine.hysteresis = 3;
+  const FanPreset more = custom("More");
+  EXPECT_EQ(manager_.saveCustomPresets({mine, more}),
+            (std::vector{catalogue().at(0), catalogue().at(1), mine, theirs, more}));
+  // The other knows no better of what it has not touched.
+  theirs.hysteresis = 4;
+  FanPreset stale = mine;
+  stale.hysteresis = custom("x").hysteresis;
+  EXPECT_EQ(other.saveCustomPresets({stale, gone, theirs}),
+            (std::vector{catalogue().at(0), catalogue().at(1), mine, theirs, more}));
+}
+
 }  // namespace halcyra

@@ -134,6 +134,7 @@ TEST(FanPreset, IsExplainedAtLengthWithItsOwnFigures) {
             "Uses each fan's CPU/GPU zone input: minimum RPM through 90 °C and full speed at"},
            {customConstant(2500), "Holds a constant 2500 RPM, clamped to each fan's hardware limits"},
            {customCurve(39.9), curve + "39 °C, full speed at 80 °C."},
+           {customCurve(-0.4), curve + "0 °C, full speed at 80 °C."},
            {FanPreset::cpuCoreDefault(), curve + "30 °C, full speed at 50 °C — an aggressive cooling curve"}}) {
     EXPECT_TRUE(longDescription(preset).starts_with(beginning)) << longDescription(preset);
   }

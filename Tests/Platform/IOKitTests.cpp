@@ -89,20 +89,6 @@ class IOKitTests : public testing::Test {
   std::size_t outputSize_ = recordSize;
 };
 
-TEST_F(IOKitTests, WithoutADriverThereIsNoService) {
-  LinuxIOKit iokit(path_);
-  EXPECT_EQ(iokit.IOServiceGetMatchingService(kIOMainPortDefault, iokit.IOServiceMatching("AppleSMC")), 0U);
-  writeContent(path_, "no socket");
-  EXPECT_EQ(iokit.IOServiceGetMatchingService(kIOMainPortDefault, iokit.IOServiceMatching("AppleSMC")), 0U);
-  { const Driver driver(path_); }
-  io_connect_t connection = 0;
-  EXPECT_EQ(iokit.IOServiceOpen(1, mach_task_self_, 0, &connection), kIOReturnNoDevice);
-  EXPECT_EQ(iokit.IOServiceOpen(0, mach_task_self_, 0, &connection), kIOReturnBadArgument);
-  EXPECT_EQ(connection, 0U);
-  const Driver driver(path_);
-  EXPECT_EQ(iokit.IOServiceGetMatchingService(kIOMainPortDefault, iokit.IOServiceMatching("Other")), 0U);
-}
-
 TEST_F(IOKitTests, AnswersOfEverySizeAreReportedAsTheyAre) {
   Driver driver(path_);
   LinuxIOKit iokit(path_);
@@ -152,31 +138,6 @@ TEST_F(IOKitTests, ALateAnswerIsNeverTakenForThatOfTheNextCall) {
   send(first, late.data(), late.size(), MSG_NOSIGNAL);
   EXPECT_EQ(call(iokit, connection), kIOReturnTimeout);
   EXPECT_EQ(output_[0], '\0');
-}
-
-TEST_F(IOKitTests, BadArgumentsReachNoDriver) {
-  Driver driver(path_);
-  LinuxIOKit iokit(path_);
-  const io_connect_t connection = open(iokit);
-  const int client = driver.accept();
-  std::array<char, 5000> large{};
-  std::size_t size = recordSize;
-  const auto method = [&](io_connect_t handle, std::uint32_t which, const void* input, std::size_t inputSize,
-                          void* output) {
-    return iokit.IOConnectCallStructMethod(handle, which, input, inputSize, output, &size);
-  };
-  EXPECT_EQ(method(connection + 1, smcSelector, input_.data(), recordSize, output_.data()), kIOReturnNotOpen);
-  EXPECT_EQ(method(connection, 3, input_.data(), recordSize, output_.data()), kIOReturnBadArgument);
-  EXPECT_EQ(method(connection, smcSelector, nullptr, recordSize, output_.data()), kIOReturnBadArgument);
-  EXPECT_EQ(method(connection, smcSelector, input_.data(), 0, output_.data()), kIOReturnBadArgument);
-  EXPECT_EQ(method(connection, smcSelector, large.data(), large.size(), output_.data()), kIOReturnBadArgument);
-  EXPECT_EQ(method(connection, smcSelector, input_.data(), recordSize, nullptr), kIOReturnBadArgument);
-  char byte = 0;
-  EXPECT_EQ(recv(client, &byte, 1, MSG_DONTWAIT), -1);
-  EXPECT_EQ(iokit.IOServiceClose(connection), kIOReturnSuccess);
-  EXPECT_EQ(recv(client, &byte, 1, 0), 0) << "closing did not end the connection";
-  EXPECT_EQ(iokit.IOServiceClose(connection), kIOReturnNotOpen);
-  EXPECT_EQ(call(iokit, connection), kIOReturnNotOpen);
 }
 
 }  // namespace

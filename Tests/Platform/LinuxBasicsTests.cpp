@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -14,6 +17,7 @@
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxSystemInformation.h"
 #include "Platform/Linux/LogSinks.h"
+#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/Linux/RuntimeLayout.h"
 #include "Platform/Linux/UnixSocket.h"
 #include "Platform/PlatformTestSupport.h"
@@ -32,31 +36,7 @@ TEST(RuntimeLayoutTests, ASimulatedMachineIsInItsFolderAndThePathHasToHoldSocket
   EXPECT_NO_THROW(RuntimeLayout::inFolder("/" + std::string(93, 'x')));
   EXPECT_THROW(RuntimeLayout::inFolder("/" + std::string(94, 'x')), RuntimeLayoutError);
   EXPECT_THROW(RuntimeLayout::inFolder("/tmp/line\nbreak"), RuntimeLayoutError);
-}
-
-TEST(LinuxFilesTests, WritingReplacesAsOneStepAndReadingFailsWithTheReason) {
-  const TemporaryFolder folder;
-  LinuxFiles files;
-  const auto path = (folder / "presets.json").string();
-  files.writeAtomically(path, "one");
-  chmod(path.c_str(), 0600);
-  files.writeAtomically(path, std::string("t\0wo", 4));
-  EXPECT_EQ(files.read(path), std::string("t\0wo", 4));
-  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
-  EXPECT_EQ(namesIn(folder.path()), std::vector<std::string>{"presets.json"});
-  const auto failure = [](const std::function<void()>& work) {
-    try {
-      work();
-    } catch (const FileError& error) {
-      return std::string(error.what());
-    }
-    return std::string();
-  };
-  EXPECT_EQ(failure([&] { files.read((folder / "none").string()); }),
-            "The file “" + (folder / "none").string() + "” couldn’t be opened: No such file or directory.");
-  EXPECT_NE(failure([&] { files.writeAtomically(folder.path().string(), "x"); }), "");
-  EXPECT_NE(failure([&] { files.writeAtomically((folder / "no/such/folder").string(), "x"); }), "");
-  EXPECT_EQ(namesIn(folder.path()), std::vector<std::string>{"presets.json"}) << "a failed write left something";
+  EXPECT_THROW(RuntimeLayout::inFolder(""), RuntimeLayoutError) << "the current folder is nobody's machine";
 }
 
 TEST(SystemInformationTests, ProcessesAndTheModel) {
@@ -67,6 +47,10 @@ TEST(SystemInformationTests, ProcessesAndTheModel) {
   EXPECT_EQ(std::count(processes.begin(), processes.end(), getpid()), 1);
   EXPECT_EQ(system.processPath(getpid()), std::filesystem::read_symlink("/proc/self/exe").string());
   EXPECT_FALSE(system.processPath(-1));
+  const auto own = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+  EXPECT_TRUE(LinuxSystemInformation(folder / "hw.model", own).processPath(getpid()));
+  EXPECT_FALSE(LinuxSystemInformation(folder / "hw.model", folder.path()).processPath(getpid()))
+      << "a simulated machine looked at a neighbour";
   // Of another user's process only what it calls itself.
   const pid_t stranger = fork();
   if (stranger == 0) {
@@ -92,6 +76,57 @@ TEST(LogSinkTests, ALineIsOneLine) {
   sink.write({"s", "c", LogLevel::info, "dropped"});
   sink.write({"s", "c", LogLevel::standard, "kept"});
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice [c] kept\n");
+}
+
+/// The two ends of something that a process may have as its standard error.
+std::pair<int, int> ends(const std::string& kind) {
+  std::array<int, 2> both{};
+  if (kind == "terminal") {
+    both[0] = posix_openpt(O_RDWR | O_NOCTTY);
+    EXPECT_EQ(grantpt(both[0]), 0);
+    EXPECT_EQ(unlockpt(both[0]), 0);
+    both[1] = open(ptsname(both[0]), O_RDWR | O_NOCTTY);
+  } else {
+    EXPECT_EQ(kind == "pipe" ? pipe(both.data()) : socketpair(AF_UNIX, SOCK_STREAM, 0, both.data()), 0);
+  }
+  return {both[0], both[1]};
+}
+
+std::string takeAll(int readEnd) {
+  fcntl(readEnd, F_SETFL, O_NONBLOCK);
+  std::string text;
+  std::array<char, 4096> buffer{};
+  for (ssize_t count = 0; (count = read(readEnd, buffer.data(), buffer.size())) > 0;) {
+    text.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  return text;
+}
+
+TEST(PromptOutputTests, WhatHasNoRoomIsDroppedCountedAndSaidLater) {
+  std::signal(SIGPIPE, SIG_IGN);
+  for (const char* kind : {"pipe", "socket", "terminal"}) {
+    SCOPED_TRACE(kind);
+    const auto [readEnd, writeEnd] = ends(kind);
+    PromptOutput output(writeEnd, true);
+    // Lines of 100 bytes until one waits in vain; then one more.
+    const std::string line = std::string(99, 'x') + '\n';
+    for (int lines = 0; output.write(line) == PromptOutput::Result::written; ++lines) ASSERT_LT(lines, 1'000'000);
+    EXPECT_EQ(output.write(line), PromptOutput::Result::dropped);
+    EXPECT_EQ(fcntl(writeEnd, F_GETFL) & O_NONBLOCK, 0) << "a flag that others share was changed";
+    EXPECT_GT(takeAll(readEnd).size(), 3000U);
+    EXPECT_EQ(output.write("after\n"), PromptOutput::Result::written);
+    const std::string rest = takeAll(readEnd);
+    EXPECT_NE(rest.find("2 messages could not be written"), std::string::npos) << rest;
+    EXPECT_NE(rest.find("after"), std::string::npos) << rest;
+    close(readEnd);
+    EXPECT_EQ(output.write(line), PromptOutput::Result::failed);
+    close(writeEnd);
+  }
+  const int full = open("/dev/full", O_WRONLY);
+  PromptOutput output(full, true);
+  EXPECT_EQ(output.write("x\n"), PromptOutput::Result::failed);
+  EXPECT_EQ(output.error(), ENOSPC);
+  close(full);
 }
 
 TEST(LogSinkTests, TheJournalGetsFieldsAndALostJournalLosesNothing) {
@@ -127,28 +162,6 @@ class LinuxPlatformTests : public testing::Test {
   LinuxPlatformOptions options_;
 };
 
-TEST_F(LinuxPlatformTests, IsBuiltFromALayoutAndEndsWithoutAnyServiceAround) {
-  LinuxPlatform linux(options_);
-  Platform& platform = linux.platform();
-  platform.userDefaults.setInteger("a", 1);
-  EXPECT_EQ(contentOf(folder_ / "defaults.json"), "{\n  \"a\": 1\n}\n");
-  EXPECT_EQ(platform.iokit.IOServiceGetMatchingService(0, platform.iokit.IOServiceMatching("AppleSMC")), 0U);
-  platform.power.observe([](const std::function<void()>&) {}, [] {});
-  auto activity = platform.activities.beginActivity(ActivityOptions::userInitiatedAllowingIdleSystemSleep, "x");
-  std::optional<Error> failure;
-  const auto connection = platform.helper.connect();
-  connection->resume();
-  connection->status([&](const PropertyList&, std::optional<Error> error) {
-    platform.dispatch.mainQueue().async([&, error] {
-      failure = error;
-      linux.mainQueue().stop();
-    });
-  });
-  linux.mainQueue().run();
-  ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->code, connectionInvalidCode);
-}
-
 /// Uses the platform to its last moment, as an application does that a reply keeps alive.
 struct LastUser {
   Platform& platform;
@@ -183,10 +196,12 @@ TEST_F(LinuxPlatformTests, SettingsLiveInTheConfigurationFolderOfTheEnvironment)
   const char* const earlier = getenv("XDG_CONFIG_HOME");
   const std::optional<std::string> kept = earlier == nullptr ? std::nullopt : std::optional<std::string>(earlier);
   setenv("XDG_CONFIG_HOME", "/x/config", 1);
-  EXPECT_EQ(defaultsFilePath(), "/x/config/aerovane/defaults.json");
+  const RuntimeLayout real = RuntimeLayout::system();
+  EXPECT_EQ(defaultsFilePath(real), "/x/config/aerovane/defaults.json");
+  EXPECT_EQ(defaultsFilePath(options_.layout), "/x/config/aerovane/simulated-defaults.json");
   setenv("XDG_CONFIG_HOME", "relative", 1);
-  EXPECT_TRUE(defaultsFilePath().is_absolute());
-  EXPECT_EQ(defaultsFilePath().parent_path().parent_path().filename(), ".config");
+  EXPECT_TRUE(defaultsFilePath(real).is_absolute());
+  EXPECT_EQ(defaultsFilePath(real).parent_path().parent_path().filename(), ".config");
   kept ? setenv("XDG_CONFIG_HOME", kept->c_str(), 1) : unsetenv("XDG_CONFIG_HOME");
 }
 

@@ -78,23 +78,5 @@ TEST_F(ServiceSupervisorTests, PingsStopWhileTheQueueHangs) {
   EXPECT_GE(manager.pings(), ServiceSupervisor::pingsPerLimit) << "handing back takes time, and is watched as well";
 }
 
-TEST_F(ServiceSupervisorTests, NobodyIsPingedWhoDoesNotWatchThisProcess) {
-  struct Case {
-    const char* what;
-    const char* limit;
-    const char* process;
-  };
-  for (const Case& one : {Case{"no watchdog", nullptr, nullptr}, Case{"another process's watchdog", "10000000", "1"}}) {
-    SCOPED_TRACE(one.what);
-    if (one.limit != nullptr) ::setenv("WATCHDOG_USEC", one.limit, 1);
-    if (one.process != nullptr) ::setenv("WATCHDOG_PID", one.process, 1);
-    ServiceSupervisor supervisor(process->mainQueue());
-    supervisor.ready("up");
-    EXPECT_EQ(manager.next(), "READY=1\nSTATUS=up");
-    scheduler.runFor(Seconds{60});
-    EXPECT_EQ(manager.pings(), 0);
-  }
-}
-
 }  // namespace
 }  // namespace halcyra::test

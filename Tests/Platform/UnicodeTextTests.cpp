@@ -20,12 +20,6 @@ TEST(UnicodeText, TellsWellFormedUTF8) {
   }
 }
 
-TEST(UnicodeText, NULIsACharacterThatIsNotPortable) {
-  constexpr std::string_view text("a\0b", 3);
-  EXPECT_TRUE(isValidUTF8(text));
-  EXPECT_FALSE(isPortableText(text));
-}
-
 TEST(UnicodeText, TrimsWhiteSpaceOfEveryKindAtBothEnds) {
   const std::pair<std::string_view, std::string_view> cases[] = {
       {"", ""},

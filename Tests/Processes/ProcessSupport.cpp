@@ -1,9 +1,7 @@
 #include "Processes/ProcessSupport.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
@@ -14,6 +12,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace halcyra::test {
 
@@ -21,12 +20,15 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-/// Empty when the file cannot be read: a process may end while it is looked at.
-std::string contents(const std::filesystem::path& path) try {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-} catch (const std::ios_base::failure&) {
-  return {};
+void fill(int writeEnd) {
+  const int flags = fcntl(writeEnd, F_GETFL);
+  fcntl(writeEnd, F_SETFL, flags | O_NONBLOCK);
+  const std::string text(65536, 'x');
+  for (std::size_t size = text.size(); size > 0; size /= 2) {
+    while (write(writeEnd, text.data(), size) > 0) {
+    }
+  }
+  fcntl(writeEnd, F_SETFL, flags);
 }
 
 }  // namespace
@@ -47,25 +49,16 @@ Json steadyPreset(const std::string& name) {
           {"linkedFans", true}};
 }
 
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "aerovane-test-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = pattern;
-  // Other users take part in some tests.
-  std::filesystem::permissions(path_, std::filesystem::perms(0755));
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 ChildProcess::ChildProcess(const std::string& path, std::vector<std::string> arguments, const Environment& environment,
-                           std::optional<uid_t> userID) {
+                           std::optional<uid_t> userID, Reader reader)
+    : reader_(reader) {
   std::array<int, 2> output{};
   std::array<int, 2> error{};
   if (pipe2(output.data(), O_CLOEXEC) != 0 || pipe2(error.data(), O_CLOEXEC) != 0) {
     throw std::runtime_error("no pipe");
+  }
+  if (reader == Reader::stalled) {
+    for (const int end : {output[1], error[1]}) fill(end);
   }
   arguments.insert(arguments.begin(), path);
   std::vector<char*> argv;
@@ -92,8 +85,12 @@ ChildProcess::~ChildProcess() {
     ::kill(pid_, SIGKILL);
     waitpid(pid_, nullptr, 0);
   }
-  close(output_);
+  closeOutput();
   close(error_);
+}
+
+void ChildProcess::closeOutput() {
+  if (output_ >= 0) close(std::exchange(output_, -1));
 }
 
 void ChildProcess::signal(int number) const {
@@ -101,6 +98,10 @@ void ChildProcess::signal(int number) const {
 }
 
 bool ChildProcess::pump(RealSeconds limit) {
+  if (reader_ == Reader::stalled) {
+    std::this_thread::sleep_for(limit);
+    return false;
+  }
   std::array<pollfd, 2> waiting{{{output_, POLLIN, 0}, {error_, POLLIN, 0}}};
   const auto milliseconds = std::max<long>(0, std::chrono::ceil<std::chrono::milliseconds>(limit).count());
   if (poll(waiting.data(), waiting.size(), static_cast<int>(milliseconds)) <= 0) return false;
@@ -151,7 +152,10 @@ std::string ChildProcess::errors() {
   return errorText_;
 }
 
-MachineProcess::MachineProcess(const std::string& workload) : workload_(workload) {
+MachineProcess::MachineProcess(const std::string& workload, ChildProcess::Reader reader)
+    : workload_(workload), reader_(reader) {
+  // Other users take part in some tests.
+  std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
   std::filesystem::create_directories(configuration());
   restart();
 }
@@ -159,9 +163,12 @@ MachineProcess::MachineProcess(const std::string& workload) : workload_(workload
 void MachineProcess::restart() {
   process_ = std::make_unique<ChildProcess>(
       program("virtual-mac"),
-      std::vector<std::string>{"--runtime-dir", folder().string(), "--workload", workload_, "--seed", "7"});
-  const auto line = process_->readLine();
-  if (!line || line->find("ready") == std::string::npos) {
+      std::vector<std::string>{"--runtime-dir", folder().string(), "--workload", workload_, "--seed", "7"},
+      ChildProcess::Environment{}, std::nullopt, reader_);
+  const bool isReady = reader_ == ChildProcess::Reader::stalled
+                           ? waitUntil([&] { return control({"show"}) == 0; }).has_value()
+                           : process_->readLine().value_or("").find("ready") != std::string::npos;
+  if (!isReady) {
     throw std::runtime_error("virtual-mac did not start: " + process_->errors());
   }
 }
@@ -197,7 +204,7 @@ std::vector<pid_t> MachineProcess::processesOf(const std::string& name) const {
   for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
     const std::string id = entry.path().filename().string();
     if (id.find_first_not_of("0123456789") != std::string::npos) continue;
-    const std::string commandLine = contents(entry.path() / "cmdline");
+    const std::string commandLine = readFile(entry.path() / "cmdline");
     const std::string first = commandLine.substr(0, commandLine.find('\0'));
     if (std::filesystem::path(first).filename() == name && commandLine.find(folder().string()) != std::string::npos) {
       result.push_back(static_cast<pid_t>(std::stol(id)));
@@ -207,13 +214,14 @@ std::vector<pid_t> MachineProcess::processesOf(const std::string& name) const {
 }
 
 std::unique_ptr<ChildProcess> startApplication(const MachineProcess& machine, std::vector<std::string> arguments,
-                                               std::optional<uid_t> userID, const std::string& configuration) {
+                                               ChildProcess::Reader reader) {
   std::vector<std::string> all = {"--console",        "--json",           "--runtime-dir",    machine.folder().string(),
                                   "--install-helper", "--approve-helper", "--supervised-test"};
   all.insert(all.end(), arguments.begin(), arguments.end());
-  const std::string home = configuration.empty() ? machine.configuration().string() : configuration;
+  const std::string home = machine.configuration().string();
   return std::make_unique<ChildProcess>(program("aerovane"), all,
-                                        ChildProcess::Environment{{"XDG_CONFIG_HOME", home}, {"HOME", home}}, userID);
+                                        ChildProcess::Environment{{"XDG_CONFIG_HOME", home}, {"HOME", home}},
+                                        std::nullopt, reader);
 }
 
 Json readUntil(ChildProcess& application, const std::function<bool(const Json&)>& accept, RealSeconds limit) {
@@ -245,9 +253,12 @@ void writeFile(const std::filesystem::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-std::string readFile(const std::filesystem::path& path) {
+// A process may end while it is looked at.
+std::string readFile(const std::filesystem::path& path) try {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+} catch (const std::ios_base::failure&) {
+  return {};
 }
 
 }  // namespace halcyra::test

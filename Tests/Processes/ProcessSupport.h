@@ -11,6 +11,8 @@
 
 #include "nlohmann/json.hpp"
 
+#include "Support/TemporaryFolder.h"
+
 namespace halcyra::test {
 
 using Json = nlohmann::json;
@@ -21,19 +23,6 @@ inline constexpr RealSeconds patience{60};
 
 /// The ordinary user of the tests that change users.
 inline constexpr uid_t nobody = 65534;
-
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// The path of a program of the build.
 std::string program(const std::string& name);
@@ -51,10 +40,12 @@ std::string readFile(const std::filesystem::path& path);
 class ChildProcess {
  public:
   using Environment = std::vector<std::pair<std::string, std::string>>;
+  /// Of both outputs. `stalled`: full from the start, and nobody ever reads.
+  enum class Reader { reading, stalled };
 
   /// `userID`: run as this user.
   ChildProcess(const std::string& program, std::vector<std::string> arguments, const Environment& environment = {},
-               std::optional<uid_t> userID = std::nullopt);
+               std::optional<uid_t> userID = std::nullopt, Reader reader = Reader::reading);
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -63,6 +54,8 @@ class ChildProcess {
   void signal(int number) const;
   /// The next line of standard output, or nothing when there is none within `limit` or the output has ended.
   std::optional<std::string> readLine(RealSeconds limit = patience);
+  /// Goes away as a reader of standard output.
+  void closeOutput();
   /// Waits for the end: the exit status, or minus the number of the signal that ended it. Reads all output.
   int wait(RealSeconds limit = patience);
   /// What came on standard error so far.
@@ -75,6 +68,7 @@ class ChildProcess {
   pid_t pid_ = -1;
   int output_ = -1;
   int error_ = -1;
+  Reader reader_ = Reader::reading;
   std::string outputText_;
   std::string errorText_;
   std::optional<int> status_;
@@ -83,7 +77,8 @@ class ChildProcess {
 /// A simulated Mac in a folder of its own.
 class MachineProcess {
  public:
-  explicit MachineProcess(const std::string& workload = "bursts");
+  explicit MachineProcess(const std::string& workload = "bursts",
+                          ChildProcess::Reader reader = ChildProcess::Reader::reading);
 
   /// The firmware's own truth.
   Json show();
@@ -96,19 +91,21 @@ class MachineProcess {
   ChildProcess& process() { return *process_; }
   std::filesystem::path folder() const { return folder_.path() / "machine"; }
   std::filesystem::path configuration() const { return folder_.path() / "configuration"; }
+  /// The settings of simulated machines there.
+  std::filesystem::path settings() const { return configuration() / "aerovane/simulated-defaults.json"; }
   /// The ids of the processes that run this program for this machine.
   std::vector<pid_t> processesOf(const std::string& program) const;
 
  private:
   TemporaryFolder folder_;
   std::string workload_;
+  ChildProcess::Reader reader_;
   std::unique_ptr<ChildProcess> process_;
 };
 
 /// The console application on a machine, with a set-up helper and a configuration folder of its own.
 std::unique_ptr<ChildProcess> startApplication(const MachineProcess& machine, std::vector<std::string> arguments,
-                                               std::optional<uid_t> userID = std::nullopt,
-                                               const std::string& configuration = "");
+                                               ChildProcess::Reader reader = ChildProcess::Reader::reading);
 
 /// Reads JSON lines until one satisfies `accept`, and returns it; null when none did in time.
 Json readUntil(ChildProcess& application, const std::function<bool(const Json&)>& accept, RealSeconds limit = patience);

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 
 #include "Platform/UserDefaults.h"
@@ -27,6 +28,13 @@ class MemoryUserDefaults : public UserDefaults {
   void setData(std::string_view key, std::string_view value) override;
 
   void remove(std::string_view key);
+
+  bool refresh() override { return std::exchange(isChanged, false); }
+  std::optional<std::string> saveFailure() const override { return failure; }
+
+  /// Another process has stored something.
+  bool isChanged = false;
+  std::optional<std::string> failure;
 
  private:
   struct Data {

@@ -32,7 +32,7 @@ struct Session {
   std::vector<SensorReading> readings;
   std::vector<FanInfo> fans{{1, 1980, 1350, 6200}, {0, 2040, 1350, 5950}};
 
-  SessionHistory history() const { return {samples, sensors, readings, fans}; }
+  HistoryData history() const { return {samples, sensors, readings, fans}; }
   ExpandedSensorHistoryState state(const std::string& id, const HistoryChoice& choice = {}) const {
     return ExpandedSensorHistory().update(history(), id, choice);
   }

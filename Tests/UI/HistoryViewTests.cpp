@@ -54,7 +54,7 @@ struct ChartSession {
     sensors["TCMz"].push_back(static_cast<float>(control + 10));
     sensors["Te05"].push_back(static_cast<float>(control - 10));
   }
-  SessionHistory history() const { return {samples, sensors, readings, fans}; }
+  HistoryData history() const { return {samples, sensors, readings, fans}; }
 };
 
 }  // namespace

@@ -65,18 +65,6 @@ TEST(Fan, TargetInManualModeLatchesWithinTheLimitsAndIsFollowedWithInertia) {
   EXPECT_EQ(bench.readFloat("F0Tg"), bench.readFloat("F0Mn"));
 }
 
-TEST(Fan, TargetInAutomaticModeHasNoEffect) {
-  MachineBench bench;
-  ASSERT_EQ(bench.writeTarget(0, 5000).output.result, 0);
-  for (double time = 0.013; time < 10; time += 0.013) {
-    bench.runTo(time);
-    ASSERT_LT(bench.readFloat("F0Tg"), 1500) << "at " << time;
-  }
-  EXPECT_LT(bench.machine.state().fans[0].actual, 1500);
-  takeFan(bench, 0, 10);
-  EXPECT_LT(bench.readFloat("F0Tg"), 1500) << "a target written before the fan was taken must not come to life";
-}
-
 TEST(Fan, HandedBackFansFollowTheFirmwareAgain) {
   MachineBench bench;
   double time = takeFan(bench, 0, 1);

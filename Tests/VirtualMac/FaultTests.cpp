@@ -4,7 +4,6 @@
 #include "gtest/gtest.h"
 #include "nlohmann/json.hpp"
 
-#include "Platform/IOKit.h"
 #include "VirtualMac/MachineBench.h"
 
 namespace halcyra::test {
@@ -23,24 +22,16 @@ TEST(Faults, WrongCommandsSayWhyAndChangeNothing) {
       {"", "A fault command is missing"},
       {"explode Tf04", "There is no fault command \"explode\""},
       {"vanish", "vanish: something is missing; usage: vanish KEY"},
-      {"vanish Tf04 Tf09", "vanish: there is too much; usage: vanish KEY"},
       {"vanish XXXX", "vanish: the machine has no key \"XXXX\"; usage: vanish KEY"},
       {"vanish \x1B[2J", "the machine has no key \"?[2J\""},
       {"value Tf04 000000000000000000000000000000050", "value: \"000000000000000000000000...\" is too long"},
       {"value Tf04 hot", "\"hot\" is no number"},
-      {"value Tf04 nan", "\"nan\" is no number"},
-      {"value TB0T 200", "the value 200 is outside -128...127.99609375"},
       {"value RPlt 1", "RPlt is of type \"ch8*\", which is no number"},
       {"nan F0Md", "F0Md is of type \"ui8 \", which has no such value"},
-      {"never-latch Tf04", "Tf04 is neither a fan's mode nor its target"},
       {"result F0Md 0", "the result 0 is outside 1...255"},
-      {"result F0Md 99999999999", "the result 99999999999 is outside 1...255"},
       {"spike 110 0", "the duration 0 is outside 0.1...3600"},
-      {"set-mode 2 1", "the fan 2 is outside 0...1"},
       {"set-mode 0 2", "the firmware has no mode 2"},
       {"clear nothing", "clear: \"nothing\" is neither a fault nor a key; usage: clear [FAULT] [KEY]"},
-      {"clear Tf04 vanish", "clear: \"vanish\" is too much"},
-      {"clear set-mode", "clear: a mode that was set stays set"},
   };
   MachineBench bench;
   bench.machine.faults().apply("jump Tf04 3");
@@ -95,67 +86,6 @@ TEST(Faults, ReadingsOfAKey) {
   EXPECT_NEAR(bench.readFloat("Tf04"), bench.truth("Tf04"), 1e-3);
 }
 
-TEST(Faults, WritesThatDoNotLatch) {
-  MachineBench bench;
-  auto& faults = bench.machine.faults();
-  faults.apply("never-latch F0Md");
-  bench.insistOnMode(0, 1);
-  bench.insistOnMode(1, 1);
-  bench.runTo(30);
-  EXPECT_EQ(bench.readByte("F0Md"), 0);
-  EXPECT_EQ(bench.readByte("F1Md"), 1);
-  faults.apply("clear never-latch");
-  bench.runTo(45);
-  EXPECT_EQ(bench.readByte("F0Md"), 0) << "what had no effect has none afterwards";
-
-  faults.apply("latch-delay 3.0");
-  ASSERT_EQ(bench.writeTarget(1, 4000).output.result, 0);
-  bench.runTo(47.9);
-  EXPECT_NE(bench.readFloat("F1Tg"), 4000.0F);
-  bench.runTo(48.0);
-  EXPECT_EQ(bench.readFloat("F1Tg"), 4000.0F);
-}
-
-TEST(Faults, FirmwareResults) {
-  MachineBench bench;
-  auto& faults = bench.machine.faults();
-  faults.apply("result F0Md 0x82 2");
-  EXPECT_EQ(bench.writeMode(0, 0).output.result, 0x82);
-  EXPECT_EQ(bench.readByte("F0Md"), 0);
-  EXPECT_EQ(bench.writeMode(0, 0).output.result, 0x82);
-  EXPECT_EQ(bench.writeMode(0, 0).output.result, 0);
-  EXPECT_THAT(faults.active(), IsEmpty());
-
-  std::vector<std::pair<std::string, double>> heard;
-  bench.machine.setWriteObserver([&](const std::string& key, double value) { heard.emplace_back(key, value); });
-  faults.apply("result F0Tg 133");
-  for (int round = 0; round < 3; ++round) EXPECT_EQ(bench.writeTarget(0, 3000).output.result, 133);
-  faults.apply("clear F0Tg");
-  EXPECT_EQ(bench.writeTarget(0, 3100).output.result, 0);
-  EXPECT_THAT(heard, ElementsAre(std::pair("F0Tg", 3100.0))) << "the observer hears of accepted writes only";
-  faults.apply("result-read Tf04 0x85 1");
-  EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "Tf04", 4).output.result, 0x85);
-  EXPECT_EQ(bench.call(SMCParamStruct::readBytes, "Tf04", 4).output.result, 0);
-}
-
-TEST(Faults, TheDriver) {
-  MachineBench bench;
-  auto& faults = bench.machine.faults();
-  EXPECT_EQ(bench.read("Tf04").delay, Seconds{0});
-  faults.apply("slow 250");
-  EXPECT_EQ(bench.read("Tf04").delay, Seconds{0.25});
-  faults.apply("refuse-writes");
-  EXPECT_EQ(bench.writeMode(0, 0).status, kIOReturnNotPermitted);
-  EXPECT_EQ(bench.read("Tf04").status, kIOReturnSuccess);
-  EXPECT_FALSE(faults.driverGone());
-  faults.apply("driver-gone");
-  EXPECT_TRUE(faults.driverGone());
-  EXPECT_EQ(bench.read("Tf04").status, kIOReturnNoDevice);
-  faults.apply("clear driver-gone");
-  EXPECT_EQ(bench.read("Tf04").status, kIOReturnSuccess);
-  EXPECT_EQ(bench.machine.state().writes, 0U);
-}
-
 TEST(Faults, ASpikeIsOverAfterItsTime) {
   MachineBench bench;
   bench.runTo(10.01);
@@ -171,21 +101,6 @@ TEST(Faults, ASpikeIsOverAfterItsTime) {
   bench.machine.faults().apply("spike 110 600");
   bench.machine.faults().apply("clear spike");
   EXPECT_LT(bench.truth("Tf44"), 60.0);
-}
-
-TEST(Faults, AnotherPartySetsTheMode) {
-  MachineBench bench;
-  bench.machine.faults().apply("set-mode 1 1 4000");
-  EXPECT_EQ(bench.readByte("F1Md"), 1);
-  EXPECT_EQ(bench.readFloat("F1Tg"), 4000.0F);
-  EXPECT_EQ(bench.readByte("F0Md"), 0);
-  EXPECT_EQ(bench.machine.state().writes, 0U) << "it is not this machine's callers who did it";
-  bench.machine.faults().apply("mode F1 3");
-  EXPECT_EQ(bench.readByte("F1Md"), 3);
-  bench.runTo(60);
-  EXPECT_LT(bench.machine.state().fans[1].actual, 1500);
-  bench.machine.faults().apply("mode F0 manual");
-  EXPECT_EQ(bench.readByte("F0Md"), 1);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include "gtest/gtest.h"
 
 #include "VirtualMac/MachineBench.h"
-#include "VirtualMac/TraceWorkload.h"
 
 namespace halcyra::test {
 namespace {
@@ -40,11 +39,6 @@ Span watch(MachineBench& bench, double from) {
   return span;
 }
 
-void fullFans(MachineBench& bench) {
-  bench.machine.faults().apply("set-mode 0 manual 5700");
-  bench.machine.faults().apply("set-mode 1 manual 6200");
-}
-
 TEST(Thermals, IdleSettlesNear45) {
   for (const std::uint64_t seed : {1U, 2U, 99U}) {
     MachineBench bench("idle", seed);
@@ -68,51 +62,6 @@ TEST(Thermals, FullLoadUnderTheFirmwaresCurveNears100) {
   const auto fan = bench.machine.state().fans[0];
   EXPECT_GT(fan.actual, fan.minimum + 1000);
   EXPECT_LT(fan.actual, fan.maximum - 1000) << "quiet before cool";
-}
-
-TEST(Thermals, FullFansCoolFullLoadBelow85AndCriticalLoadBelow98) {
-  MachineBench sustained("sustained");
-  fullFans(sustained);
-  sustained.runTo(1800);
-  EXPECT_LT(sustained.truth("Tf04"), 85);
-  EXPECT_GT(sustained.truth("Tf04"), 72);
-  MachineBench critical("critical");
-  critical.runTo(900);
-  EXPECT_GE(critical.truth("Tf04"), 105) << "under the firmware's curve";
-  EXPECT_LE(critical.truth("TCMz"), 115) << "beyond that sensors would count as broken";
-  fullFans(critical);
-  critical.runTo(1500);
-  EXPECT_LT(critical.truth("Tf04"), 98);
-}
-
-TEST(Thermals, LoadOnOneSideWarmsThatSide) {
-  MachineBench bench;
-  bench.machine.setWorkload(TraceWorkload::parse("time,cpuA,gpuA\n0,1,1\n"));
-  bench.runTo(300);
-  EXPECT_GT(bench.truth("Tf04"), bench.truth("Tf44") + 15);
-  EXPECT_GT(bench.truth("Tf14"), bench.truth("Tf24") + 10);
-  EXPECT_GT(bench.truth("TaLP"), bench.truth("TaRF") + 3);
-}
-
-TEST(Thermals, StraySamplesAreRareAndLastOneSample) {
-  MachineBench bench;
-  int strays = 0;
-  int samples = 0;
-  double before = 0;
-  double last = 0;
-  for (double time = 0; time < 3600; time += 0.25) {
-    bench.runTo(time);
-    const double now = bench.truth("Tf04");
-    if (samples >= 2 && last - before > 2.6) {
-      ++strays;
-      EXPECT_LT(now, last - 2) << "at " << time;
-    }
-    before = last;
-    last = now;
-    ++samples;
-  }
-  EXPECT_GT(strays, 0);
-  EXPECT_LT(strays, 25);
 }
 
 }  // namespace

@@ -88,8 +88,4 @@ void ApplePlatform::openApprovalSettings() {
   parts_->serviceManagement.openSystemSettingsLoginItems();
 }
 
-bool ApplePlatform::areSettingsStored() const {
-  return parts_->userDefaults.isStored();
-}
-
 }  // namespace halcyra

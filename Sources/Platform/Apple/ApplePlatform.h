@@ -41,9 +41,6 @@ class ApplePlatform {
   /// Shows the user where an administrator approves the helper: on a Mac no program can do it.
   void openApprovalSettings();
 
-  /// Whether the settings that were set last could be stored.
-  bool areSettingsStored() const;
-
  private:
   struct Parts;
   std::unique_ptr<Parts> parts_;

@@ -25,8 +25,9 @@ class PreferencesUserDefaults : public UserDefaults {
   void setString(std::string_view key, std::string_view value) override;
   void setData(std::string_view key, std::string_view value) override;
 
-  /// Whether what was set last could be stored.
-  bool isStored() const { return isStored_; }
+  std::optional<std::string> saveFailure() const override {
+    return isStored_ ? std::nullopt : std::optional<std::string>("The settings couldn’t be stored in the preferences.");
+  }
 
  private:
   /// `value`: a property list object, which stays the caller's.

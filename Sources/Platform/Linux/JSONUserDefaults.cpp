@@ -1,8 +1,15 @@
 #include "Platform/Linux/JSONUserDefaults.h"
 
+#include <cerrno>
+#include <chrono>
 #include <cmath>
+#include <fcntl.h>
 #include <limits>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <system_error>
+#include <thread>
+#include <unistd.h>
 #include <utility>
 
 #include "fmt/format.h"
@@ -52,6 +59,39 @@ nlohmann::json encodeData(std::string_view value) {
   return {{bytesKey, std::move(bytes)}};
 }
 
+/// Held while the file is read, changed and replaced. A process that is stopped meanwhile must not stop the others: who
+/// has something to store waits for a second only, and tries again later.
+class SettingsLock {
+ public:
+  SettingsLock(const std::filesystem::path& file, int tries) {
+    const auto path = file.parent_path() / ("." + file.filename().string() + ".lock");
+    descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+    if (descriptor_ < 0) {
+      // Whoever may not create it may not replace the file either, and hears why from that.
+      return;
+    }
+    for (int attempt = 0; attempt < tries; ++attempt) {
+      if (::flock(descriptor_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
+        return;
+      }
+      if (attempt + 1 < tries) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    isBusy_ = true;
+  }
+  ~SettingsLock() {
+    if (descriptor_ >= 0) {
+      ::close(descriptor_);
+    }
+  }
+  SettingsLock(const SettingsLock&) = delete;
+  SettingsLock& operator=(const SettingsLock&) = delete;
+  bool isBusy() const { return isBusy_; }
+
+ private:
+  int descriptor_ = -1;
+  bool isBusy_ = false;
+};
+
 std::filesystem::path resolved(const std::filesystem::path& file) {
   std::error_code error;
   auto result = std::filesystem::weakly_canonical(file, error);
@@ -73,11 +113,12 @@ void JSONUserDefaults::load() {
     return;
   }
   std::string text;
+  seen_ = currentVersion();
   try {
     text = readFile(file_);
   } catch (const FileError& failure) {
-    writable_ = false;
-    logger_.error(fmt::format("settings are kept in memory only: {}", failure.what()));
+    readFailure_ = fmt::format("settings are kept in memory only: {}", failure.what());
+    logger_.error(*readFailure_);
     return;
   }
   try {
@@ -110,11 +151,10 @@ void JSONUserDefaults::setAside(const std::string& reason) {
     }
     break;
   }
-  writable_ = false;
-  logger_.error(
-      fmt::format("the settings file “{}” is damaged ({}) and could not be moved aside: {}; settings are kept "
-                  "in memory only",
-                  file_.string(), reason, error ? error.message() : "too many damaged copies"));
+  readFailure_ = fmt::format(
+      "the settings file “{}” is damaged ({}) and could not be moved aside: {}; settings are kept in memory only",
+      file_.string(), reason, error ? error.message() : "too many damaged copies");
+  logger_.error(*readFailure_);
 }
 
 std::optional<nlohmann::json> JSONUserDefaults::find(std::string_view key) const {
@@ -188,14 +228,70 @@ void JSONUserDefaults::setData(std::string_view key, std::string_view value) {
 }
 
 void JSONUserDefaults::set(std::string_view key, nlohmann::json value) {
-  const std::lock_guard lock(mutex_);
-  values_[std::string(key)] = value;
-  unsaved_[std::string(key)] = std::move(value);
-  saveLocked();
+  change(key, [&](const nlohmann::json&) { return std::move(value); });
 }
 
-// Another application, or a command, may have stored something since this one read the file.
+void JSONUserDefaults::changeData(std::string_view key,
+                                  const std::function<std::string(const std::optional<std::string>& stored)>& change) {
+  this->change(key, [&](const nlohmann::json& stored) { return encodeData(change(decodeData(stored))); });
+}
+
+void JSONUserDefaults::change(std::string_view key,
+                              const std::function<nlohmann::json(const nlohmann::json& stored)>& make) {
+  const std::lock_guard lock(mutex_);
+  std::error_code ignored;
+  std::filesystem::create_directories(file_.parent_path(), ignored);
+  const SettingsLock fileLock(file_, 100);
+  if (!readFailure_) takeOverLocked();
+  const auto found = values_.find(key);
+  nlohmann::json value = make(found == values_.end() ? nlohmann::json() : *found);
+  values_[std::string(key)] = value;
+  unsaved_[std::string(key)] = std::move(value);
+  if (readFailure_) {
+    saveFailure_ = readFailure_;
+  } else if (fileLock.isBusy()) {
+    noteFailureLocked(fmt::format("another process keeps “{}” locked", file_.string()));
+  } else {
+    writeLocked();
+  }
+}
+
+bool JSONUserDefaults::refresh() {
+  const std::lock_guard lock(mutex_);
+  if (readFailure_) {
+    return false;
+  }
+  const bool isNew = currentVersion() != seen_;
+  if (!isNew && unsaved_.empty()) {
+    return false;
+  }
+  const nlohmann::json before = values_;
+  const SettingsLock fileLock(file_, 1);
+  takeOverLocked();
+  if (!unsaved_.empty() && !fileLock.isBusy()) {
+    writeLocked();
+  }
+  return values_ != before;
+}
+
+std::optional<std::string> JSONUserDefaults::saveFailure() const {
+  const std::lock_guard lock(mutex_);
+  return saveFailure_;
+}
+
+JSONUserDefaults::Version JSONUserDefaults::currentVersion() const {
+  struct stat status {};
+  if (::stat(file_.c_str(), &status) != 0) {
+    return {};
+  }
+  return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
 void JSONUserDefaults::takeOverLocked() {
+  const Version current = currentVersion();
+  if (current == seen_) {
+    return;
+  }
   try {
     auto stored = parseUntrustedJSON(readFile(file_));
     if (stored.is_object()) {
@@ -205,23 +301,25 @@ void JSONUserDefaults::takeOverLocked() {
   } catch (const std::exception&) {
     // Gone or damaged meanwhile: what is known here is written anew.
   }
+  seen_ = current;
 }
 
-void JSONUserDefaults::saveLocked() {
-  if (!writable_) {
-    return;
-  }
+void JSONUserDefaults::writeLocked() {
   try {
-    std::error_code error;
-    std::filesystem::create_directories(file_.parent_path(), error);
-    takeOverLocked();
     writeFileAtomically(file_, values_.dump(2) + '\n', 0600);
     unsaved_ = nlohmann::json::object();
-    lastSaveFailed_ = false;
+    saveFailure_.reset();
+    seen_ = currentVersion();
   } catch (const std::exception& failure) {
-    if (!std::exchange(lastSaveFailed_, true)) {
-      logger_.error(fmt::format("settings are kept in memory only for now: {}", failure.what()));
-    }
+    noteFailureLocked(failure.what());
+  }
+}
+
+void JSONUserDefaults::noteFailureLocked(const std::string& reason) {
+  const bool isFirst = !saveFailure_;
+  saveFailure_ = fmt::format("settings are kept in memory only for now: {}", reason);
+  if (isFirst) {
+    logger_.error(*saveFailure_);
   }
 }
 

@@ -14,8 +14,9 @@
 namespace halcyra {
 
 /// Settings in one JSON file, an object of keys. Data is {"data": text} when it is UTF-8 text and {"bytes": […]}
-/// otherwise. Every change is written at once, as one step; what another process has changed in the file since is kept
-/// and taken over.
+/// otherwise. Every change is written at once: under a lock (".<name>.lock" beside the file) the file is read again,
+/// one key is changed, and the file is replaced as one step, so that processes that share it lose nothing of each
+/// other's.
 ///
 /// A file that cannot be understood is moved aside to "<name>.damaged-<n>"; one that cannot be read, or not be moved
 /// aside, is left alone, and the settings then live in memory only. A number with a fraction is no integer.
@@ -36,14 +37,32 @@ class JSONUserDefaults : public UserDefaults {
   /// A string that is no UTF-8 is refused with a log line; the old one stays.
   void setString(std::string_view key, std::string_view value) override;
   void setData(std::string_view key, std::string_view value) override;
+  void changeData(std::string_view key,
+                  const std::function<std::string(const std::optional<std::string>& stored)>& change) override;
+  bool refresh() override;
+  std::optional<std::string> saveFailure() const override;
 
  private:
+  /// Which state of the file has been read.
+  struct Version {
+    std::uint64_t device = 0;
+    std::uint64_t file = 0;
+    std::int64_t size = -1;
+    std::int64_t seconds = 0;
+    std::int64_t nanoseconds = 0;
+    bool operator==(const Version&) const = default;
+  };
+
   void load();
   void setAside(const std::string& reason);
   std::optional<nlohmann::json> find(std::string_view key) const;
   void set(std::string_view key, nlohmann::json value);
-  void saveLocked();
+  /// Stores what `make` makes of the newest value.
+  void change(std::string_view key, const std::function<nlohmann::json(const nlohmann::json& stored)>& make);
   void takeOverLocked();
+  void writeLocked();
+  void noteFailureLocked(const std::string& reason);
+  Version currentVersion() const;
 
   std::filesystem::path file_;
   Logger logger_;
@@ -51,8 +70,10 @@ class JSONUserDefaults : public UserDefaults {
   nlohmann::json values_ = nlohmann::json::object();
   /// Changed here and not in the file yet.
   nlohmann::json unsaved_ = nlohmann::json::object();
-  bool writable_ = true;
-  bool lastSaveFailed_ = false;
+  Version seen_;
+  /// Why the file is not touched.
+  std::optional<std::string> readFailure_;
+  std::optional<std::string> saveFailure_;
 };
 
 }  // namespace halcyra

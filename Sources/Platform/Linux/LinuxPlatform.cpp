@@ -67,8 +67,8 @@ struct LinuxPlatform::Parts {
         helper(machineBus),
         administrator(helperProgram(options), geteuid(), *log),
         serviceManagement(serviceManagementOptions(options, administrator), *log),
-        userDefaults(options.defaultsFile.value_or(defaultsFilePath()), *log),
-        system(layout.hardwareModel),
+        userDefaults(options.defaultsFile.value_or(defaultsFilePath(layout)), *log),
+        system(layout.hardwareModel, layout.folder),
         activities(systemBus),
         power(machineBus, dispatch.mainQueue(), *log),
         ownNotifications(sessionBus),
@@ -151,8 +151,8 @@ std::filesystem::path configurationFolder() {
   return homeFolder() / ".config" / "aerovane";
 }
 
-std::filesystem::path defaultsFilePath() {
-  return configurationFolder() / "defaults.json";
+std::filesystem::path defaultsFilePath(const RuntimeLayout& layout) {
+  return configurationFolder() / (layout.isSystem() ? "defaults.json" : "simulated-defaults.json");
 }
 
 }  // namespace halcyra

@@ -15,7 +15,7 @@ class LinuxServiceManagement;
 
 struct LinuxPlatformOptions {
   RuntimeLayout layout = RuntimeLayout::system();
-  /// The settings file; nothing: `defaultsFilePath()`.
+  /// The settings file; nothing: `defaultsFilePath(layout)`.
   std::optional<std::filesystem::path> defaultsFile;
   LogDestination log = LogDestination::automatic;
   LogLevel minimumLogLevel = LogLevel::info;
@@ -55,6 +55,8 @@ class LinuxPlatform {
 
 /// `$XDG_CONFIG_HOME/aerovane`, or `~/.config/aerovane`.
 std::filesystem::path configurationFolder();
-std::filesystem::path defaultsFilePath();
+/// The settings of the real machine, or those that all simulated ones share: a simulation changes nothing of the
+/// former.
+std::filesystem::path defaultsFilePath(const RuntimeLayout& layout);
 
 }  // namespace halcyra

@@ -53,8 +53,21 @@ struct FolderCloser {
 
 }  // namespace
 
-LinuxSystemInformation::LinuxSystemInformation(std::filesystem::path hardwareModelFile)
-    : hardwareModelFile_(std::move(hardwareModelFile)) {}
+LinuxSystemInformation::LinuxSystemInformation(std::filesystem::path hardwareModelFile,
+                                               std::optional<std::filesystem::path> machineFolder)
+    : hardwareModelFile_(std::move(hardwareModelFile)) {
+  if (machineFolder) {
+    // A process's own name has the folder as it was named; the kernel knows it without symbolic links.
+    std::error_code error;
+    const auto real = std::filesystem::weakly_canonical(*machineFolder, error);
+    machineFolders_ = {machineFolder->string() + '/', (error ? *machineFolder : real).string() + '/'};
+  }
+}
+
+bool LinuxSystemInformation::belongsToMachine(const std::string& path) const {
+  const auto contains = [&](const std::string& folder) { return path.starts_with(folder); };
+  return machineFolders_.empty() || std::any_of(machineFolders_.begin(), machineFolders_.end(), contains);
+}
 
 std::optional<std::string> LinuxSystemInformation::sysctlString(const std::string& name) const {
   if (name != "hw.model") {
@@ -80,8 +93,11 @@ std::vector<std::int32_t> LinuxSystemInformation::listAllProcessIDs() const {
 }
 
 std::optional<std::string> LinuxSystemInformation::processPath(std::int32_t processID) const {
-  const auto path = executablePath(processID);
-  return path ? path : ownName(processID);
+  auto path = executablePath(processID);
+  if (!path) {
+    path = ownName(processID);
+  }
+  return path && belongsToMachine(*path) ? path : std::nullopt;
 }
 
 std::optional<std::string> LinuxSystemInformation::executablePath(std::int32_t processID) {

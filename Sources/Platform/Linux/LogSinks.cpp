@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +10,7 @@
 
 #include "fmt/format.h"
 
+#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/Linux/UnixSocket.h"
 #include "Platform/UntrustedText.h"
 
@@ -62,8 +62,7 @@ std::string StandardErrorLogSink::line(const LogRecord& record) {
 
 void StandardErrorLogSink::write(const LogRecord& record) {
   if (record.level >= minimum_) {
-    const std::string text = line(record);
-    std::fwrite(text.data(), 1, text.size(), stderr);
+    promptStandardError().write(line(record));
   }
 }
 

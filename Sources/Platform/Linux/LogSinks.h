@@ -10,7 +10,8 @@ namespace halcyra {
 /// `automatic`: the journal where there is one and standard error is no terminal, else standard error.
 enum class LogDestination { automatic, standardError, journal, none };
 
-/// One line per record: level, category and message; control characters in a message become blanks.
+/// One line per record: level, category and message; control characters in a message become blanks. Nobody waits for a
+/// reader: what has no room at once is dropped, counted, and said before the next line that has.
 class StandardErrorLogSink : public LogSink {
  public:
   /// Records below `minimum` are dropped.
@@ -23,7 +24,7 @@ class StandardErrorLogSink : public LogSink {
   LogLevel minimum_;
 };
 
-/// The journal's native datagram protocol. A record that cannot be delivered goes to standard error.
+/// The journal's native datagram protocol. A record that cannot be delivered at once goes to standard error.
 class JournalLogSink : public LogSink {
  public:
   static constexpr const char* defaultSocket = "/run/systemd/journal/socket";

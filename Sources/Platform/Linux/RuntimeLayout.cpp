@@ -42,6 +42,9 @@ void checkFolder(const std::filesystem::path& folder, const std::filesystem::pat
 }  // namespace
 
 RuntimeLayout RuntimeLayout::inFolder(const std::filesystem::path& folder) {
+  if (folder.empty()) {
+    throw RuntimeLayoutError("The runtime folder has no name.");
+  }
   std::filesystem::path base = std::filesystem::absolute(folder).lexically_normal();
   if (!base.has_filename()) {
     base = base.parent_path();

@@ -18,7 +18,7 @@ class RuntimeLayoutError : public LocalizedError {
 /// everything in one folder, so that any number of them live side by side; a real one uses the system's places.
 struct RuntimeLayout {
   /// The layout of a simulated machine in `folder` (made absolute; need not exist). Throws `RuntimeLayoutError` when
-  /// the path is too long for the sockets in it, or holds a control character.
+  /// the path is empty, too long for the sockets in it, or holds a control character.
   static RuntimeLayout inFolder(const std::filesystem::path& folder);
   /// The layout of the real machine.
   static RuntimeLayout system();

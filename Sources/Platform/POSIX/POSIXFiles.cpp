@@ -18,6 +18,13 @@ FileError failure(const std::filesystem::path& path, const char* what, int error
       fmt::format("The file “{}” couldn’t be {}: {}.", path.string(), what, std::generic_category().message(error)));
 }
 
+/// The system's words for a pipe or a device would be "Invalid argument".
+FileError notRegular(const std::filesystem::path& path, const char* what, mode_t mode) {
+  return S_ISDIR(mode)
+             ? failure(path, what, EISDIR)
+             : FileError(fmt::format("The file “{}” couldn’t be {}: It is not a regular file.", path.string(), what));
+}
+
 class Descriptor {
  public:
   explicit Descriptor(int number) : number_(number) {}
@@ -81,7 +88,7 @@ std::string readFile(const std::filesystem::path& path) {
     throw failure(path, "opened", errno);
   }
   if (!S_ISREG(status.st_mode)) {
-    throw failure(path, "read", S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    throw notRegular(path, "read", status.st_mode);
   }
   std::string content;
   char buffer[65536];
@@ -105,7 +112,7 @@ void writeFileAtomically(const std::filesystem::path& path, std::string_view con
   struct stat existing {};
   if (::stat(path.c_str(), &existing) == 0) {
     if (!S_ISREG(existing.st_mode)) {
-      throw failure(path, "written", S_ISDIR(existing.st_mode) ? EISDIR : EINVAL);
+      throw notRegular(path, "written", existing.st_mode);
     }
     mode = existing.st_mode & 0777;
   }

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "CLI/CLI.hpp"
+#include "fmt/format.h"
 
 namespace halcyra {
 
@@ -12,6 +13,13 @@ namespace {
 /// A year: longer than anyone waits, short enough for every timer.
 constexpr double longestRun = 366.0 * 24 * 3600;
 
+/// Compares so that what is no number fails.
+std::string durationProblem(const std::string& text) {
+  char* end = nullptr;
+  const double seconds = std::strtod(text.c_str(), &end);
+  return seconds >= 0.0 && seconds <= longestRun ? "" : fmt::format("has to be from 0 to {:.0f}", longestRun);
+}
+
 void describe(CLI::App& app, CommandLine& line) {
   app.set_version_flag("--version", std::string("aerovane ") + AEROVANE_VERSION);
   app.add_flag("--console", line.console, "Run without windows: a line per poll, or a live table on a terminal");
@@ -19,7 +27,7 @@ void describe(CLI::App& app, CommandLine& line) {
   app.add_flag("--install-helper", line.installHelper, "Register the privileged helper first");
   app.add_flag("--approve-helper", line.approveHelper, "Approve the registered helper");
   app.add_flag("--supervised-test", line.supervisedTest, "Run the supervised fan test first unless it has passed");
-  app.add_option("--seconds", line.seconds, "End after this many seconds")->check(CLI::Range(0.0, longestRun));
+  app.add_option("--seconds", line.seconds, "End after this many seconds")->check(durationProblem);
   app.add_flag("--json", line.json, "One JSON object a line");
   app.add_option("--record", line.record,
                  "Record time, temperatures and fan speeds in this new CSV file; "
@@ -38,17 +46,27 @@ void describe(CLI::App& app, CommandLine& line) {
 }
 
 #ifdef AEROVANE_HAS_SIMULATION
+/// A sign would wrap around.
+std::string digitsOnly(const std::string& text) {
+  return text.find_first_not_of("0123456789") == std::string::npos ? "" : "is not a whole number";
+}
+
+std::string notEmpty(const std::string& text) {
+  return text.empty() ? "is empty" : "";
+}
+
 void describeSimulation(CLI::App& app, CommandLine& line) {
   auto* machine = app.add_flag("--virtual-mac", line.virtualMac, "Start a simulated Mac for this run and end it after");
   auto* folder = app.add_option("--runtime-dir", line.runtimeFolder, "Use the simulated Mac that runs in this folder")
-                     ->type_name("DIR");
+                     ->type_name("DIR")
+                     ->check(notEmpty);
   machine->excludes(folder);
   app.add_option("--workload", line.workload,
                  "Workload of the --virtual-mac: host, idle, bursts, sustained, critical, "
                  "or a CSV trace")
       ->needs(machine)
       ->capture_default_str();
-  app.add_option("--seed", line.seed, "Seed of the --virtual-mac")->needs(machine);
+  app.add_option("--seed", line.seed, "Seed of the --virtual-mac")->needs(machine)->check(digitsOnly);
 }
 #endif
 
@@ -74,7 +92,8 @@ void check(const CommandLine& line) {
                            line.installHelper || line.approveHelper || line.supervisedTest || line.usesLibrary() ||
                            line.screenshots;
   if (line.refreshHelperRegistration && asksForMore) {
-    throw CLI::ValidationError("--refresh-helper-registration", "ends the program; nothing else goes with it");
+    throw CLI::ValidationError("--refresh-helper-registration",
+                               "ends the program and cannot be combined with other options");
   }
 }
 
@@ -96,7 +115,8 @@ CommandLine CommandLine::parse(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     const bool asked = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
     app.exit(error, std::cout, std::cerr);
-    std::exit(asked ? 0 : 2);
+    const int status = std::cout.flush() ? 0 : 1;
+    std::exit(asked ? status : 2);
   }
   return line;
 }

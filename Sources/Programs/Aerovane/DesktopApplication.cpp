@@ -10,11 +10,12 @@
 #include <QTimer>
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <signal.h>
 #include <string>
 #include <utility>
+
+#include "fmt/format.h"
 
 #include "App/AppDelegate.h"
 #include "App/ConsoleSession.h"
@@ -22,6 +23,7 @@
 #include "App/UpdateManager.h"
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxServiceManagement.h"
+#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/POSIX/SignalWatcher.h"
 #include "Platform/Qt/DesktopSettings.h"
 #include "Platform/Qt/QtMainQueue.h"
@@ -61,7 +63,7 @@ int answerForOtherInstance(const CommandLine& line) {
   const bool asksForMore = line.preset || line.installHelper || line.approveHelper || line.supervisedTest ||
                            line.seconds || line.screenshots;
   if (!asksForMore) return 0;
-  std::cerr << "aerovane: Aerovane runs already; only its dashboard was opened" << std::endl;
+  promptStandardError().write("aerovane: Aerovane runs already; only its dashboard was opened\n");
   return 1;
 }
 
@@ -91,8 +93,8 @@ class Desktop {
     model_ = AppModel::make(linux_.platform());
     AppDelegateSurroundings surroundings;
     surroundings.terminate = [this] { QCoreApplication::exit(status_); };
-    surroundings.standardOutput = [](const std::string& text) { std::cout << text << std::flush; };
-    surroundings.standardError = [](const std::string& text) { std::cerr << text << std::flush; };
+    surroundings.standardOutput = [](const std::string& text) { promptStandardOutput().write(text); };
+    surroundings.standardError = [](const std::string& text) { promptStandardError().write(text); };
     surroundings.startUpdates = [this] {
       updates_ = std::make_unique<UpdateManager>(updater_, [](const Warning& warning) {
         QtWorkspace::showWarning(warning.message, warning.informativeText, warning.button);
@@ -101,7 +103,7 @@ class Desktop {
     surroundings.waitsForHandBack = [this] { quitNotice_.showWaiting(); };
     surroundings.handBackFailed = [this](const std::string& failure) {
       status_ = 1;
-      std::cerr << "aerovane: " << failure << std::endl;
+      promptStandardError().write(fmt::format("aerovane: {}\n", failure));
       if (isAttended_) {
         quitNotice_.showFailure(failure);
       } else {
@@ -159,7 +161,9 @@ class Desktop {
 
   bool rememberPreset() {
     preset_ = findPreset(FanPreset::menuOrder(model_->customPresets()), *line_.preset);
-    if (!preset_) std::cerr << "aerovane: --preset: there is no preset named “" << *line_.preset << "”" << std::endl;
+    if (!preset_) {
+      promptStandardError().write(fmt::format("aerovane: --preset: there is no preset named “{}”\n", *line_.preset));
+    }
     return preset_.has_value();
   }
 
@@ -175,7 +179,7 @@ class Desktop {
     scenes_ = std::make_unique<HalcyraApp>(std::move(context));
     workspace_.setActivation([this] { scenes_->activate(); });
     scenes_->start();
-    if (line_.approveHelper) linux_.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName));
+    if (line_.approveHelper) approveHelper();
     steps_ = std::make_unique<QTimer>();
     QObject::connect(steps_.get(), &QTimer::timeout, steps_.get(), [this] { takeNextStep(); });
     steps_->start(200);
@@ -184,6 +188,15 @@ class Desktop {
     }
     if (line_.seconds) {
       end_ = mainQueue_.startTimer(Seconds{*line_.seconds}, Seconds{0}, Seconds{0}, [this] { quitUnattended(); });
+    }
+  }
+
+  /// Whoever gets no approval is told, and has windows to ask for it.
+  void approveHelper() {
+    try {
+      linux_.serviceManagement().approve(std::string(FanControlXPC::daemonPlistName));
+    } catch (const LocalizedError& error) {
+      promptStandardError().write(fmt::format("aerovane: The helper could not be approved: {}\n", error.what()));
     }
   }
 

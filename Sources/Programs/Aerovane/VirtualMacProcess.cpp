@@ -88,6 +88,7 @@ void VirtualMacProcess::start(const std::string& workload, std::optional<std::ui
     awaitReady(pipe[0]);
   } catch (...) {
     close(pipe[0]);
+    if (wasRefused()) throw BadMachineOptions("The simulated Mac did not start (see its message above)");
     throw;
   }
   close(pipe[0]);
@@ -109,6 +110,16 @@ void VirtualMacProcess::awaitReady(int output) const {
     }
     text.append(buffer.data(), static_cast<std::size_t>(count));
   }
+}
+
+bool VirtualMacProcess::wasRefused() {
+  constexpr int badUsage = 2;
+  kill(process_, SIGTERM);
+  int status = 0;
+  while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+  }
+  process_ = -1;
+  return WIFEXITED(status) && WEXITSTATUS(status) == badUsage;
 }
 
 void VirtualMacProcess::end() noexcept {

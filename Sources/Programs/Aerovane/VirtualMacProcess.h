@@ -2,10 +2,17 @@
 
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <sys/types.h>
 
 namespace halcyra {
+
+/// The simulated machine did not understand what it was given, and has said so itself.
+class BadMachineOptions : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 /// A simulated Mac of this process's own: a `virtual-mac` in a temporary folder, ended with this object (and by the
 /// kernel should this process be killed).
@@ -22,6 +29,8 @@ class VirtualMacProcess {
  private:
   void start(const std::string& workload, std::optional<std::uint64_t> seed);
   void awaitReady(int output) const;
+  /// Waits for the end of a machine that did not start.
+  bool wasRefused();
   void end() noexcept;
 
   std::filesystem::path folder_;

@@ -1,19 +1,24 @@
-#include <cstdio>
+#include <cerrno>
 #include <exception>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <signal.h>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 #include "fmt/format.h"
 
 #include "App/AppDelegate.h"
 #include "App/ConsoleLibrary.h"
 #include "App/ConsoleSession.h"
+#include "Helpers/FanCurveManager.h"
 #include "NativePlatform.h"
+#include "Platform/POSIX/POSIXFiles.h"
+#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/POSIX/SignalWatcher.h"
 #include "Platform/UntrustedText.h"
 #include "Programs/Aerovane/CommandLine.h"
@@ -28,14 +33,45 @@ namespace {
 
 constexpr int badUsage = 2;
 
-void write(const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fflush(stdout);
+void complain(const std::string& message) {
+  promptStandardError().write(fmt::format("aerovane: {}\n", message));
 }
 
-void complain(const std::string& message) {
-  std::cerr << "aerovane: " << message << std::endl;
+FileError outputFailure(int error) {
+  return FileError(fmt::format("The output couldn’t be written: {}.", std::generic_category().message(error)));
 }
+
+/// All of it, however long the reader takes. Throws `FileError`.
+void write(const std::string& text) {
+  for (std::string_view rest = text; !rest.empty();) {
+    const ssize_t count = ::write(STDOUT_FILENO, rest.data(), rest.size());
+    if (count < 0 && errno != EINTR) throw outputFailure(errno);
+    if (count > 0) rest.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+/// For a process that drives fans, which waits for no reader: what has no room is left out, and the count is told once
+/// there is room again. Throws `FileError` when nobody can read it any more.
+class PromptReports {
+ public:
+  void write(const std::string& text) {
+    switch (promptStandardOutput().write(text)) {
+      case PromptOutput::Result::written:
+        if (const int lost = std::exchange(lost_, 0); lost > 0) {
+          complain(fmt::format("{} report{} could not be written: nobody read the output", lost, lost == 1 ? "" : "s"));
+        }
+        return;
+      case PromptOutput::Result::dropped:
+        ++lost_;
+        return;
+      case PromptOutput::Result::failed:
+        throw outputFailure(promptStandardOutput().error());
+    }
+  }
+
+ private:
+  int lost_ = 0;
+};
 
 ConsoleStyle consoleStyle(const CommandLine& line) {
   if (line.json) return ConsoleStyle::json;
@@ -68,17 +104,12 @@ int runLibrary(const CommandLine& line, NativePlatform& native, NamedFileWorkspa
     complain(*failure);
     return 1;
   }
-  const auto lost = line.importPresets ? placeOfLostPresets(native) : std::nullopt;
-  if (lost) {
-    complain(fmt::format("Import failed: the settings in “{}” couldn’t be written.", *lost));
-    return 1;
-  }
   return 0;
 }
 
 /// Nothing, and a message, when there is none of this name.
-std::optional<FanPreset> presetNamed(const std::string& name, const AppModel& model) {
-  const auto presets = FanPreset::menuOrder(model.customPresets());
+std::optional<FanPreset> presetNamed(const std::string& name, const std::vector<FanPreset>& customPresets) {
+  const auto presets = FanPreset::menuOrder(customPresets);
   auto preset = findPreset(presets, name);
   if (!preset) {
     std::string names;
@@ -95,7 +126,9 @@ int runSession(NativePlatform& native, std::shared_ptr<AppModel> model, ConsoleO
   int status = 0;
   ConsoleSurroundings surroundings;
   surroundings.approveHelper = [&] { approveHelper(native); };
-  surroundings.output = write;
+  surroundings.output = [reports = std::make_shared<PromptReports>()](const std::string& text) {
+    reports->write(text);
+  };
   surroundings.complain = complain;
   if (recording) {
     surroundings.record = [&](const std::string& text) { recording->append(text); };
@@ -129,12 +162,12 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
     const int status = runLibrary(line, native, workspace);
     if (status != 0 || !line.console) return status;
   }
-  std::shared_ptr<AppModel> model = AppModel::make(native.platform());
   ConsoleOptions options = consoleOptions(line);
   if (line.preset) {
-    options.preset = presetNamed(*line.preset, *model);
+    options.preset = presetNamed(*line.preset, FanCurveManager(native.platform().userDefaults).loadCustomPresets());
     if (!options.preset) return badUsage;
   }
+  std::shared_ptr<AppModel> model = AppModel::make(native.platform(), {.preset = options.preset});
   std::optional<RecordingFile> recording;
   if (line.record) recording.emplace(*line.record);
   return runSession(native, std::move(model), std::move(options), recording);
@@ -142,6 +175,10 @@ int runConsole(const CommandLine& line, const RuntimeLayout& layout) {
 
 /// Registers the helper anew, without a look at the machine: the exit status.
 int refreshRegistration(const RuntimeLayout& layout) {
+  if (const auto folder = folderWithoutMachine(layout)) {
+    complain(fmt::format("No simulated Mac runs in “{}”.", *folder));
+    return 1;
+  }
   NativePlatformOptions platformOptions;
   platformOptions.layout = layout;
   NativePlatform native(platformOptions);
@@ -154,7 +191,7 @@ int refreshRegistration(const RuntimeLayout& layout) {
     write(text);
     status = 0;
   };
-  surroundings.standardError = [](const std::string& text) { std::cerr << text << std::flush; };
+  surroundings.standardError = [](const std::string& text) { promptStandardError().write(text); };
   const auto delegate =
       std::make_shared<AppDelegate>(native.platform(), AppModel::make(native.platform(), modelOptions),
                                     LaunchFlags{.refreshHelperRegistration = true}, std::move(surroundings));
@@ -174,11 +211,19 @@ int runApplication(const CommandLine& line, const RuntimeLayout& layout, [[maybe
   return runConsole(line, layout);
 }
 
+/// Before anything is started for it. Presets that are still to be imported are looked at afterwards.
+bool presetIsKnown(const CommandLine& line) {
+  if (!line.preset || line.importPresets) return true;
+  const auto presets = storedCustomPresets(line.virtualMac || line.runtimeFolder);
+  return !presets || presetNamed(*line.preset, *presets).has_value();
+}
+
 int run(const CommandLine& line, int& argc, char** argv) {
+  if (!presetIsKnown(line)) return badUsage;
 #ifdef AEROVANE_HAS_SIMULATION
   if (line.virtualMac) {
     const VirtualMacProcess machine(line.workload, line.seed);
-    std::cerr << fmt::format("aerovane: simulated Mac in {}", machine.runtimeFolder().string()) << std::endl;
+    promptStandardError().write(fmt::format("aerovane: simulated Mac in {}\n", machine.runtimeFolder().string()));
     return runApplication(line, RuntimeLayout::inFolder(machine.runtimeFolder()), argc, argv);
   }
   if (line.runtimeFolder) return runApplication(line, RuntimeLayout::inFolder(*line.runtimeFolder), argc, argv);
@@ -195,6 +240,9 @@ int main(int argc, char** argv) {
   const halcyra::CommandLine line = halcyra::CommandLine::parse(argc, argv);
   try {
     return halcyra::run(line, argc, argv);
+  } catch (const halcyra::BadMachineOptions& error) {
+    halcyra::complain(error.what());
+    return halcyra::badUsage;
   } catch (const std::exception& error) {
     halcyra::complain(error.what());
     return 1;

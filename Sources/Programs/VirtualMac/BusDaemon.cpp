@@ -3,7 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
-#include <iostream>
 #include <poll.h>
 #include <string_view>
 #include <system_error>
@@ -12,6 +11,7 @@
 #include "fmt/format.h"
 
 #include "Platform/Linux/LinuxFiles.h"
+#include "Platform/POSIX/PromptOutput.h"
 
 namespace halcyra {
 
@@ -125,7 +125,7 @@ void BusDaemon::launchAgain() {
   try {
     launch();
   } catch (const VirtualMacError& error) {
-    std::cerr << "virtual-mac: " << error.what() << std::endl;
+    promptStandardError().write(fmt::format("virtual-mac: {}\n", error.what()));
     reactor_.after(restartDelay * 8, [this] { launchAgain(); });
   }
 }

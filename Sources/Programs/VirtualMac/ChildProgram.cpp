@@ -62,6 +62,7 @@ void ChildProgram::start(const std::string& program, std::vector<std::string> ar
         fmt::format("“{}” could not be started: {}", program, std::generic_category().message(errno)));
   }
   const pid_t parent = ::getpid();
+  exitStatus_ = -1;
   processID_ = ::fork();
   if (processID_ == 0) {
     becomeProgram(pointers.data(), inherited, failure[1], parent);
@@ -78,8 +79,10 @@ void ChildProgram::start(const std::string& program, std::vector<std::string> ar
 }
 
 bool ChildProgram::isRunning() {
-  if (processID_ > 0 && ::waitpid(processID_, nullptr, WNOHANG) == processID_) {
+  int status = 0;
+  if (processID_ > 0 && ::waitpid(processID_, &status, WNOHANG) == processID_) {
     processID_ = -1;
+    exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
   return processID_ > 0;
 }

@@ -30,9 +30,14 @@ class ChildProgram {
   void end(Seconds grace);
   /// Whether it runs; takes note when it has ended.
   bool isRunning();
+  /// Of the one that runs; -1 when none does.
+  pid_t processID() const { return processID_; }
+  /// Of the last one that has ended by itself; -1 when a signal ended it.
+  int exitStatus() const { return exitStatus_; }
 
  private:
   pid_t processID_ = -1;
+  int exitStatus_ = -1;
 };
 
 }  // namespace halcyra

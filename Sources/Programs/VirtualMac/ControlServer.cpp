@@ -15,7 +15,6 @@
 
 #include "Platform/Linux/UnixSocket.h"
 #include "Programs/VirtualMac/ChildProgram.h"
-#include "Programs/VirtualMac/ServerSocket.h"
 
 namespace halcyra {
 
@@ -57,29 +56,21 @@ int connectTo(const std::filesystem::path& path) {
 }  // namespace
 
 ControlServer::ControlServer(Reactor& reactor, std::filesystem::path socketPath, Handler handler)
-    : reactor_(reactor), socketPath_(std::move(socketPath)), handler_(std::move(handler)) {}
+    : reactor_(reactor),
+      handler_(std::move(handler)),
+      socket_(reactor, std::move(socketPath), [this](int descriptor) { accept(descriptor); }) {}
 
 ControlServer::~ControlServer() {
   while (!clients_.empty()) {
     drop(clients_.begin()->first);
   }
-  if (listener_ >= 0) {
-    reactor_.unwatch(listener_);
-    ::close(listener_);
-    ::unlink(socketPath_.c_str());
-  }
 }
 
 void ControlServer::start() {
-  listener_ = makeServerSocket(socketPath_, SOCK_STREAM, ownerOnly);
-  reactor_.watch(listener_, POLLIN, [this](short) { accept(); });
+  socket_.listen(SOCK_STREAM, ownerOnly);
 }
 
-void ControlServer::accept() {
-  const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-  if (descriptor < 0) {
-    return;
-  }
+void ControlServer::accept(int descriptor) {
   if (clients_.size() >= mostClients) {
     ::close(descriptor);
     return;

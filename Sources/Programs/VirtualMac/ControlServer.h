@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Programs/VirtualMac/Reactor.h"
+#include "Programs/VirtualMac/ServerSocket.h"
 
 namespace halcyra {
 
@@ -38,16 +39,15 @@ class ControlServer {
     std::string received;
   };
 
-  void accept();
+  void accept(int descriptor);
   void receive(int descriptor);
   void handle(int descriptor, const std::string& line);
   void answer(int descriptor, std::uint64_t serial, const ControlAnswer& answer);
   void drop(int descriptor);
 
   Reactor& reactor_;
-  const std::filesystem::path socketPath_;
   const Handler handler_;
-  int listener_ = -1;
+  ServerSocket socket_;
   std::map<int, Client> clients_;
   std::uint64_t lastSerial_ = 0;
 };

@@ -1,7 +1,11 @@
 #include "Programs/VirtualMac/Machine.h"
 
+#include <algorithm>
 #include <sstream>
 #include <utility>
+
+#include "fmt/format.h"
+#include "fmt/ranges.h"
 
 #include "Platform/Linux/LinuxFiles.h"
 #include "VirtualMac/TraceWorkload.h"
@@ -20,7 +24,29 @@ VirtualMacConfiguration configuration(std::uint64_t seed) {
   return result;
 }
 
+bool isTraceName(const std::string& name) {
+  return name.find('/') != std::string::npos || name.ends_with(".csv");
+}
+
+std::unique_ptr<Workload> traceFrom(const std::string& path) {
+  try {
+    return TraceWorkload::parse(readFile(path));
+  } catch (const FileError& error) {
+    throw WorkloadError(error.what());
+  } catch (const WorkloadError& error) {
+    throw WorkloadError(fmt::format("The trace {} cannot be used: {}", path, error.what()));
+  }
+}
+
 }  // namespace
+
+void checkWorkloadName(const std::string& name) {
+  const auto& names = workloadNames();
+  if (name != hostWorkloadName && !isTraceName(name) && std::find(names.begin(), names.end(), name) == names.end()) {
+    throw UnknownWorkload(fmt::format("There is no workload \"{}\"; there are {}, {}, and traces (FILE.csv)", name,
+                                      hostWorkloadName, fmt::join(names, ", ")));
+  }
+}
 
 Machine::Machine(Reactor& reactor, const std::string& workload, std::uint64_t seed)
     : reactor_(reactor),
@@ -37,8 +63,8 @@ std::unique_ptr<Workload> Machine::makeWorkloadNamed(const std::string& name) {
     host_ = host.get();
     return host;
   }
-  const bool isFile = name.find('/') != std::string::npos || name.ends_with(".csv");
-  auto result = isFile ? TraceWorkload::fromFile(name) : makeWorkload(name, seed_);
+  checkWorkloadName(name);
+  auto result = isTraceName(name) ? traceFrom(name) : makeWorkload(name, seed_);
   host_ = nullptr;
   return result;
 }

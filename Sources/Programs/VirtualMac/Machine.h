@@ -8,8 +8,17 @@
 
 #include "Programs/VirtualMac/Reactor.h"
 #include "VirtualMac/VirtualMac.h"
+#include "VirtualMac/Workload.h"
 
 namespace halcyra {
+
+class UnknownWorkload : public WorkloadError {
+ public:
+  using WorkloadError::WorkloadError;
+};
+
+/// Throws `UnknownWorkload` unless it is "host", a name that `makeWorkload` takes, or that of a trace's file.
+void checkWorkloadName(const std::string& name);
 
 /// The simulated machine in real time: power-on is construction. Loop thread only.
 class Machine {

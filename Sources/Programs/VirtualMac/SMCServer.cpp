@@ -1,5 +1,6 @@
 #include "Programs/VirtualMac/SMCServer.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -9,22 +10,24 @@
 
 #include "Platform/IOKit.h"
 #include "Platform/Linux/LinuxSystemInformation.h"
-#include "Programs/VirtualMac/ServerSocket.h"
 
 namespace halcyra {
 
 namespace {
 
 constexpr unsigned everybody = 0666;
-constexpr std::size_t mostSMCClients = 200;
+constexpr std::ptrdiff_t mostSMCClients = 200;
+constexpr std::ptrdiff_t mostStrangers = 150;
+constexpr std::ptrdiff_t mostOfOneStranger = 40;
 
 }  // namespace
 
 SMCServer::SMCServer(Reactor& reactor, Machine& machine, const RuntimeLayout& layout)
     : reactor_(reactor),
       machine_(machine),
-      socketPath_(layout.smcSocket),
-      helperProgram_(siblingProgram("aerovane-helper")) {}
+      helperProgram_(siblingProgram("aerovane-helper")),
+      socket_(reactor, layout.smcSocket, [this](int descriptor) { accept(descriptor); }),
+      keeper_(reactor, layout, [this] { callHeld(); }) {}
 
 SMCServer::~SMCServer() {
   close();
@@ -35,49 +38,56 @@ void SMCServer::start() {
 }
 
 void SMCServer::listen() {
-  listener_ = makeServerSocket(socketPath_, SOCK_SEQPACKET, everybody);
-  reactor_.watch(listener_, POLLIN, [this](short) { accept(); });
+  socket_.listen(SOCK_SEQPACKET, everybody);
 }
 
 void SMCServer::close() {
   while (!clients_.empty()) {
     drop(clients_.begin()->first);
   }
-  if (listener_ >= 0) {
-    reactor_.unwatch(listener_);
-    ::close(std::exchange(listener_, -1));
-    ::unlink(socketPath_.c_str());
-  }
+  socket_.close();
 }
 
 void SMCServer::faultsChanged() {
   const bool gone = machine_.faults().driverGone();
   if (gone) {
     close();
-  } else if (listener_ < 0) {
+  } else if (!socket_.isListening()) {
     listen();
   }
 }
 
-void SMCServer::accept() {
-  const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-  if (descriptor < 0) {
-    return;
-  }
-  if (clients_.size() >= mostSMCClients) {
+void SMCServer::accept(int descriptor) {
+  Client client;
+  socklen_t size = sizeof client.peer;
+  if (::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &client.peer, &size) != 0 || !hasRoomFor(client.peer.uid)) {
     ::close(descriptor);
     return;
   }
-  clients_[descriptor] = {isPrivileged(descriptor), ++lastSerial_};
+  client.privileged = isPrivileged(client.peer);
+  client.serial = ++lastSerial_;
+  if (client.privileged) keeper_.follow(client.peer.pid);
+  clients_[descriptor] = client;
   watchClient(descriptor);
 }
 
-bool SMCServer::isPrivileged(int descriptor) const {
-  ucred peer{};
-  socklen_t size = sizeof peer;
-  if (::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
-    return false;
+bool SMCServer::isOwner(uid_t user) {
+  return user == 0 || user == ::geteuid();
+}
+
+bool SMCServer::hasRoomFor(uid_t user) const {
+  const auto countIf = [&](auto&& matches) {
+    return std::count_if(clients_.begin(), clients_.end(),
+                         [&](const auto& entry) { return matches(entry.second.peer.uid); });
+  };
+  if (isOwner(user)) {
+    return countIf([](uid_t) { return true; }) < mostSMCClients;
   }
+  return countIf([](uid_t other) { return !isOwner(other); }) < mostStrangers &&
+         countIf([&](uid_t other) { return other == user; }) < mostOfOneStranger;
+}
+
+bool SMCServer::isPrivileged(const ucred& peer) const {
   if (peer.uid == 0) {
     return true;
   }
@@ -109,6 +119,30 @@ void SMCServer::receive(int descriptor) {
     answer(descriptor, &kIOReturnBadArgument, sizeof kIOReturnBadArgument);
     return;
   }
+  const Client& client = clients_.at(descriptor);
+  if (client.privileged && input.command == SMCParamStruct::writeBytes) {
+    if (keeper_.mustWait(client.peer.pid)) {
+      reactor_.unwatch(descriptor);
+      held_.push_back({descriptor, client.serial, input});
+      return;
+    }
+    keeper_.noteWrite(client.peer.pid);
+  }
+  call(descriptor, input);
+}
+
+void SMCServer::callHeld() {
+  for (const HeldWrite& write : std::exchange(held_, {})) {
+    const auto found = clients_.find(write.descriptor);
+    if (found != clients_.end() && found->second.serial == write.serial) {
+      keeper_.noteWrite(found->second.peer.pid);
+      watchClient(write.descriptor);
+      call(write.descriptor, write.input);
+    }
+  }
+}
+
+void SMCServer::call(int descriptor, const SMCParamStruct& input) {
   const VirtualSMCReply reply = machine_.call(input, clients_.at(descriptor).privileged);
   if (reply.delay > Seconds::zero()) {
     answerLater(descriptor, reply);

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <fcntl.h>
-#include <iostream>
 #include <poll.h>
 #include <string_view>
 #include <unistd.h>
 #include <utility>
 
+#include "fmt/format.h"
+
+#include "Platform/POSIX/PromptOutput.h"
 #include "Programs/VirtualMac/ChildProgram.h"
 #include "sdbus-c++/sdbus-c++.h"
 
@@ -69,7 +71,7 @@ class SleepManager::Service : public std::enable_shared_from_this<Service> {
         object_->emitSignal(signal);
       }
     } catch (const sdbus::Error& error) {
-      std::cerr << "virtual-mac: sleep could not be announced: " << error.what() << std::endl;
+      promptStandardError().write(fmt::format("virtual-mac: sleep could not be announced: {}\n", error.what()));
     }
   }
 

@@ -4,12 +4,15 @@
 #include <functional>
 #include <iostream>
 #include <string>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
 #include "CLI/CLI.hpp"
+#include "fmt/format.h"
 
 #include "Platform/Linux/LinuxFiles.h"
+#include "Platform/POSIX/PromptOutput.h"
 #include "Programs/VirtualMac/BusDaemon.h"
 #include "Programs/VirtualMac/MachineCommands.h"
 #include "Programs/VirtualMac/MachineFolder.h"
@@ -39,7 +42,19 @@ void stopWithoutClients(Reactor& reactor, const SMCServer& smc, Seconds left) {
   reactor.after(farewellStep, [&reactor, &smc, left] { stopWithoutClients(reactor, smc, left - farewellStep); });
 }
 
+/// As many connections as the system allows.
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+    constexpr rlim_t enough = 4096;
+    limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, enough));
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+  }
+}
+
 int runMachine(const Arguments& arguments, const RuntimeLayout& layout) {
+  checkWorkloadName(arguments.workload);
+  raiseDescriptorLimit();
   const MachineFolder folder(layout);
   Reactor reactor;
   Machine machine(reactor, arguments.workload, arguments.seed);
@@ -60,6 +75,7 @@ int runMachine(const Arguments& arguments, const RuntimeLayout& layout) {
         reactor.stop();
         return;
       }
+      smc.keeper().end();
       bus.end();
       stopWithoutClients(reactor, smc, farewell);
     });
@@ -67,11 +83,13 @@ int runMachine(const Arguments& arguments, const RuntimeLayout& layout) {
   reactor.onSignal(SIGCHLD, [&] {
     bus.childEnded();
     competitor.isRunning();
+    smc.keeper().childEnded();
   });
   writeFileAtomically(layout.hardwareModel, machine.hardwareModel() + '\n', 0644);
   smc.start();
   control.start();
-  sleep.start([&] { std::cout << "virtual-mac: ready in " << layout.folder->string() << std::endl; });
+  sleep.start(
+      [&] { promptStandardOutput().write(fmt::format("virtual-mac: ready in {}\n", layout.folder->string())); });
   reactor.run();
   return 0;
 }
@@ -84,7 +102,7 @@ int runCommand(const Arguments& arguments, const RuntimeLayout& layout) {
   }
   const ControlAnswer answer = sendControlCommand(layout.controlSocket, command);
   (answer.status == 0 ? std::cout : std::cerr << "virtual-mac: ") << answer.text << std::endl;
-  return answer.status;
+  return answer.status == 0 && !std::cout ? 1 : answer.status;
 }
 
 std::string faultHelp() {
@@ -126,15 +144,26 @@ void addCommands(CLI::App& control, Arguments& arguments) {
   workload->callback([remember, name] { remember("workload", {*name}); });
 }
 
+/// A sign would wrap around.
+std::string digitsOnly(const std::string& text) {
+  return text.find_first_not_of("0123456789") == std::string::npos ? "" : "is not a whole number";
+}
+
+std::string notEmpty(const std::string& text) {
+  return text.empty() ? "is empty" : "";
+}
+
 int run(int argc, char** argv) {
   Arguments arguments;
   CLI::App app("A simulated Mac: its SMC driver, message bus, sleep and wake in one folder", "virtual-mac");
   app.set_version_flag("--version", AEROVANE_VERSION);
   app.add_option("--workload", arguments.workload, "host, idle, bursts, sustained, critical, or a trace (FILE.csv)");
-  app.add_option("--seed", arguments.seed, "Makes runs differ");
-  auto* machineFolder = app.add_option("--runtime-dir", arguments.runtimeFolder, "The machine's folder");
+  app.add_option("--seed", arguments.seed, "Makes runs differ")->check(digitsOnly);
+  auto* machineFolder =
+      app.add_option("--runtime-dir", arguments.runtimeFolder, "The machine's folder")->check(notEmpty);
   CLI::App* control = app.add_subcommand("ctl", "Command a machine that is running");
-  auto* controlFolder = control->add_option("--runtime-dir", arguments.runtimeFolder, "The machine's folder");
+  auto* controlFolder =
+      control->add_option("--runtime-dir", arguments.runtimeFolder, "The machine's folder")->check(notEmpty);
   addCommands(*control, arguments);
   try {
     app.parse(argc, argv);
@@ -147,8 +176,11 @@ int run(int argc, char** argv) {
   try {
     const RuntimeLayout layout = RuntimeLayout::inFolder(arguments.runtimeFolder);
     return arguments.command.empty() ? runMachine(arguments, layout) : runCommand(arguments, layout);
+  } catch (const UnknownWorkload& error) {
+    std::cerr << "virtual-mac: --workload: " << error.what() << std::endl;
+    return badUsage;
   } catch (const std::exception& error) {
-    std::cerr << "virtual-mac: " << error.what() << std::endl;
+    promptStandardError().write(fmt::format("virtual-mac: {}\n", error.what()));
     return 1;
   }
 }

@@ -2,7 +2,9 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "Helpers/FanPreset.h"
 #include "Platform/Apple/ApplePlatform.h"
 
 /// The operating system that the application is built for; the build names the folder.
@@ -20,10 +22,14 @@ inline void approveHelper(NativePlatform& native) {
   native.openApprovalSettings();
 }
 
-/// Settings that cannot be stored live on in memory; for a program that ends they are lost. Where they could not be
-/// written; nothing when the presets are stored.
-inline std::optional<std::string> placeOfLostPresets(NativePlatform& native) {
-  return native.areSettingsStored() ? std::nullopt : std::optional<std::string>("the system's preferences");
+/// The user's presets, before anything is started; nothing where they cannot be told without it.
+inline std::optional<std::vector<FanPreset>> storedCustomPresets(bool) {
+  return std::nullopt;
+}
+
+/// The folder that should have a simulated machine and has none; nothing when all is well.
+inline std::optional<std::string> folderWithoutMachine(const RuntimeLayout&) {
+  return std::nullopt;
 }
 
 }  // namespace halcyra

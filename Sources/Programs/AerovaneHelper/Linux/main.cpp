@@ -1,7 +1,6 @@
 // The privileged helper daemon, and the command that hands every fan back without it.
 
 #include <csignal>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <unistd.h>
@@ -17,6 +16,7 @@
 #include "Platform/Linux/LinuxIOKit.h"
 #include "Platform/Linux/LogSinks.h"
 #include "Platform/Linux/PlainMainQueue.h"
+#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/Linux/RuntimeLayout.h"
 #include "Platform/Linux/ServiceSupervisor.h"
 #include "Platform/Linux/ThreadQueue.h"
@@ -40,7 +40,8 @@ int runDaemon(const RuntimeLayout& layout) {
   });
   const auto log = makeLogSink(LogDestination::automatic, LogLevel::info);
   if (!mayStart(layout, *log)) {
-    fmt::print(stderr, "aerovane-helper: the helper is not registered, or an administrator has not approved it yet\n");
+    promptStandardError().write(
+        "aerovane-helper: the helper is not registered, or an administrator has not approved it yet\n");
     return notRegisteredStatus;
   }
   LinuxClock clock;
@@ -62,7 +63,7 @@ int runDaemon(const RuntimeLayout& layout) {
     listener.resume();
     supervisor.ready(access(layout.smcSocket.c_str(), F_OK) == 0 ? "ready" : "ready; this machine has no SMC");
   } catch (const LocalizedError& error) {
-    fmt::print(stderr, "aerovane-helper: {}\n", error.what());
+    promptStandardError().write(fmt::format("aerovane-helper: {}\n", error.what()));
     daemon->stop(1, error.what());
   }
   mainQueue.run();
@@ -77,7 +78,9 @@ int run(int argumentCount, char** arguments) {
   bool releaseAll = false;
   std::string user;
   bool unregister = false;
-  command.add_option("--runtime-dir", runtimeFolder, "The folder of a simulated machine")->type_name("DIR");
+  command.add_option("--runtime-dir", runtimeFolder, "The folder of a simulated machine")
+      ->type_name("DIR")
+      ->check([](const std::string& folder) { return folder.empty() ? "is empty" : std::string(); });
   auto* release = command.add_flag("--release-all", releaseAll, "Hand every fan back to the firmware, and exit");
   auto* registration =
       command.add_option("--register", user, "Let this user drive the fans through the helper, and exit")
@@ -107,10 +110,12 @@ int run(int argumentCount, char** arguments) {
 }  // namespace halcyra
 
 int main(int argumentCount, char** arguments) {
+  // Whoever reads the messages may go away.
+  std::signal(SIGPIPE, SIG_IGN);
   try {
     return halcyra::run(argumentCount, arguments);
   } catch (const std::exception& error) {
-    fmt::print(stderr, "aerovane-helper: {}\n", error.what());
+    halcyra::promptStandardError().write(fmt::format("aerovane-helper: {}\n", error.what()));
     return 1;
   }
 }

@@ -1,6 +1,6 @@
 #ifdef AEROVANE_UI
 
-#include "Processes/DisplayServer.h"
+#include "DisplayServer.h"
 
 #include <algorithm>
 #include <array>

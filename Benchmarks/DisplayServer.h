@@ -10,7 +10,7 @@
 
 namespace halcyra::test {
 
-/// A display server of the test's own, without a window manager, and what a user or the desktop does on it.
+/// A display server of the benchmark's own, without a window manager, and what a user or the desktop does on it.
 class DisplayServer {
  public:
   /// Key codes of the server's keyboard.
