@@ -16,7 +16,6 @@
 #include "Support/ForwardingIOKit.h"
 #include "Support/ScriptRunner.h"
 #include "VirtualMac/KeyTable.h"
-#include "XPC/FanControlHelperSelector.h"
 
 namespace halcyra::test {
 namespace {
@@ -97,68 +96,6 @@ class FilteredWrites : public ForwardingIOKit {
   Pass pass_;
 };
 
-/// A queue whose long timers never fire: those that watch over a session.
-class UnwatchedQueue : public Queue {
- public:
-  explicit UnwatchedQueue(Queue& inner) : inner_(inner) {}
-  const std::string& label() const override { return inner_.label(); }
-  void async(std::function<void()> work) override { inner_.async(std::move(work)); }
-  void sync(const std::function<void()>& work) override { inner_.sync(work); }
-  std::unique_ptr<Timer> startTimer(Seconds first, Seconds period, Seconds leeway,
-                                    std::function<void()> fire) override {
-    constexpr Seconds never{1e7};
-    return inner_.startTimer(first > Seconds{5} ? never : first, period, leeway, std::move(fire));
-  }
-
- private:
-  Queue& inner_;
-};
-
-class UnwatchedDispatch : public Dispatch {
- public:
-  explicit UnwatchedDispatch(Dispatch& inner) : inner_(inner), main_(inner.mainQueue()) {}
-  Queue& mainQueue() override { return main_; }
-  std::unique_ptr<Queue> makeSerialQueue(std::string label, QualityOfService quality) override {
-    return inner_.makeSerialQueue(std::move(label), quality);
-  }
-
- private:
-  Dispatch& inner_;
-  UnwatchedQueue main_;
-};
-
-/// A listener whose messages go through `pass`.
-class FilteredMessages : public MachServiceListener {
- public:
-  using Pass = std::function<void(const MessageHandler& handler, const MachServiceCaller&, const std::string& selector,
-                                  const PropertyList&, Answer)>;
-  FilteredMessages(std::unique_ptr<MachServiceListener> inner, Pass pass)
-      : inner_(std::move(inner)), pass_(std::move(pass)) {}
-  void setMessageHandler(MessageHandler handler) override {
-    inner_->setMessageHandler([this, handler = std::move(handler)](const MachServiceCaller& caller,
-                                                                   const std::string& selector,
-                                                                   const PropertyList& arguments, Answer answer) {
-      pass_(handler, caller, selector, arguments, std::move(answer));
-    });
-  }
-  void setClientGoneHandler(std::function<void(const std::string&)> handler) override {
-    inner_->setClientGoneHandler(std::move(handler));
-  }
-  void setLostHandler(std::function<void()> handler) override { inner_->setLostHandler(std::move(handler)); }
-  void resume() override { inner_->resume(); }
-
- private:
-  std::unique_ptr<MachServiceListener> inner_;
-  Pass pass_;
-};
-
-TEST(ObserverTests, TheWatchdogOff) {
-  expectBroken(Rule::ownership, "seed=1 workload=idle; 10.0 preset full-blast; 100.0 stop-application 60.0",
-               [](ClosedLoop& loop) {
-                 loop.seams.helperDispatch = [](Dispatch& inner) { return std::make_unique<UnwatchedDispatch>(inner); };
-               });
-}
-
 TEST(ObserverTests, TheHandBackOfAClientThatIsGoneLeftOut) {
   const auto defect = [](ClosedLoop& loop) {
     loop.seams.helperIOKit = [&loop](IOKit& inner, Clock&) {
@@ -201,32 +138,15 @@ TEST(ObserverTests, AWriteReplayedAfterTheHandBack) {
       });
 }
 
-/// The answer to an earlier start is taken for that to the next one: no session begins.
-TEST(ObserverTests, AStaleReplyAccepted) {
+TEST(ObserverTests, APresetThatNeverDrivesAFan) {
   const auto defect = [](ClosedLoop& loop) {
-    auto lastStart = std::make_shared<std::optional<MachServiceReply>>();
-    loop.seams.helperListener = [lastStart](std::unique_ptr<MachServiceListener> inner,
-                                            std::shared_ptr<VirtualProcess>) {
-      return std::make_unique<FilteredMessages>(
-          std::move(inner),
-          [lastStart](const MachServiceListener::MessageHandler& handler, const MachServiceCaller& caller,
-                      const std::string& selector, const PropertyList& arguments, MachServiceListener::Answer answer) {
-            if (selector != FanControlHelperSelector::beginSession) {
-              handler(caller, selector, arguments, std::move(answer));
-            } else if (lastStart->has_value()) {
-              answer(**lastStart);
-            } else {
-              handler(caller, selector, arguments, [lastStart, answer](MachServiceReply reply) {
-                if (!reply.error) *lastStart = reply;
-                answer(std::move(reply));
-              });
-            }
-          });
+    loop.seams.helperIOKit = [](IOKit& inner, Clock&) {
+      return std::make_unique<FilteredWrites>(inner, [](SMCParamStruct& record) {
+        return record.key != SMCKey::fan(1, "Md").rawValue || record.bytes[0] == 0;
+      });
     };
   };
-  expectBroken(Rule::recovery,
-               "seed=4 workload=idle; 10.0 preset full-blast; 100.0 preset apple-default; 1400.0 preset full-blast",
-               defect);
+  expectBroken(Rule::recovery, "seed=4 workload=idle; 10.0 preset full-blast", defect);
 }
 
 TEST(ObserverTests, GarbageReadAsACoolMachine) {
