@@ -186,6 +186,7 @@ TEST_F(HelperClientLossTest, OnlyTheConnectionInUseCanBeLost) {
   };
   ASSERT_TRUE(beginThere().has_value());
   user->invalidate();
+  EXPECT_EQ(user->sessionID(), std::nullopt);
   const auto second = beginThere();
   ASSERT_EQ(services.connections.size(), 2U);
   EXPECT_EQ(services.connections[0]->invalidated, 1);
