@@ -100,9 +100,8 @@ void checkChange(const fs::path& file, LogSink& log) {
 }  // namespace
 
 void fuzzDefaultsFile(Bytes input) {
-  static const TemporaryFolder folder;
+  const test::TemporaryFolder folder;
   Desktop desktop;
-  folder.clear();
   const fs::path file = folder.path() / "settings.json";
   const std::string text = textOf(input);
   std::ofstream(file, std::ios::binary) << text;

@@ -52,7 +52,7 @@ class ControlledMachine {
   void noteSettings();
   int connect() const;
 
-  TemporaryFolder folder_;
+  test::TemporaryFolder folder_;
   RuntimeLayout layout_;
   Reactor reactor_;
   Machine machine_;

@@ -14,7 +14,6 @@ namespace halcyra::fuzz {
 
 namespace {
 
-constexpr std::uint32_t registeredUser = 501;
 /// Seconds. A hand-back may take as long as a latch, and is repeated every other second.
 constexpr double handBackTime = 11;
 constexpr double step = 0.5;
@@ -26,21 +25,8 @@ constexpr double endingTime = 120;
 /// Those by which a key's reading is wrong, not refused.
 constexpr std::array<std::string_view, 6> lyingFaults = {"garbage", "value", "nan", "inf", "freeze", "jump"};
 
-FanControlHelperCaller callerFor(char name) {
-  switch (name) {
-    case '0':
-      return {":1.0", 0, 100};
-    case '2':
-      return {":1.2", registeredUser, 102};
-    case '3':
-      return {":1.3", registeredUser + 1, 103};
-    default:
-      return {":1.1", registeredUser, 101};
-  }
-}
-
 bool isStranger(const FanControlHelperCaller& caller) {
-  return caller.userID == registeredUser + 1;
+  return caller.userID == test::HelperRig::caller('3').userID;
 }
 
 bool mentions(const std::string& text, const char* word) {
@@ -49,53 +35,9 @@ bool mentions(const std::string& text, const char* word) {
 
 }  // namespace
 
-/// Takes the handlers; what a bus does with them is done by hand.
-class HelperUnderTest::Listener : public FanControlHelperListener {
- public:
-  void setService(std::weak_ptr<FanControlHelperService> to) override { service = std::move(to); }
-  void setClientGoneHandler(std::function<void(const std::string&)> handler) override { gone = std::move(handler); }
-  void setLostHandler(std::function<void()>) override {}
-  void resume() override {}
-
-  std::weak_ptr<FanControlHelperService> service;
-  std::function<void(const std::string&)> gone;
-};
-
-HelperUnderTest::HelperUnderTest()
-    : machine_({}, makeWorkload("idle")), observer_(machine_, scheduler_.clock(), false) {
-  machine_.setWriteObserver([this](const std::string& key, double value) { noteWrite(key, value); });
-  startIfNeeded();
-}
-
-HelperUnderTest::~HelperUnderTest() {
-  end();
-}
-
-void HelperUnderTest::startIfNeeded() {
-  if (daemon_ != nullptr && !exitStatus_) {
-    return;
-  }
-  end();
-  process_ = scheduler_.makeProcess("helper");
-  iokit_ = std::make_unique<test::VirtualMacIOKit>(machine_, process_->clock(), true);
-  listener_ = std::make_unique<Listener>();
-  exitStatus_.reset();
-  daemon_ = HelperDaemon::make({process_->clock(), *process_, log_, *iokit_},
-                               {(folder_.path() / "control.lock").string(), {}, {registeredUser}},
-                               [this](int status) { exitStatus_ = status; });
-  daemon_->serve(*listener_);
-  process_->mainQueue().async([daemon = std::weak_ptr(daemon_)] {
-    if (const auto self = daemon.lock()) self->start();
-  });
-  scheduler_.runPending();
-}
-
-void HelperUnderTest::end() {
-  if (process_ != nullptr) {
-    process_->kill();
-    daemon_.reset();
-    endedDrivers_.push_back(std::move(iokit_));
-  }
+HelperUnderTest::HelperUnderTest() {
+  rig_.onWrite = [this](const test::AcceptedWrite& write) { noteWrite(write); };
+  rig_.start();
 }
 
 // Killed as here, without the service manager's --release-all, a helper leaves its successor the mode keys alone to go
@@ -108,30 +50,23 @@ void HelperUnderTest::restart() {
   for (const auto& message : messages_) {
     message->isLost = message->isLost || message->answers == 0;
   }
-  end();
-  startIfNeeded();
+  rig_.kill();
+  rig_.start();
 }
 
 void HelperUnderTest::send(char caller, const std::string& selector, const PropertyList& arguments) {
-  startIfNeeded();
-  auto message = std::make_shared<Message>(Message{callerFor(caller)});
+  rig_.start();
+  auto message = std::make_shared<Message>(Message{test::HelperRig::caller(caller)});
   messages_.push_back(message);
   lastMessage_ = now();
-  process_->mainQueue().async([this, message, selector, arguments] {
-    const auto check = [this, message](const test::HelperReply& reply) { checkAnswer(*message, reply); };
-    try {
-      test::deliverMessage(*listener_->service.lock(), message->caller, selector, arguments, check);
-    } catch (const std::exception& refused) {
-      // No message of the helper's: it does not get as far as the service.
-      check({nullptr, HelperXPCError::make(HelperXPCError::Code::internalFailure, "no such message")});
-    }
-  });
-  scheduler_.runPending();
+  rig_.send(caller, selector, arguments,
+            [this, message](const test::HelperReply& reply) { checkAnswer(*message, reply); });
+  rig_.scheduler.runPending();
 }
 
 void HelperUnderTest::clientGone(char caller) {
-  process_->mainQueue().async([this, name = callerFor(caller).connectionName] { listener_->gone(name); });
-  scheduler_.runPending();
+  rig_.clientGone(caller);
+  rig_.scheduler.runPending();
 }
 
 void HelperUnderTest::applyFault(const std::string& command) {
@@ -146,7 +81,7 @@ void HelperUnderTest::applyFault(const std::string& command) {
   modesLie_ = modesLie_ || lies;
   const bool isForeign = mentions(command, "mode");
   try {
-    observer_.applyFault(isForeign ? "clear" : command.starts_with("latch-delay") ? "latch-delay 9" : command);
+    rig_.observer.applyFault(isForeign ? "clear" : command.starts_with("latch-delay") ? "latch-delay 9" : command);
   } catch (const FaultError& error) {
     expectReadable(error.errorDescription());
     return;
@@ -158,37 +93,35 @@ void HelperUnderTest::applyFault(const std::string& command) {
 
 void HelperUnderTest::wait(double seconds) {
   for (double left = seconds; left > 0; left -= step) {
-    scheduler_.runFor(Seconds{std::min(left, step)});
+    rig_.scheduler.runFor(Seconds{std::min(left, step)});
     checkOwnership();
   }
 }
 
 // A call that takes long sleeps between the check of the session and the write.
-void HelperUnderTest::noteWrite(const std::string& key, double value) {
+void HelperUnderTest::noteWrite(const test::AcceptedWrite& write) {
+  const auto& [key, value, at] = write;
   const bool isTarget = key.ends_with("Tg");
   const bool drives = isTarget || (key.ends_with("Md") && value == VirtualFan::manualMode);
-  const bool hasSession = daemon_ != nullptr && daemon_->hasSession();
-  expect(!drives || hasSession || callsAreSlow_, "no fan is driven without a session");
+  expect(!drives || rig_.hasSession() || callsAreSlow_, "no fan is driven without a session");
   if (isTarget && !limitsLie_) {
-    const VirtualFanState fan = machine_.state().fans.at(static_cast<std::size_t>(key[1] - '0'));
+    const VirtualFanState fan = rig_.machine.state().fans.at(static_cast<std::size_t>(key[1] - '0'));
     expect(value >= fan.minimum && value <= fan.maximum, "a target lies within the fan's limits");
   }
 }
 
 void HelperUnderTest::checkOwnership() {
-  if (daemon_ != nullptr && daemon_->hasSession()) {
+  if (rig_.hasSession()) {
     lastSession_ = now();
   }
   const bool isSilent = !hadFaults_ && now() - lastMessage_ > silenceTime;
-  expect(!isSilent || daemon_ == nullptr || !daemon_->hasSession(), "a session without heartbeats ends");
+  expect(!isSilent || !rig_.hasSession(), "a session without heartbeats ends");
   const bool isDue = !hadFaults_ && now() - lastSession_ > handBackTime;
   expect(!isDue || isAutomatic(), "without a session the firmware has its fans");
 }
 
 bool HelperUnderTest::isAutomatic() {
-  const auto fans = observer_.state().fans;
-  return std::all_of(fans.begin(), fans.end(),
-                     [](const VirtualFanState& fan) { return fan.mode != VirtualFan::manualMode; });
+  return std::ranges::count(rig_.modes(), VirtualFan::manualMode) == 0;
 }
 
 void HelperUnderTest::checkAnswer(Message& message, const test::HelperReply& reply) {
@@ -203,15 +136,15 @@ void HelperUnderTest::checkAnswer(Message& message, const test::HelperReply& rep
 }
 
 void HelperUnderTest::finish() {
-  observer_.applyFault("clear");
+  rig_.observer.applyFault("clear");
   for (const char caller : {'0', '1', '2', '3'}) {
     clientGone(caller);
   }
-  if (exitStatus_ && *exitStatus_ != 0) {
+  if (rig_.finished && *rig_.finished != 0) {
     // A helper that gave up on the driver is started again, as its service manager does it.
-    startIfNeeded();
+    rig_.start();
   }
-  expect(scheduler_.runUntil([this] { return exitStatus_.has_value(); }, Seconds{endingTime}),
+  expect(rig_.scheduler.runUntil([this] { return rig_.finished.has_value(); }, Seconds{endingTime}),
          "a helper that nobody needs ends");
   expect(isAutomatic(), "in the end the firmware has its fans");
   for (const auto& message : messages_) {

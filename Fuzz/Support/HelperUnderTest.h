@@ -5,13 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Daemon/HelperDaemon.h"
-#include "Support/CapturingLogSink.h"
-#include "Support/HelperMessages.h"
-#include "Support/TemporaryFolder.h"
-#include "Support/VirtualMacIOKit.h"
-#include "Support/VirtualScheduler.h"
-#include "VirtualMac/VirtualMac.h"
+#include "Support/HelperRig.h"
 
 namespace halcyra::fuzz {
 
@@ -21,9 +15,6 @@ namespace halcyra::fuzz {
 class HelperUnderTest {
  public:
   HelperUnderTest();
-  ~HelperUnderTest();
-  HelperUnderTest(const HelperUnderTest&) = delete;
-  HelperUnderTest& operator=(const HelperUnderTest&) = delete;
 
   /// `caller`: '0' the superuser, '2' another connection of the registered user, '3' a stranger, else the user's first.
   void send(char caller, const std::string& selector, const PropertyList& arguments);
@@ -35,7 +26,7 @@ class HelperUnderTest {
   /// The daemon ends as by SIGKILL and is started again.
   void restart();
   void wait(double seconds);
-  double now() { return scheduler_.elapsed().count(); }
+  double now() { return rig_.now(); }
 
   /// Every fault is undone and every client leaves: the firmware has its fans back, and the daemon ends.
   void finish();
@@ -47,20 +38,12 @@ class HelperUnderTest {
     /// The daemon was killed before it answered.
     bool isLost = false;
   };
-  class Listener;
 
-  void startIfNeeded();
-  void end();
-  void noteWrite(const std::string& key, double value);
+  void noteWrite(const test::AcceptedWrite& write);
   void checkOwnership();
   void checkAnswer(Message& message, const test::HelperReply& reply);
   bool isAutomatic();
 
-  TemporaryFolder folder_;
-  test::VirtualScheduler scheduler_;
-  VirtualMac machine_;
-  test::VirtualMacIOKit observer_;
-  test::CapturingLogSink log_;
   std::vector<std::shared_ptr<Message>> messages_;
   double lastSession_ = 0;
   double lastMessage_ = 0;
@@ -70,14 +53,8 @@ class HelperUnderTest {
   bool modesLie_ = false;
   bool writesAreLost_ = false;
   bool wasKilled_ = false;
-
-  std::shared_ptr<test::VirtualProcess> process_;
-  std::unique_ptr<test::VirtualMacIOKit> iokit_;
-  std::unique_ptr<Listener> listener_;
-  std::shared_ptr<HelperDaemon> daemon_;
-  std::optional<int> exitStatus_;
-  /// Killed processes' drivers are kept: pieces of their work may still be referred to.
-  std::vector<std::unique_ptr<test::VirtualMacIOKit>> endedDrivers_;
+  /// Last: its writes are noted to the end.
+  test::HelperRig rig_{false};
 };
 
 }  // namespace halcyra::fuzz

@@ -8,7 +8,6 @@
 #include "Client/ClientHarness.h"
 #include "Client/MainQueueProbe.h"
 #include "XPC/FanControlXPC.h"
-#include "XPC/HelperXPCError.h"
 
 namespace halcyra::test {
 namespace {
@@ -60,19 +59,6 @@ TEST(HeartbeatProbeRows, AMainQueueThatHangsGetsNoHeartbeatUntilItRunsAgain) {
     EXPECT_TRUE(h.sessionErrors.empty()) << "a heartbeat that is withheld is no failed one";
     EXPECT_TRUE(h.client->sessionID().has_value());
   }
-}
-
-TEST_F(HangingClientTest, TheReturningQueueFindsItsSessionExpired) {
-  beginSession();
-  hangMainQueue(5, 30);
-  run(16);
-  const auto code = static_cast<std::int64_t>(HelperXPCError::Code::invalidSession);
-  answers[std::string(FanControlHelperSelector::heartbeat)] = {nullptr, helperError(code)};
-  run(18);
-  EXPECT_TRUE(sessionErrors.empty());
-  run(3);
-  ASSERT_EQ(sessionErrors.size(), 1U);
-  EXPECT_TRUE(HelperXPCError::isInvalidSession(sessionErrors.front().second));
 }
 
 TEST_F(HangingClientTest, ANewSessionStartsWithoutTheSilenceOfTheOld) {

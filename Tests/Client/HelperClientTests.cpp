@@ -212,15 +212,6 @@ TEST_F(HelperClientTest, EndsASessionLocallyAtOnce) {
   EXPECT_EQ(ended->count, 1);
 }
 
-TEST_F(HelperClientTest, ReadableEndErrorsOfTheTransportToo) {
-  beginSession();
-  bus.addFault(text(Selector::endSession), {Fault::fail, Seconds{0}, helperError(1, "HelperError error 1")});
-  const auto ended = end();
-  settle();
-  ASSERT_TRUE(ended->error.has_value());
-  EXPECT_EQ(ended->error->localizedDescription(), busyText);
-}
-
 TEST_F(HelperClientTest, EndsANamedSessionOnly) {
   const std::string first = beginSession();
   const std::string second = beginSession();

@@ -163,18 +163,20 @@ INSTANTIATE_TEST_SUITE_P(
 /// The helper died between a manual command and its latch, and the next one is to end before it would have latched.
 HelperRow pendingAtTheEnd(const char* name, const std::string& before, const std::string& between, bool isGone,
                           bool isStopped) {
-  return {name, fmt::format(
-                    "begin 1 A = ok; fault latch-delay 9; x: mode 1 A 0 manual; written; kill; mark; {}start; wait 1; "
-                    "{}now: automatic, unwritten; {}{}wait {}; now: {}; clear; wait {}; now: exited 0, automatic, "
-                    "handbacks",
-                    before, between, isGone ? "fault driver-gone; wait 2; " : "", isStopped ? "stop; " : "",
-                    isStopped ? 5 : 60, isGone ? "running" : "exited 0", isStopped ? 10 : 45)};
+  return {name,
+          fmt::format(
+              "begin 1 A = ok; fault latch-delay 9; x: mode 1 A 0 manual; written; kill; mark; {}start; wait 1; "
+              "{}now: automatic, unwritten, locked; {}{}wait {}; now: {}; clear; wait {}; now: exited 0, automatic, "
+              "handbacks",
+              before, between, isGone ? "fault driver-gone; wait 2; " : "", isStopped ? "stop; " : "",
+              isStopped ? 5 : 60, isGone ? "running" : "exited 0", isStopped ? 10 : 45)};
 }
 
 HelperRow missingAtTheStart(const char* name, const std::string& fault, bool isStopped) {
-  return {name, "cold; fault set-mode 0 1 4000; fault " + fault + "; start; wait 60; now: running, unwritten; " +
-                    (isStopped ? "stop; until 15: exited 1"
-                               : "clear; until 3: automatic; wait 45; now: exited 0, handbacks")};
+  return {
+      name,
+      "cold; fault set-mode 0 1 4000; fault " + fault + "; start; wait 60; now: running, unwritten, locked; " +
+          (isStopped ? "stop; until 15: exited 1" : "clear; until 3: automatic; wait 45; now: exited 0, handbacks")};
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -97,43 +97,6 @@ class FilteredWrites : public ForwardingIOKit {
   Pass pass_;
 };
 
-/// A queue whose long timers never fire: those that watch over a session.
-class UnwatchedQueue : public Queue {
- public:
-  explicit UnwatchedQueue(Queue& inner) : inner_(inner) {}
-  const std::string& label() const override { return inner_.label(); }
-  void async(std::function<void()> work) override { inner_.async(std::move(work)); }
-  void sync(const std::function<void()>& work) override { inner_.sync(work); }
-  std::unique_ptr<Timer> startTimer(Seconds first, Seconds period, Seconds leeway,
-                                    std::function<void()> fire) override {
-    constexpr Seconds never{1e7};
-    return inner_.startTimer(first > Seconds{5} ? never : first, period, leeway, std::move(fire));
-  }
-
- private:
-  Queue& inner_;
-};
-
-class UnwatchedDispatch : public Dispatch {
- public:
-  explicit UnwatchedDispatch(Dispatch& inner) : inner_(inner), main_(inner.mainQueue()) {}
-  Queue& mainQueue() override { return main_; }
-  std::unique_ptr<Queue> makeSerialQueue(std::string label, QualityOfService quality) override {
-    return inner_.makeSerialQueue(std::move(label), quality);
-  }
-
- private:
-  Dispatch& inner_;
-  UnwatchedQueue main_;
-};
-
-TEST(ObserverTests, TheWatchdogOff) {
-  expectBroken(Rule::ownership, "seed=1 workload=idle; 10.0 preset full-blast; 100.0 stop-application 60.0",
-               [](ClosedLoop& loop) {
-                 loop.seams.helperDispatch = [](Dispatch& inner) { return std::make_unique<UnwatchedDispatch>(inner); };
-               });
-}
-
 TEST(ObserverTests, TheHandBackOfAClientThatIsGoneLeftOut) {
   const auto defect = [](ClosedLoop& loop) {
     loop.seams.helperIOKit = [&loop](IOKit& inner, Clock&) {
@@ -176,32 +139,15 @@ TEST(ObserverTests, AWriteReplayedAfterTheHandBack) {
       });
 }
 
-/// The answer to an earlier start is taken for that to the next one: no session begins.
-TEST(ObserverTests, AStaleReplyAccepted) {
+TEST(ObserverTests, APresetThatNeverDrivesAFan) {
   const auto defect = [](ClosedLoop& loop) {
-    auto lastStart = std::make_shared<std::optional<HelperReply>>();
-    loop.seams.helperListener = [lastStart](std::unique_ptr<FanControlHelperListener> inner,
-                                            std::shared_ptr<VirtualProcess>) {
-      return std::make_unique<FilteredMessages>(
-          std::move(inner),
-          [lastStart](const FilteredMessages::Handler& handler, const FanControlHelperCaller& caller,
-                      const std::string& selector, const PropertyList& arguments, HelperAnswer answer) {
-            if (selector != FanControlHelperSelector::beginSession) {
-              handler(caller, selector, arguments, std::move(answer));
-            } else if (lastStart->has_value()) {
-              answer(**lastStart);
-            } else {
-              handler(caller, selector, arguments, [lastStart, answer](HelperReply reply) {
-                if (!reply.error) *lastStart = reply;
-                answer(std::move(reply));
-              });
-            }
-          });
+    loop.seams.helperIOKit = [](IOKit& inner, Clock&) {
+      return std::make_unique<FilteredWrites>(inner, [](SMCParamStruct& record) {
+        return record.key != SMCKey::fan(1, "Md").rawValue || record.bytes[0] == 0;
+      });
     };
   };
-  expectBroken(Rule::recovery,
-               "seed=4 workload=idle; 10.0 preset full-blast; 100.0 preset apple-default; 1400.0 preset full-blast",
-               defect);
+  expectBroken(Rule::recovery, "seed=4 workload=idle; 10.0 preset full-blast", defect);
 }
 
 TEST(ObserverTests, GarbageReadAsACoolMachine) {

@@ -223,7 +223,7 @@ INSTANTIATE_TEST_SUITE_P(
          "now: not session, not busy"},
         {"HoldsBackARestore",
          "before select full-blast; before competitor 40; during 30: released; "
-         "now: competing TG Pro, conflict TG Pro, sessions 0, begins 0; " +
+         "now: competing TG Pro, conflict TG Pro, sessions 0, begins 0, logged 0 restoring; " +
              isRestored(10)},
         {"ComesAndGoesQuickly", comesAndGoes()},
     }),

@@ -83,13 +83,11 @@ void ClosedLoop::startHelper() {
   started.process = scheduler.makeProcess("helper");
   started.iokit = std::make_unique<VirtualMacIOKit>(machine, started.process->clock(), true);
   if (seams.helperIOKit) started.iokitSeam = seams.helperIOKit(*started.iokit, started.process->clock());
-  if (seams.helperDispatch) started.dispatchSeam = seams.helperDispatch(*started.process);
   started.listener =
       bus.listen(started.process, std::string(FanControlXPC::machServiceName), started.process->mainQueue());
   if (seams.helperListener) started.listener = seams.helperListener(std::move(started.listener), started.process);
   IOKit& driver = started.iokitSeam ? *started.iokitSeam : static_cast<IOKit&>(*started.iokit);
-  Dispatch& dispatch = started.dispatchSeam ? *started.dispatchSeam : static_cast<Dispatch&>(*started.process);
-  started.daemon = HelperDaemon::make({started.process->clock(), dispatch, helperLog, driver},
+  started.daemon = HelperDaemon::make({started.process->clock(), *started.process, helperLog, driver},
                                       {folder_ + "/fan-control.lock", {}, {userID}}, [this, &started](int status) {
                                         started.exitStatus = status;
                                         scheduler.at(scheduler.elapsed(), [this, &started] { endHelper(started); });

@@ -48,7 +48,6 @@ class ClosedLoop {
     std::shared_ptr<VirtualProcess> process;
     std::unique_ptr<VirtualMacIOKit> iokit;
     std::unique_ptr<IOKit> iokitSeam;
-    std::unique_ptr<Dispatch> dispatchSeam;
     std::unique_ptr<FanControlHelperListener> listener;
     std::shared_ptr<HelperDaemon> daemon;
     std::optional<int> exitStatus;
@@ -60,7 +59,6 @@ class ClosedLoop {
     std::function<std::unique_ptr<IOKit>(IOKit& inner, std::int32_t processID)> applicationIOKit;
     /// The clock is the helper's.
     std::function<std::unique_ptr<IOKit>(IOKit& inner, Clock& clock)> helperIOKit;
-    std::function<std::unique_ptr<Dispatch>(Dispatch& inner)> helperDispatch;
     std::function<std::unique_ptr<FanControlHelperListener>(std::unique_ptr<FanControlHelperListener> inner,
                                                             std::shared_ptr<VirtualProcess> process)>
         helperListener;

@@ -26,7 +26,8 @@ class HelperRig::Listener : public FanControlHelperListener {
   std::function<void()> lost;
 };
 
-HelperRig::HelperRig() : machine({}, makeWorkload("idle")), observer(machine, scheduler.clock(), false) {
+HelperRig::HelperRig(bool connectionsDie)
+    : machine({}, makeWorkload("idle")), observer(machine, scheduler.clock(), false), connectionsDie_(connectionsDie) {
   lockFile = (folder_ / "fan-control.lock").string();
   machine.setWriteObserver([this](const std::string& key, double value) {
     writes.push_back({key, value, now()});
@@ -43,8 +44,7 @@ void HelperRig::start() {
   kill();
   process = scheduler.makeProcess("helper");
   iokit_ = std::make_unique<VirtualMacIOKit>(machine, process->clock(), true);
-  // The harder of the two: what still holds a fan must not lean on a connection that comes back by itself.
-  iokit_->connectionsDie = true;
+  iokit_->connectionsDie = connectionsDie_;
   listener_ = std::make_unique<Listener>();
   finished.reset();
   daemon = HelperDaemon::make({process->clock(), *process, log, *iokit_}, {lockFile, {}, {registeredUser}},
@@ -77,7 +77,14 @@ FanControlHelperCaller HelperRig::caller(char name) {
 
 void HelperRig::send(char from, const std::string& selector, const PropertyList& arguments, Reply reply) {
   process->mainQueue().async([this, who = caller(from), selector, arguments, reply = std::move(reply)] {
-    if (const auto service = listener_->service.lock()) deliverMessage(*service, who, selector, arguments, reply);
+    const auto service = listener_->service.lock();
+    if (!service) return;
+    try {
+      deliverMessage(*service, who, selector, arguments, reply);
+    } catch (const std::exception&) {
+      // No message of the helper's: it does not get as far as the service.
+      reply({nullptr, HelperXPCError::make(HelperXPCError::Code::internalFailure, "no such message")});
+    }
   });
 }
 
@@ -117,17 +124,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  for (std::size_t at = 0; at <= text.size();) {
-    const auto end = std::min(text.find(separator, at), text.size());
-    const auto first = text.find_first_not_of(" \n", at);
-    if (first < end) pieces.push_back(text.substr(first, text.find_last_not_of(" \n", end - 1) + 1 - first));
-    at = end + 1;
-  }
-  return pieces;
-}
-
 std::string sessionIDOf(const std::string& name) {
   if (name == "A") return "6F9619FF-8B86-4D11-B42D-00CF4FC964FF";
   if (name == "B") return "0A1B2C3D-4E5F-4A6B-8C7D-9E0F1A2B3C4D";
@@ -157,7 +153,7 @@ void HelperScript::check(const std::string& text) {
 }
 
 std::string HelperScript::play(const std::string& text) {
-  auto statements = split(text, ';');
+  auto statements = piecesIn(text, ';');
   if (!statements.empty() && statements.front() == "cold") {
     statements.erase(statements.begin());
   } else {
@@ -252,7 +248,7 @@ bool HelperScript::timed(const std::string& text) {
   const auto kind = text.substr(0, text.find_first_of(" :"));
   if (colon == std::string::npos || (kind != "now" && kind != "until" && kind != "during")) return false;
   rig_.scheduler.runPending();
-  const auto conditions = split(text.substr(colon + 2), ',');
+  const auto conditions = piecesIn(text.substr(colon + 2), ',');
   const auto allHold = [&] {
     return std::all_of(conditions.begin(), conditions.end(), [this](const auto& each) { return holds(each); });
   };

@@ -32,7 +32,9 @@ class HelperRig {
   static constexpr std::uint32_t registeredUser = 501;
   using Reply = std::function<void(const HelperReply&)>;
 
-  HelperRig();
+  /// With `connectionsDie` a driver that was gone has to be opened anew: what still holds a fan must not lean on a
+  /// connection that comes back by itself.
+  explicit HelperRig(bool connectionsDie = true);
   ~HelperRig();
   HelperRig(const HelperRig&) = delete;
   HelperRig& operator=(const HelperRig&) = delete;
@@ -68,6 +70,7 @@ class HelperRig {
  private:
   class Listener;
 
+  bool connectionsDie_;
   TemporaryFolder folder_;
   std::unique_ptr<VirtualMacIOKit> iokit_;
   std::unique_ptr<Listener> listener_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -17,16 +16,6 @@ namespace {
 constexpr double lookPeriod = 0.1;
 constexpr double patience = 30;
 constexpr double scenarioAllowance = 2;
-
-std::vector<std::string> piecesOf(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  std::istringstream stream(text);
-  for (std::string piece; std::getline(stream, piece, separator);) {
-    const auto first = piece.find_first_not_of(" \n");
-    if (first != std::string::npos) pieces.push_back(piece.substr(first, piece.find_last_not_of(" \n") + 1 - first));
-  }
-  return pieces;
-}
 
 /// Moments of an activation: on the way of each message, and while what it asks for is being done.
 const std::vector<std::string> moments = {"sent begin 0",  "sent begin 0.0003", "sent mode 0",    "sent mode 0.0003",
@@ -71,7 +60,7 @@ void Scenario::check(const std::string& text) {
 }
 
 std::string Scenario::run(const std::string& text) {
-  auto statements = piecesOf(text, ';');
+  auto statements = piecesIn(text, ';');
   std::string workload = "idle";
   if (!statements.empty() && statements.front().starts_with("on ")) {
     workload = statements.front().substr(3);
@@ -148,7 +137,7 @@ bool Scenario::timed(const std::string& text) {
   const std::string conditions = text.substr(colon + 2);
   loop_.scheduler.runPending();
   if (kind == "now") {
-    for (const std::string& each : piecesOf(conditions, ',')) expect(holds(each), each);
+    for (const std::string& each : piecesIn(conditions, ',')) expect(holds(each), each);
     return true;
   }
   const double end = loop_.now() + std::stod(text.substr(kind.size()));
@@ -237,7 +226,7 @@ Scenario::Mark Scenario::mark() {
 }
 
 bool Scenario::holdsAll(const std::string& conditions) {
-  const auto all = piecesOf(conditions, ',');
+  const auto all = piecesIn(conditions, ',');
   return std::all_of(all.begin(), all.end(), [this](const std::string& each) { return holds(each); });
 }
 
@@ -358,7 +347,7 @@ bool Scenario::carriedIs(const std::string& wanted) const {
   for (std::size_t index = mark_.carried; index < all.size(); ++index) carried += all[index] + " / ";
   std::size_t at = 0;
   bool isFree = false;
-  for (const std::string& piece : piecesOf(wanted, '/')) {
+  for (const std::string& piece : piecesIn(wanted, '/')) {
     if (piece == "*") {
       isFree = true;
       continue;

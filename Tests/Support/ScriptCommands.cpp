@@ -49,6 +49,16 @@ std::vector<std::string> wordsIn(const std::string& text) {
   return words;
 }
 
+std::vector<std::string> piecesIn(const std::string& text, char separator) {
+  std::vector<std::string> pieces;
+  std::istringstream stream(text);
+  for (std::string piece; std::getline(stream, piece, separator);) {
+    const auto first = piece.find_first_not_of(" \n");
+    if (first != std::string::npos) pieces.push_back(piece.substr(first, piece.find_last_not_of(" \n") + 1 - first));
+  }
+  return pieces;
+}
+
 FanPreset presetNamed(const std::string& name, std::int64_t rpm) {
   if (name == "apple-default") return FanPreset::systemDefault();
   if (name == "smart-auto") return FanPreset::automatic();

@@ -14,6 +14,8 @@ inline constexpr std::int32_t competitorProcess = 9001;
 inline constexpr const char* competitorPath = "/Library/PrivilegedHelperTools/com.tunabellysoftware.tgfanhelper";
 
 std::vector<std::string> wordsIn(const std::string& text);
+/// What stands between separators, without the blanks around it; empty pieces are left out.
+std::vector<std::string> piecesIn(const std::string& text, char separator);
 /// `rpm` is what an edit has made of a preset of the user's own.
 FanPreset presetNamed(const std::string& name, std::int64_t rpm = 3500);
 

@@ -49,8 +49,9 @@ class VirtualQueue : public Queue {
   void async(std::function<void()> work) override { core_->post(*lane_, Seconds{0}, std::move(work)); }
   void asyncAfter(Seconds delay, std::function<void()> work) { core_->post(*lane_, delay, std::move(work)); }
   void sync(const std::function<void()>& work) override { core_->sync(lane_, work); }
-  std::unique_ptr<Timer> startTimer(Seconds first, Seconds period, Seconds /*leeway*/,
+  std::unique_ptr<Timer> startTimer(Seconds first, Seconds period, Seconds leeway,
                                     std::function<void()> fire) override {
+    precondition(leeway.count() >= 0, "a timer cannot be early");
     return std::make_unique<VirtualTimer>(core_, lane_, core_->startTimer(*lane_, first, period, std::move(fire)));
   }
 
