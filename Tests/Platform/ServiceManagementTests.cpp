@@ -198,15 +198,19 @@ TEST_F(SystemServiceTests, OnlyTheRegisteredUserMayCall) {
   administrator.registerDaemon(plist);
   EXPECT_FALSE(std::filesystem::exists(*layout_.busPolicy)) << "nobody has approved";
   administrator.approve(plist);
-  EXPECT_NE(policy().find("<policy context=\"default\"><deny own="), std::string::npos);
-  EXPECT_NE(policy().find("<policy user=\"1000\"><allow send_destination=\"com.norwick.Halcyra.helper\"/>"),
-            std::string::npos);
+  EXPECT_NE(policy().find("<deny send_destination=\"com.norwick.Halcyra.helper\"/>"), std::string::npos);
+  const std::size_t user = policy().find("<policy user=\"1000\">");
+  ASSERT_NE(user, std::string::npos);
+  EXPECT_NE(policy().find("send_member=\"SetFanTargetRPM\"", user), std::string::npos);
+  EXPECT_EQ(policy().find("<allow send_destination=\"com.norwick.Halcyra.helper\"/>"), std::string::npos)
+      << "every message has to be named";
+  EXPECT_EQ(policy().find("own=", user), std::string::npos);
   administrator.unregisterDaemon(plist);
   EXPECT_FALSE(std::filesystem::exists(*layout_.busPolicy));
 
   management(0).registerDaemon(plist);
   EXPECT_EQ(policy().find("1000"), std::string::npos);
-  EXPECT_NE(policy().find("<policy user=\"root\"><allow own="), std::string::npos);
+  EXPECT_NE(policy().find("<policy user=\"root\">\n    <allow own="), std::string::npos);
 }
 
 TEST_F(SystemServiceTests, AnOrdinaryUserWritesNothingAndAsks) {

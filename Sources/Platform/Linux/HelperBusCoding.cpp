@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <systemd/sd-bus.h>
 #include <utility>
@@ -34,13 +35,6 @@ constexpr std::array<std::pair<Code, std::string_view>, 8> errorNames{{
     {Code::internalFailure, "InternalFailure"},
 }};
 
-std::string portable(const std::string& text) {
-  if (!isPortableText(text)) {
-    throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "A text is not UTF-8.");
-  }
-  return text;
-}
-
 sdbus::Variant encodedValue(const PropertyList& value) {
   switch (value.type()) {
     case PropertyList::value_t::boolean:
@@ -51,7 +45,7 @@ sdbus::Variant encodedValue(const PropertyList& value) {
     case PropertyList::value_t::number_float:
       return value.get<double>();
     case PropertyList::value_t::string:
-      return portable(value.get_ref<const std::string&>());
+      return value.get_ref<const std::string&>();
     case PropertyList::value_t::object:
       return HelperBusCoding::encoded(value);
     default:
@@ -75,15 +69,23 @@ PropertyList decodedValue(const sdbus::Variant& value) {
   return result;
 }
 
+std::optional<Code> helperCode(const Error& error) {
+  return error.domain == HelperXPCError::domain ? HelperXPCError::codeFromRaw(error.code) : std::nullopt;
+}
+
 /// Empty when there can be none.
 std::string errorName(const Error& error) {
   for (const auto& [code, text] : errorNames) {
-    if (error.domain == HelperXPCError::domain && error.code == static_cast<std::int64_t>(code)) {
-      return fmt::format("{}{}{}", HelperXPCError::domain, namedInfix, text);
-    }
+    if (helperCode(error) == code) return fmt::format("{}{}{}", HelperXPCError::domain, namedInfix, text);
   }
   std::string name = fmt::format("{}{}{}", error.domain, numberedInfix, error.code);
   return sd_bus_interface_name_is_valid(name.c_str()) > 0 ? name : std::string();
+}
+
+/// What stands for an error without a description.
+std::string_view standardText(const Error& error) {
+  const auto code = helperCode(error);
+  return code ? HelperXPCError::readableText(*code) : std::string_view();
 }
 
 /// Domain and code of a name; the whole name and 0 when it is none of ours.
@@ -107,7 +109,7 @@ Dictionary HelperBusCoding::encoded(const PropertyList& dictionary) {
   Dictionary result;
   if (!dictionary.is_object()) return result;
   for (const auto& [key, value] : dictionary.items()) {
-    if (!value.is_null()) result.emplace(portable(key), encodedValue(value));
+    if (!value.is_null()) result.emplace(key, encodedValue(value));
   }
   return result;
 }
@@ -122,15 +124,16 @@ PropertyList HelperBusCoding::decoded(const Dictionary& dictionary) {
 
 sdbus::Error HelperBusCoding::encoded(const Error& error) {
   const auto description = error.userInfo.find(localizedDescriptionKey);
-  std::string text = description == error.userInfo.end() ? std::string() : description->second;
-  if (!isPortableText(text)) text.clear();
-  if (const std::string name = errorName(error); !name.empty()) return {name, text};
-  return {errorName(HelperXPCError::make(Code::internalFailure)), text};
+  const bool isDescribed = description != error.userInfo.end() && isPortableText(description->second);
+  std::string text(isDescribed ? description->second : standardText(error));
+  const std::string name = errorName(error);
+  return {name.empty() ? errorName(HelperXPCError::make(Code::internalFailure)) : name, std::move(text)};
 }
 
 Error HelperBusCoding::decoded(const sdbus::Error& error) {
   Error result = parsedName(error.getName());
-  if (!error.getMessage().empty()) result.userInfo.emplace(localizedDescriptionKey, error.getMessage());
+  const std::string& text = error.getMessage();
+  if (text != standardText(result)) result.userInfo.emplace(localizedDescriptionKey, text);
   return result;
 }
 

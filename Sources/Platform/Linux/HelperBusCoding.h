@@ -20,7 +20,8 @@ Dictionary encoded(const PropertyList& dictionary);
 PropertyList decoded(const Dictionary& dictionary);
 
 /// "com.norwick.Halcyra.helper.Error.Busy" and so on for the helper's own codes, "<domain>.Code<code>" for others, with
-/// the description as the text. An error that no such name can be made for arrives as the helper's `internalFailure`.
+/// the description, or what the client shows without one, as the text. An error that no such name can be made for
+/// arrives as the helper's `internalFailure`.
 sdbus::Error encoded(const Error& error);
 /// The inverse; an error of any other form keeps its name as the domain, with code 0.
 Error decoded(const sdbus::Error& error);

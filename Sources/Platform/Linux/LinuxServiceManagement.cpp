@@ -76,21 +76,39 @@ void writePublicFile(const std::filesystem::path& path, const std::string& conte
   writeFileAtomically(path, content, publicFileMode);
 }
 
+/// What one who may talk to the service may send it: the eight messages, and what shows them.
+std::string allowedMessages(const std::string& service) {
+  std::string result;
+  for (const std::string_view member : {"Status", "BeginSession", "Heartbeat", "SetFanMode", "SetFanTargetRPM",
+                                        "ResetAll", "EndSession", "PrepareForUninstall"}) {
+    result += fmt::format("    <allow send_destination=\"{0}\" send_interface=\"{0}\" send_member=\"{1}\"/>\n", service,
+                          member);
+  }
+  for (const std::string_view interface : {"Introspectable", "Properties", "Peer"}) {
+    result += fmt::format("    <allow send_destination=\"{}\" send_interface=\"org.freedesktop.DBus.{}\"/>\n", service,
+                          interface);
+  }
+  return result;
+}
+
 /// Nobody may talk to the service but root and this user.
 std::string busPolicy(const std::string& service, std::uint32_t userID) {
-  std::string user;
-  if (userID != 0) {
-    user = fmt::format("  <policy user=\"{}\"><allow send_destination=\"{}\"/></policy>\n", userID, service);
-  }
+  const std::string allowed = allowedMessages(service);
+  const std::string user =
+      userID == 0 ? std::string() : fmt::format("  <policy user=\"{}\">\n{}  </policy>\n", userID, allowed);
   return fmt::format(
       "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN\"\n"
       " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
       "<busconfig>\n"
-      "  <policy context=\"default\"><deny own=\"{0}\"/><deny send_destination=\"{0}\"/></policy>\n"
-      "  <policy user=\"root\"><allow own=\"{0}\"/><allow send_destination=\"{0}\"/></policy>\n"
-      "{1}"
+      "  <policy context=\"default\">\n"
+      "    <deny own=\"{0}\"/>\n"
+      "    <deny send_destination=\"{0}\"/>\n"
+      "  </policy>\n"
+      "  <policy user=\"root\">\n"
+      "    <allow own=\"{0}\"/>\n{1}"
+      "  </policy>\n{2}"
       "</busconfig>\n",
-      service, user);
+      service, allowed, user);
 }
 
 bool contains(const std::filesystem::path& path, std::string_view text) {

@@ -15,6 +15,9 @@ std::optional<std::string> MessageAdmission::refusal(const std::string& connecti
   const auto found = connections_.find(connection);
   const Connection known = found == connections_.end() ? Connection{} : found->second;
   const bool isHolder = !holder_.empty() && connection == holder_;
+  if (auto reason = rateRefusal(connection, known, now)) {
+    return reason;
+  }
   if (known.waiting >= (isHolder ? mostOfHolder : mostOfConnection)) {
     return "Too many messages of this connection wait for an answer.";
   }
@@ -27,9 +30,6 @@ std::optional<std::string> MessageAdmission::refusal(const std::string& connecti
   }
   if (!isHolder && (ofUser >= mostOfUser || ofAll >= mostOfAll)) {
     return "Too many messages wait for an answer.";
-  }
-  if (auto reason = rateRefusal(connection, known, now)) {
-    return reason;
   }
   if (found == connections_.end()) {
     makeRoom();

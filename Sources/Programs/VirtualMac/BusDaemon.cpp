@@ -66,9 +66,13 @@ std::string BusDaemon::configuration(const RuntimeLayout& layout) {
       "    <allow own=\"*\"/>\n"
       "    <allow user=\"*\"/>\n"
       "  </policy>\n"
-      "  <limit name=\"max_message_size\">1048576</limit>\n"
-      "  <limit name=\"max_incoming_bytes\">8388608</limit>\n"
-      "  <limit name=\"max_outgoing_bytes\">8388608</limit>\n"
+      // The longest message of the machine has a few thousand bytes. What all connections of a user may have under way
+      // to the helper must fit its queue, or else the bus refuses everybody's messages to it.
+      "  <limit name=\"max_message_size\">16384</limit>\n"
+      "  <limit name=\"max_incoming_bytes\">4096</limit>\n"
+      "  <limit name=\"max_outgoing_bytes\">16777216</limit>\n"
+      "  <limit name=\"max_connections_per_user\">128</limit>\n"
+      "  <limit name=\"max_replies_per_connection\">128</limit>\n"
       "</busconfig>\n",
       layout.busAddress, escapedForXML(layout.servicesFolder.string()));
 }
