@@ -208,6 +208,6 @@ TEST_P(HelperLinkTests, AServiceThatIsGoneInterrupts) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Links, HelperLinkTests, testing::ValuesIn(linkKinds()),
-                         [](const auto& info) { return info.param; });
+                         [](const auto& each) { return each.param; });
 
 }  // namespace halcyra::test
