@@ -19,7 +19,7 @@ Sign readSign(int readEnd) {
   const auto count = ::read(readEnd, signs, sizeof signs);
   if (count < 0) return errno == EINTR || errno == EAGAIN ? Sign::none : Sign::gone;
   if (count == 0) return Sign::gone;
-  return std::find(signs, signs + count, LifeLine::farewell) == signs + count ? Sign::alive : Sign::farewell;
+  return std::find(signs, signs + count, LifeLine::lastSign) == signs + count ? Sign::alive : Sign::farewell;
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 namespace halcyra::LifeLine {
 
 /// What is written: a sign of life, and the word that nothing is left to be done.
-inline constexpr char alive = '.';
-inline constexpr char farewell = 'q';
+inline constexpr char signOfLife = '.';
+inline constexpr char lastSign = 'q';
 
 enum class Ending { farewell, gone, silent };
 

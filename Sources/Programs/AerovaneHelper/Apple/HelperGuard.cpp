@@ -59,7 +59,7 @@ HelperGuard::HelperGuard(Queue& main, LogSink& log) : logger_(log, "com.norwick.
 HelperGuard::~HelperGuard() {
   signs_.reset();
   if (writeEnd_ < 0) return;
-  [[maybe_unused]] const auto written = write(writeEnd_, &LifeLine::farewell, 1);
+  [[maybe_unused]] const auto written = write(writeEnd_, &LifeLine::lastSign, 1);
   drop();
 }
 
@@ -82,7 +82,7 @@ void HelperGuard::start() {
 }
 
 void HelperGuard::giveSign() {
-  if (writeEnd_ >= 0 && write(writeEnd_, &LifeLine::alive, 1) < 0 && errno == EPIPE) {
+  if (writeEnd_ >= 0 && write(writeEnd_, &LifeLine::signOfLife, 1) < 0 && errno == EPIPE) {
     logger_.error("the guard is gone; starting another one");
     drop();
   }
