@@ -210,5 +210,53 @@ TEST_F(PresetLibraryTests, TheConsoleImportsExportsAndListsInThisOrderUntilTheFi
   EXPECT_EQ(runCommands({std::nullopt, allFile, true, false}), "Export failed: disk full");
 }
 
+TEST_F(PresetLibraryTests, WhatAnotherProcessStoresIsFollowedAndKept) {
+  FanPreset mine = FanPreset::cpuCoreDefault();
+  mine.id = UUID::random();
+  mine.name = "Mine";
+  mine.strategy = ControlStrategy::constantRPM;
+  mine.constantRPM = 2000;
+  rig.drive(mine);
+  FanPreset edited = mine;
+  edited.constantRPM = 3000;
+  FanPreset theirs = mine;
+  theirs.id = UUID::random();
+  theirs.name = "Theirs";
+  FanPreset later = theirs;
+  later.id = UUID::random();
+  later.name = "Later";
+  FanCurveManager other(doubles().userDefaults);
+  other.loadCustomPresets();
+  other.saveCustomPresets({edited, theirs});
+  doubles().userDefaults.isChanged = true;
+  rig.run(4);
+  EXPECT_EQ(names(), (Lines{"Battery Saver", "30–50 °C Cooling", "Mine", "Theirs"}));
+  EXPECT_EQ(model().activePreset(), edited);
+  // Unseen yet, and not lost by a change of our own.
+  other.saveCustomPresets({edited, theirs, later});
+  rig.onMain([&](AppModel& each) { each.deletePreset(theirs); });
+  EXPECT_EQ(names(), (Lines{"Battery Saver", "30–50 °C Cooling", "Mine", "Later"}));
+  // The preset in use stays even if it is gone from there.
+  other.saveCustomPresets({later});
+  doubles().userDefaults.isChanged = true;
+  rig.run(3);
+  EXPECT_TRUE(model().hasHelperSession());
+  EXPECT_EQ(model().customPresets().back(), edited);
+}
+
+TEST_F(PresetLibraryTests, WhatIsNotDurableIsSaidAndACatalogueNameStays) {
+  FanPreset renamed = FanPreset::batterySaver();
+  renamed.name = "Mine";
+  rig.onMain([&](AppModel& each) { each.savePreset(renamed); });
+  EXPECT_EQ(names(), bundled);
+  doubles().userDefaults.failure = "the disk is full";
+  rig.run(3);
+  EXPECT_EQ(rig.errorText(), "the disk is full");
+  EXPECT_EQ(import(PresetExportFile{1, {FanPreset::cpuCoreDefault()}}.encode()), "Import failed: the disk is full");
+  doubles().userDefaults.failure.reset();
+  rig.run(3);
+  EXPECT_EQ(import(PresetExportFile{1, {}}.encode()), PresetExportFile::noValidPresetsMessage);
+}
+
 }  // namespace
 }  // namespace halcyra::test

@@ -146,10 +146,10 @@ TEST_F(MainViewTest, aNewPresetIsEditedSavedAndApplied) {
   EXPECT_EQ(high.text(), "50");
   type("rampStart", "20");
 
-  const QPoint segment = child<QWidget>(*view, "sourceConstant").mapTo(view->get(), QPoint());
+  const QPoint segment = child<QWidget>(*view, "sourceConstant").mapTo(view.get(), QPoint());
   click(*view, "sourceConstant");
   UIHarness::pumpEvents();
-  EXPECT_EQ(child<QWidget>(*view, "sourceConstant").mapTo(view->get(), QPoint()), segment)
+  EXPECT_EQ(child<QWidget>(*view, "sourceConstant").mapTo(view.get(), QPoint()), segment)
       << "it stays under the pointer";
   EXPECT_EQ(child<FanCurveEditorField>(*view, "targetRPM").text(), "2000");
   EXPECT_EQ(view->editingPreset().constantRPM, 2000);

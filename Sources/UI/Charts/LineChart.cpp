@@ -128,13 +128,13 @@ void LineChart::keyPressEvent(QKeyEvent* event) {
   const PointLists lists = pointLists();
   switch (event->key()) {
     case Qt::Key_Left:
-      return moveTo(moment_ ? neighbourDate(lists, *moment_, -1) : nearestDate(lists, distantFuture));
+      return moveTo(moment_ ? neighbourDate(lists, *moment_, -1) : nearestDate(lists, Date::max()));
     case Qt::Key_Right:
-      return moveTo(moment_ ? neighbourDate(lists, *moment_, 1) : nearestDate(lists, distantFuture));
+      return moveTo(moment_ ? neighbourDate(lists, *moment_, 1) : nearestDate(lists, Date::max()));
     case Qt::Key_Home:
-      return moveTo(nearestDate(lists, distantPast));
+      return moveTo(nearestDate(lists, Date::min()));
     case Qt::Key_End:
-      return moveTo(nearestDate(lists, distantFuture));
+      return moveTo(nearestDate(lists, Date::max()));
     case Qt::Key_Escape:
       // Without a cross-hair it is the window's.
       if (!moment_) break;
