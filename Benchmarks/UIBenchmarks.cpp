@@ -230,7 +230,7 @@ void longestBlock(benchmark::State& state) {
   application();
   const MachineUnderTest machine;
   const auto settings = machine.folder().parent_path() / "defaults.json";
-  std::ofstream(settings) << R"({"supervisedFanTestProtocolVersion": 1})";
+  std::ofstream(settings) << R"({"supervisedFanTestProtocolVersion": 1, "supervisedFanTestHardwareModel": "Mac15,11"})";
   QtMainQueue mainQueue;
   LinuxPlatformOptions options;
   options.layout = RuntimeLayout::inFolder(machine.folder());

@@ -29,7 +29,8 @@ class DesktopUnderTest {
   DesktopUnderTest() {
     std::filesystem::create_directories(machine.configuration() / "aerovane");
     std::filesystem::permissions(machine.configuration(), std::filesystem::perms(0700));
-    std::ofstream(machine.settings()) << R"({"supervisedFanTestProtocolVersion": 1})";
+    std::ofstream(machine.settings())
+        << R"({"supervisedFanTestProtocolVersion": 1, "supervisedFanTestHardwareModel": "Mac15,11"})";
   }
 
   std::unique_ptr<test::ChildProcess> start() {

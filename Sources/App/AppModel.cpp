@@ -49,7 +49,9 @@ AppModel::AppModel(Platform& platform)
       launchAtLogin_(objectWillChange_, platform.serviceManagement.mainAppStatus() == ServiceManagement::enabled) {}
 
 AppModel::~AppModel() {
-  platform_.power.observe({}, {});
+  if (observesPower_) {
+    platform_.power.observe({}, {});
+  }
 }
 
 void AppModel::start(const AppModelOptions& options) {
@@ -129,6 +131,7 @@ void AppModel::telemetryFailed(const Error& error, bool isStale) {
 }
 
 void AppModel::observePower() {
+  observesPower_ = true;
   platform_.power.observe(
       [weak = weak_from_this()](std::function<void()> allowSleep) {
         if (const auto self = weak.lock()) {

@@ -208,6 +208,7 @@ class AppModel : public std::enable_shared_from_this<AppModel> {
   FanControl control_;
   Published<double> pollingInterval_;
   Published<bool> launchAtLogin_;
+  bool observesPower_ = false;
 };
 
 }  // namespace halcyra

@@ -96,9 +96,10 @@ TEST_F(PresetLibraryTests, NewCopiedAndDeletedPresets) {
 
 TEST_F(PresetLibraryTests, SavingReplacesInPlaceAndRefusesWhatIsInvalid) {
   FanPreset edited = FanPreset::batterySaver();
-  edited.name = "Edited";
+  edited.lowTemperature -= 5;
   rig.onMain([&](AppModel& each) { each.savePreset(edited); });
-  EXPECT_EQ(names(), (Lines{"Edited", "30–50 °C Cooling"}));
+  EXPECT_EQ(names(), bundled);
+  EXPECT_EQ(model().customPresets().front(), edited);
   edited.highTemperature = edited.lowTemperature - 1;
   rig.onMain([&](AppModel& each) { each.savePreset(edited); });
   EXPECT_EQ(rig.errorText(), "That preset has an invalid name, temperature range, hysteresis, or RPM target.");

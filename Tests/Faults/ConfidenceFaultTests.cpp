@@ -28,11 +28,11 @@ INSTANTIATE_TEST_SUITE_P(
                     "before fault 999 slow 25; preset full-blast; now: not error, selected full-blast, begins 0; "
                     "clear slow; until 20: driven; now: not error"},
         ScenarioRow{"ItIsSaidWhenTheFirstReadingShowsAnotherMachine",
-                    "before fault 999 slow 25; before model Mac14,1; before store supervisedFanTestHardwareModel "
-                    "Mac14,1; preset full-blast; now: not error; clear slow; "
-                    "until 20: error This Mac14,1 remains; during 10: automatic; now: begins 0"},
+                    "before fault 999 slow 25; before model Mac14; before store supervisedFanTestHardwareModel "
+                    "Mac14; preset full-blast; now: not error; clear slow; "
+                    "until 20: error remains in safe monitoring-only mode; during 10: automatic; now: begins 0"},
         ScenarioRow{"AReadingThatGrowsTooOldHandsBackAtOnce",
-                    atFullBlast + "allow 20; fault 999 slow 1000; during 10: manual; until 20: automatic; mark; "
+                    atFullBlast + "fault 999 slow 60; during 10: manual; until 8: automatic; mark; "
                                   "during 60: undriven; now: error not been read for 15 seconds; clear slow; "
                                   "until 30: driven; now: not error"},
         ScenarioRow{"ADriverThatKeepsUpIsFollowed",

@@ -35,7 +35,8 @@ TEST_F(ControlTests, ASecondApplicationAndAStrangerAreRefusedAndChangeNothing) {
   const auto second = startApplication(machine, {"--preset", "30–50 °C Cooling"});
   TemporaryFolder home;
   std::filesystem::permissions(home.path(), std::filesystem::perms(0777));
-  writeFile(home.path() / "aerovane/simulated-defaults.json", R"({"supervisedFanTestProtocolVersion": 1})");
+  writeFile(home.path() / "aerovane/simulated-defaults.json",
+            R"({"supervisedFanTestProtocolVersion": 1, "supervisedFanTestHardwareModel": "Mac15,11"})");
   ASSERT_EQ(chown((home.path() / "aerovane").c_str(), nobody, nobody), 0);
   // Root has registered the helper: another user is not let in.
   ChildProcess stranger(program("aerovane"),

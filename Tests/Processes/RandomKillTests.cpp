@@ -22,7 +22,9 @@ enum class Victim { application, helper, both };
 class KillRounds {
  public:
   explicit KillRounds(std::uint32_t seed) : random_(seed) {
-    writeFile(machine_.settings(), R"({"pollingInterval": 1.0, "supervisedFanTestProtocolVersion": 1})");
+    writeFile(
+        machine_.settings(),
+        R"({"pollingInterval": 1.0, "supervisedFanTestProtocolVersion": 1, "supervisedFanTestHardwareModel": "Mac15,11"})");
   }
 
   /// What went wrong; empty when nothing did.

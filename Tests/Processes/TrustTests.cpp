@@ -47,7 +47,8 @@ TEST_F(TrustTests, AnotherFanUtilityGetsTheFansUntilItIsGone) {
   ASSERT_EQ(other.control({"competitor", "on"}), 0);
   // One that runs already is met before any fan is driven.
   ASSERT_EQ(machine.control({"competitor", "on"}), 0);
-  writeFile(machine.settings(), R"({"supervisedFanTestProtocolVersion": 1})");
+  writeFile(machine.settings(),
+            R"({"supervisedFanTestProtocolVersion": 1, "supervisedFanTestHardwareModel": "Mac15,11"})");
   application = startApplication(machine, {"--preset", "Full Blast"});
   ASSERT_FALSE(readUntil(*application, isConflict).is_null()) << application->errors();
   EXPECT_EQ(machine.show().at("writes"), 0);

@@ -196,11 +196,11 @@ TEST_F(MainViewTest, unlinkedFansAreEditedEachInItsBox) {
   QTest::keyClicks(&field, "7");
   auto& editor = child<FanCurveEditor>(*view, "fanCurveEditor");
   editor.setFanIndices({});
-  settle();
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   EXPECT_EQ(editor.findChildren<FanCurveEditorBlock*>().size(), 1);
   QTest::keyClicks(&child<FanCurveEditorField>(editor, "rampStart"), "7");
   editor.setFanIndices({0, 1});
-  settle();
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   EXPECT_EQ(editor.findChildren<FanCurveEditorBlock*>().size(), 2);
   EXPECT_EQ(view->editingPreset().fan1Settings.value().lowTemperature, 20) << "the 7 that was typed";
 }
