@@ -17,9 +17,9 @@
 #include "Platform/Linux/LinuxPlatform.h"
 #include "Platform/Linux/LinuxSystemInformation.h"
 #include "Platform/Linux/LogSinks.h"
-#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/Linux/RuntimeLayout.h"
 #include "Platform/Linux/UnixSocket.h"
+#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/PlatformTestSupport.h"
 
 namespace halcyra::test {

@@ -22,8 +22,8 @@ std::int64_t curveTarget(const FanPreset& preset, const FanInfo& fan, const Targ
 
 PresetTarget smartAutoAtActivation(const FanInfo& fan, const TargetReadings& readings) {
   PresetTarget target;
-  target.rpm = SmartAutoDecision::targetRPM(readings.zone.value_or(smartAutoFallbackTemperature),
-                                            readings.sustainedDie, readings.isCritical, fan.minRPM, fan.maxRPM);
+  target.rpm = SmartAutoDecision::targetRPM(readings.zone.value_or(smartAutoFallbackTemperature), readings.sustainedDie,
+                                            readings.isCritical, fan.minRPM, fan.maxRPM);
   target.isDue = true;
   target.reason = "preset activation";
   return target;

@@ -10,8 +10,8 @@
 
 #include "fmt/format.h"
 
-#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/Linux/UnixSocket.h"
+#include "Platform/POSIX/PromptOutput.h"
 #include "Platform/UntrustedText.h"
 
 namespace halcyra {
