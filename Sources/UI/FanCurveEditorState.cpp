@@ -55,7 +55,7 @@ std::string reasonAgainst(const FanPreset& preset) {
   if (trimmed(preset.name).empty()) return "Enter a name.";
   const bool isConstant = preset.strategy == ControlStrategy::constantRPM;
   if (preset.linkedFans) {
-    const std::string reason = reasonAgainst(preset.settings(0), isConstant);
+    std::string reason = reasonAgainst(preset.settings(0), isConstant);
     if (!reason.empty()) return reason;
   } else {
     for (const int fan : {0, 1}) {

@@ -89,6 +89,7 @@ std::vector<MenuBarState::ZoneRow> zoneRows(const ModelView& view) {
   for (const FanInfo& fan : view.fans) zones[fan.index];
   for (const auto& [fan, temperature] : view.fanControlTemperatures) zones[fan] = temperature;
   std::vector<MenuBarState::ZoneRow> rows;
+  rows.reserve(zones.size());
   for (const auto& [fan, temperature] : zones) {
     rows.push_back({zoneLabel(fan), temperature, temperatureText(temperature, "—")});
   }

@@ -2,6 +2,7 @@
 
 #include "App/AppRig.h"
 #include "App/ConsoleSession.h"
+#include "Helpers/PresetSelectionStore.h"
 #include "VirtualMac/TraceWorkload.h"
 
 namespace halcyra::test {
@@ -89,6 +90,24 @@ TEST_F(ConsoleSessionTests, ARecordingThatFailsIsSaidOnceAndControlGoesOn) {
   rig->run(12);
   EXPECT_EQ(status, 1) << "what was asked for was not done in full";
   EXPECT_TRUE(rig->loop.allAutomatic());
+}
+
+TEST_F(ConsoleSessionTests, APresetThatNeverDroveAFanIsAFailure) {
+  startConsole(fullBlastFor(10), false);
+  rig->run(12);
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(complaints, Lines{"“Full Blast” never drove a fan: Approve the helper and complete the supervised fan test "
+                              "first."});
+}
+
+TEST_F(ConsoleSessionTests, APresetThatIsNamedIsTheOnlyOne) {
+  const auto remembersCooling = [](TestPlatform& platform) {
+    PresetSelectionStore(platform.userDefaults).save(FanPreset::cpuCoreDefault());
+  };
+  rig.emplace(remembersCooling, AppModelOptions{.preset = FanPreset::fullBlast()});
+  ASSERT_TRUE(rig->loop.runUntil([&] { return rig->loop.allManual(); }, 30));
+  rig->run(2);
+  for (const auto& write : rig->loop.writes) EXPECT_TRUE(write.key != "F0Tg" || write.value == 5700) << write.value;
 }
 
 TEST_F(ConsoleSessionTests, AFailedTestEndsTheRun) {

@@ -74,6 +74,10 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     Machine, ConfidenceFaults,
     testing::Values(
+        ScenarioRow{
+            "APassOnAnotherModelDoesNotCount",
+            "before store supervisedFanTestHardwareModel Mac14; preset full-blast; now: error Approve the helper; "
+            "during 10: automatic; now: begins 0, not passed"},
         ScenarioRow{"AFanWithImpossibleLimitsIsLeftAlone",
                     "before fault 999 value F0Mn 9000; preset full-blast; until 30: modes 0 1; mark; "
                     "during 10: modes 0 1; now: not error, target 1 6200, logged 1 fan 0 is left alone; clear value; "

@@ -42,8 +42,10 @@ class FakeLogind {
       object_ = sdbus::createObject(connection, "/org/freedesktop/login1");
       object_->registerMethod(interface, "Inhibit", "ssss", "h", [this](sdbus::MethodCall call) { inhibit(call); });
       object_->registerSignal(interface, "PrepareForSleep", "b");
-      object_->registerProperty(interface, "PreparingForSleep", "b",
-                                [this](sdbus::PropertyGetReply& reply) { reply << preparing_; });
+      object_->registerProperty(interface, "PreparingForSleep", "b", [this](sdbus::PropertyGetReply& reply) {
+        reply << preparing_;
+        questions.put(preparing_);
+      });
       object_->finishRegistration();
       connection.requestName("org.freedesktop.login1");
       ready.put(true);
@@ -63,6 +65,8 @@ class FakeLogind {
   }
 
   Inbox<Inhibitor> inhibitors;
+  /// What those who asked for the state were answered.
+  Inbox<bool> questions;
 
  private:
   static constexpr const char* interface = "org.freedesktop.login1.Manager";
@@ -227,10 +231,15 @@ TEST_F(PowerEventsTests, WhatIsAnnouncedIsAskedOfLogindItself) {
   FakeLogind logind(bus_.address());
   observe();
   logind.inhibitors.next();
+  logind.questions.next();
+  // Each notice is asked about before the next one comes.
   logind.announce(true, false);
+  EXPECT_FALSE(logind.questions.next());
   logind.announce(true);
   sleeps_.next();
+  logind.questions.next();
   logind.announce(false, true);
+  EXPECT_TRUE(logind.questions.next());
   logind.announce(false);
   EXPECT_TRUE(wakes_.next());
   EXPECT_EQ(sleeps_.size(), 0U) << "a sleep that logind knows nothing of";

@@ -47,6 +47,8 @@ struct Arrival {
 };
 
 /// The object on the bus.
+// Final, and the bus library keeps its own destructors protected: nobody can destroy it as anything else.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
 class HelperObject final : public sdbus::AdaptorInterfaces<Adaptor> {
  public:
   /// `arrive` does not throw.

@@ -125,9 +125,9 @@ PropertyList HelperBusCoding::decoded(const Dictionary& dictionary) {
 sdbus::Error HelperBusCoding::encoded(const Error& error) {
   const auto description = error.userInfo.find(localizedDescriptionKey);
   const bool isDescribed = description != error.userInfo.end() && isPortableText(description->second);
-  std::string text(isDescribed ? description->second : standardText(error));
+  const std::string text(isDescribed ? description->second : standardText(error));
   const std::string name = errorName(error);
-  return {name.empty() ? errorName(HelperXPCError::make(Code::internalFailure)) : name, std::move(text)};
+  return {name.empty() ? errorName(HelperXPCError::make(Code::internalFailure)) : name, text};
 }
 
 Error HelperBusCoding::decoded(const sdbus::Error& error) {

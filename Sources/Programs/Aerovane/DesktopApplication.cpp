@@ -240,7 +240,7 @@ class Desktop {
   bool testWasStarted_ = false;
   bool isAttended_ = true;
   int status_ = 0;
-  QuitNotice quitNotice_{[this] { QCoreApplication::exit(1); }};
+  QuitNotice quitNotice_{[] { QCoreApplication::exit(1); }};
 };
 
 }  // namespace
