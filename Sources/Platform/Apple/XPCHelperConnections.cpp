@@ -53,7 +53,7 @@ class ClientState : public std::enable_shared_from_this<ClientState> {
     if (!isGuarded) xpc_connection_cancel(xpcConnection());
   }
 
-  void send(HelperMessage message, ReplyHandler reply) {
+  void send(const HelperMessage& message, ReplyHandler reply) {
     const std::lock_guard lock(mutex_);
     const std::uint64_t id = ++lastCall_;
     calls_.emplace(id, std::move(reply));
