@@ -27,6 +27,8 @@ void QuitNotice::show(const std::string& message, const std::string& explanation
     box_ = std::make_unique<QMessageBox>();
     box_->setObjectName(QStringLiteral("quitNotice"));
     box_->setWindowTitle(QStringLiteral("Aerovane"));
+    // The box measures the headline in the font that it has before the style makes it bold.
+    box_->setStyleSheet(QStringLiteral("QLabel#qt_msgbox_label { min-width: 330px; }"));
     QPushButton* const button = box_->addButton(QStringLiteral("Quit anyway"), QMessageBox::AcceptRole);
     button->setObjectName(QStringLiteral("quitAnyway"));
     QObject::connect(button, &QPushButton::clicked, box_.get(), [this] {
