@@ -16,8 +16,6 @@ namespace halcyra {
 
 namespace {
 
-/// What a pipe takes as a whole or not at all.
-constexpr std::size_t pieceSize = PIPE_BUF;
 /// What a terminal that is ready at all has room for.
 constexpr std::size_t smallPiece = 256;
 
@@ -30,6 +28,10 @@ ssize_t writeIfReady(int descriptor, std::string_view text) {
   }
   return ::write(descriptor, text.data(), std::min(text.size(), smallPiece));
 }
+
+#ifdef __linux__
+/// What a pipe takes as a whole or not at all.
+constexpr std::size_t pieceSize = PIPE_BUF;
 
 /// Moving pages from a pipe of one's own has a flag for each call, and asks nobody's permission; each text takes a slot
 /// of the pipe, though, of which there are few.
@@ -63,6 +65,12 @@ ssize_t writeReopened(int descriptor, std::string_view text, bool isPipe) {
   errno = error;
   return count;
 }
+#else
+// A descriptor that is opened anew shares its flags here: a small piece that has room is the most that can be promised.
+ssize_t writeReopened(int descriptor, std::string_view text, bool) {
+  return writeIfReady(descriptor, text);
+}
+#endif
 
 ssize_t writeAtOnce(int descriptor, std::string_view text) {
   struct stat status {};

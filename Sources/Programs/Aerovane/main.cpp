@@ -240,9 +240,11 @@ int main(int argc, char** argv) {
   const halcyra::CommandLine line = halcyra::CommandLine::parse(argc, argv);
   try {
     return halcyra::run(line, argc, argv);
+#ifdef AEROVANE_HAS_SIMULATION
   } catch (const halcyra::BadMachineOptions& error) {
     halcyra::complain(error.what());
     return halcyra::badUsage;
+#endif
   } catch (const std::exception& error) {
     halcyra::complain(error.what());
     return 1;
