@@ -22,9 +22,8 @@ const std::map<Phase, std::string> phaseNames{{Phase::firmware, "firmware"},   {
 const std::map<Event, std::string> eventNames{
     {Event::presetSelected, "preset selected"}, {Event::systemSelected, "Apple Default selected"},
     {Event::startIsDue, "start is due"},        {Event::testRequested, "test requested"},
-    {Event::sessionBegan, "session began"},     {Event::startFailed, "start failed"},
     {Event::startDeferred, "start deferred"},   {Event::fansEnabled, "fans enabled"},
-    {Event::commandFailed, "command failed"},   {Event::handBackRequested, "hand-back requested"},
+    {Event::sessionBegan, "session began"},     {Event::handBackRequested, "hand-back requested"},
     {Event::handBackIsDue, "hand-back is due"}, {Event::handedBack, "handed back"},
     {Event::sessionLost, "session lost"}};
 
@@ -82,7 +81,7 @@ TEST(ControlPhaseTests, EveryPhaseWithManualFansHasItsWaysOutAndNoOther) {
     }
   }
   for (const Phase phase : {Phase::enabling, Phase::driving}) {
-    for (const Event event : {Event::commandFailed, Event::handBackRequested, Event::sessionLost}) {
+    for (const Event event : {Event::handBackRequested, Event::sessionLost}) {
       EXPECT_NE(controlTransition(phase, event), nullptr) << phaseNames.at(phase) << ", " << eventNames.at(event);
     }
   }

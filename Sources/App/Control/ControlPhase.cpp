@@ -25,17 +25,14 @@ constexpr std::array transitions{
 
     ControlTransition{Phase::preflight, Event::sessionBegan, Phase::enabling, Effect::enableFans},
     ControlTransition{Phase::preflight, Event::startDeferred, Phase::firmware, Effect::none},
-    ControlTransition{Phase::preflight, Event::startFailed, Phase::handingBack, Effect::handBack},
     ControlTransition{Phase::preflight, Event::handBackRequested, Phase::handingBack, Effect::handBack},
     ControlTransition{Phase::preflight, Event::sessionLost, Phase::firmware, Effect::dropSession},
 
     ControlTransition{Phase::enabling, Event::fansEnabled, Phase::driving, Effect::none},
-    ControlTransition{Phase::enabling, Event::commandFailed, Phase::handingBack, Effect::handBack},
     ControlTransition{Phase::enabling, Event::handBackRequested, Phase::handingBack, Effect::handBack},
     ControlTransition{Phase::enabling, Event::sessionLost, Phase::firmware, Effect::dropSession},
 
     ControlTransition{Phase::driving, Event::startIsDue, Phase::enabling, Effect::enableFans},
-    ControlTransition{Phase::driving, Event::commandFailed, Phase::handingBack, Effect::handBack},
     ControlTransition{Phase::driving, Event::handBackRequested, Phase::handingBack, Effect::handBack},
     ControlTransition{Phase::driving, Event::sessionLost, Phase::firmware, Effect::dropSession},
 

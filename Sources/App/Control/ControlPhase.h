@@ -29,13 +29,12 @@ enum class ControlEvent {
   testRequested,
   /// The session has begun and its preflight is clean.
   sessionBegan,
-  startFailed,
-  /// The same while a preset is restored, for a reason that passes: nothing is said, and it is tried again.
+  /// The session could not begin while a preset is restored, for a reason that passes: nothing is said, and it is
+  /// tried again.
   startDeferred,
   fansEnabled,
-  /// The helper could not carry out a command, or there is no confidence to send the next one.
-  commandFailed,
-  /// Confidence is lost, or somebody else is to have the fans: sleep, quit, stale telemetry, another utility, ...
+  /// A start or a command has failed, confidence is lost, or somebody else is to have the fans: sleep, quit, another
+  /// utility, ...
   handBackRequested,
   /// The last hand-back was not confirmed and is tried again.
   handBackIsDue,

@@ -160,10 +160,13 @@ bool PresetActivation::postpone() {
 
 void PresetActivation::begin(const FanPreset& preset, Manner manner) {
   const auto confidence = with_.telemetry.confidence();
+  if (!confidence) {
+    return;
+  }
   const ControlEffect effect = session_.raise(ControlEvent::startIsDue);
   if (effect == ControlEffect::enableFans) {
     takeFans();
-  } else if (effect == ControlEffect::beginSession && confidence) {
+  } else if (effect == ControlEffect::beginSession) {
     session_.begin(*confidence, [this, preset, manner](const PropertyList& status, const std::optional<Error>& error) {
       judgeStart(preset, manner, status, error);
     });
